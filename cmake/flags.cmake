@@ -1,0 +1,29 @@
+# SPDX-License-Identifier: Apache-2.0
+# The flags that every target shares, and what makes a program of the device.
+
+add_compile_options(
+  -Wall -Wextra -Wconversion -Wshadow -Wformat=2 -Wmissing-declarations -Werror)
+include_directories(${CMAKE_SOURCE_DIR})
+
+if(VORLIND_SANITIZE)
+  add_compile_options(-fsanitize=${VORLIND_SANITIZE} -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${VORLIND_SANITIZE})
+else()
+  # Hardening; the sanitizers bring checks of their own that collide with it.
+  add_compile_options(-fstack-protector-strong)
+  add_link_options(-Wl,-z,relro -Wl,-z,now)
+  if(CMAKE_BUILD_TYPE MATCHES "Rel")
+    add_compile_definitions(_FORTIFY_SOURCE=2)
+  endif()
+endif()
+include(CheckPIESupported)
+check_pie_supported()
+
+# A program of the device is linked by the C driver: whatever would need the C++ runtime
+# (new, throw, std::string) then fails to link.
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+function(vorlind_device_program target)
+  target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti)
+  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+endfunction()
