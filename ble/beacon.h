@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The beacons' payloads, and their rotation on the air. */
+#pragma once
+
+#include <cstdint>
+
+/* Entries with `enable` exactly "1" and an identifier: 0 to 5. */
+int32_t count_activable_beacons();
+
+/* True when a signal has raised one of the three flags. */
+bool is_new_event();
+
+/*
+ * ACTION_STOP: advertising off. ACTION_START: the entries' payloads on the air; with two or
+ * more active entries in rotation, until a signal comes, and then off. 0, or the first
+ * controller operation that failed.
+ */
+int32_t do_beacon_advertising(int32_t action);

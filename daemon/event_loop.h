@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The daemon's only loop: three flags polled, one task dispatched, one report. */
+#pragma once
+
+/* Serve events and commands until flag_daemon_quit is set. */
+void run_daemon_task();
+
+/* A controller may have come or gone: look for it anew and write the event log. */
+void uevent_change();

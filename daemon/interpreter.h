@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The command words that a client leaves in the segment, and what each does. */
+#pragma once
+
+/* Take the lock, carry out the pending command, and give the lock back. */
+void user_cmd_change();
+
+/* The three commands that do something; the words are those user_cmd_change has taken. */
+void cmd_show();
+void cmd_config();
+void cmd_ibeacon();

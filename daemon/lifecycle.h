@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
+/* What main needs to start: the signal handlers and the default settings. */
+#pragma once
+
+#include <cstdint>
+
+/* Install the four handlers and fill ble_sig_set: 0, or -1 after messages to stderr. */
+int32_t system_data_init();
+
+/* Write the default settings; opt is left alone. */
+void ble_data_init();

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "daemon/process.h"
+
+#include "daemon/trace.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+
+/* The first line that `command` prints, empty when it prints none: 0, or -1 if it can't run. */
+static int32_t first_line(const char *command, char *answer, int size)
+{
+	answer[0] = '\0';
+	FILE *pipe = popen(command, "r");
+	if (!pipe)
+		return -1;
+	if (!fgets(answer, size, pipe))
+		answer[0] = '\0';
+	pclose(pipe);
+	return 0;
+}
+
+int32_t is_daemon_exist(const char *name)
+{
+	char buf[32];
+	char buf_pidof[32];
+
+	snprintf(buf, sizeof(buf), "pidof %s", name);
+	TRACE(TRACE_FLOW, "buf=%s", buf);
+	if (first_line(buf, buf_pidof, sizeof(buf_pidof)) != 0) {
+		TRACE(TRACE_FLOW, "Could not run %s\n", buf);
+		return -1;
+	}
+	snprintf(buf, sizeof(buf), "%d\n", getpid());
+	TRACE(TRACE_FLOW, "buf_pidof=%s, buf=%s", buf_pidof, buf);
+	/* Strict on purpose: an answer that cannot be matched refuses the start. */
+	return strcmp(buf_pidof, buf) == 0 ? 0 : 1;
+}
+
+int32_t send_signal_to_process(const char *name, int sig_num)
+{
+	char command[32];
+	char buf[128];
+
+	TRACE(TRACE_FLOW, "bin=%s, sig_num=%d\n", name, sig_num);
+	snprintf(command, sizeof(command), "pidof %s", name);
+	if (first_line(command, buf, sizeof(buf)) != 0) {
+		TRACE(TRACE_FLOW, "Could not run %s\n", command);
+		return -1;
+	}
+	TRACE(TRACE_FLOW, "buf=%s", buf);
+	const auto pid = static_cast<pid_t>(strtoul(buf, nullptr, 10));
+	TRACE(TRACE_FLOW, "kill(pid=%d, sig_num=%d)\n", pid, sig_num);
+	kill(pid, sig_num); /* an empty answer is pid 0, the own group: kept so on purpose */
+	return 0;
+}
+
+int32_t write_pid_file(const char *path)
+{
+	FILE *file = fopen(path, "w");
+
+	if (!file)
+		return -1;
+	fprintf(file, "%d", getpid());
+	fclose(file);
+	return 0;
+}
+
+int32_t file_has_content(const char *path)
+{
+	struct stat info;
+
+	if (stat(path, &info) != 0)
+		return -1;
+	return info.st_size > 0 ? 1 : 0;
+}

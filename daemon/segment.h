@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+/*
+ * The shared segment, byte for byte: the contract between vorlind and its clients. Keys,
+ * layout, and the values of the words in it. Native byte order, 32-bit words.
+ */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr uint32_t BLE_SEM_KEY = 0x0ABCD001; /* one semaphore; 1: unlocked */
+constexpr uint32_t BLE_SHM_KEY = 0x0ABCD002;
+constexpr int32_t BLE_IPC_MODE = 0600; /* the daemon's own user only */
+
+// clang-format off
+enum : uint32_t { /* opt.status; 2 and more: a usable controller */
+	BLE_STATUS_NONE        = 0, /* no serial link */
+	BLE_STATUS_UNCONFIRMED = 1, /* link open or just closed, or a task failed */
+	BLE_STATUS_AVAILABLE   = 2,
+	BLE_STATUS_ADVERTISING = 3,
+	BLE_STATUS_TESTING     = 5, /* production test; 4 is not used */
+};
+
+enum : int32_t { /* opt.action: the pending beacon task */
+	ACTION_NONE    = 0,
+	ACTION_STOP    = 1,
+	ACTION_START   = 2,
+	ACTION_RESTART = 3,
+	ACTION_TEST    = 4, /* only enters the status of a production test */
+};
+// clang-format on
+
+constexpr size_t BLE_BEACONS = 5;
+constexpr size_t BLE_WORDS = 21; /* whole argv slots in the command area */
+constexpr size_t BLE_WORD_SIZE = 64;
+
+/* Settings are text, NUL-terminated by a client that behaves; "NONE" means not set. */
+struct beacon_entry {
+	char id[3];
+	char enable[2]; /* "1": advertise */
+	char option[3];
+	char type[33];
+	char interval[6];
+	char mac[13];
+	char prefix[19]; /* 18 hexadecimal digits: the first 9 bytes of the payload */
+	char uuid[33];   /* 32 hexadecimal digits, or "NONE" */
+	char major[6];
+	char minor[6];
+	char measured_power[4]; /* decimal; "NONE" fills it without a NUL */
+};
+
+struct ble_record {
+	struct {
+		volatile uint32_t action;
+		uint32_t unused;
+		volatile uint32_t status;
+	} opt;
+	char interval[6]; /* decimal milliseconds */
+	char mac[13];     /* 12 hexadecimal digits, or "NONE": keep the controller's own */
+	char measured_power[4];
+	char power_index[4]; /* a level, or "max" */
+	beacon_entry beacon[BLE_BEACONS];
+	char reserved;
+};
+
+struct ble_command_area {
+	volatile int32_t argc;
+	char argv[BLE_WORDS][BLE_WORD_SIZE]; /* the daemon interprets words 0 to 4 */
+	char rest[24];
+};
+
+struct ble_segment {
+	uint32_t unused;             /* the client's; the daemon leaves it alone */
+	volatile uint32_t cmd_doing; /* set by the client, 0 again when its command is done */
+	ble_command_area cmd;
+	uint8_t info[40]; /* who the controller is, below */
+	ble_record config;
+};
+
+/* Offsets in `info`. */
+constexpr size_t INFO_USED_CHIP = 0; /* 32-bit word: 1 TI 06, 2 TI 08, 3 Qualcomm */
+constexpr size_t INFO_VERSION = 4;   /* Read Local Version Information event, 15 bytes */
+constexpr size_t INFO_REVISION = 19; /* TI build revision event, 12 bytes */
+
+/* No packed attribute: natural layout gives every offset, and the words stay atomic. */
+#define AT(type, member, offset) \
+	static_assert(offsetof(type, member) == (offset), #type "." #member " has moved")
+AT(beacon_entry, id, 0);
+AT(beacon_entry, enable, 3);
+AT(beacon_entry, option, 5);
+AT(beacon_entry, type, 8);
+AT(beacon_entry, interval, 41);
+AT(beacon_entry, mac, 47);
+AT(beacon_entry, prefix, 60);
+AT(beacon_entry, uuid, 79);
+AT(beacon_entry, major, 112);
+AT(beacon_entry, minor, 118);
+AT(beacon_entry, measured_power, 124);
+AT(ble_record, opt.action, 0);
+AT(ble_record, opt.unused, 4);
+AT(ble_record, opt.status, 8);
+AT(ble_record, interval, 12);
+AT(ble_record, mac, 18);
+AT(ble_record, measured_power, 31);
+AT(ble_record, power_index, 35);
+AT(ble_record, beacon, 39);
+AT(ble_record, reserved, 679);
+AT(ble_segment, unused, 0);
+AT(ble_segment, cmd_doing, 4);
+AT(ble_segment, cmd, 8);
+AT(ble_segment, cmd.argc, 8);
+AT(ble_segment, cmd.argv, 12);
+AT(ble_segment, cmd.argv[4], 268);
+AT(ble_segment, info, 1380);
+AT(ble_segment, config, 1420);
+#undef AT
+static_assert(sizeof(beacon_entry) == 128 && alignof(beacon_entry) == 1);
+static_assert(sizeof(ble_command_area) == 1372);
+static_assert(sizeof(ble_record) == 680);
+static_assert(sizeof(ble_segment) == 2100);
