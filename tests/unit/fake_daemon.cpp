@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/unit/fake_daemon.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/ipc.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+constexpr char GUARD = '\x5A';
+
+static struct {
+	char before[4096];
+	ble_segment segment;
+	char after[4096];
+} memory;
+
+static std::string console_path;
+
+void DaemonTest::SetUp()
+{
+	char name[] = "/tmp/vorlind-test-XXXXXX";
+	ASSERT_NE(mkdtemp(name), nullptr);
+	folder = name;
+
+	memset(&memory, GUARD, sizeof(memory));
+	memset(&memory.segment, 0, sizeof(memory.segment));
+	ble_ipc = {};
+	ble_ipc.buf = &memory.segment;
+	ble_ipc.info = memory.segment.info;
+	ble_ipc.cmd = &memory.segment.cmd;
+	ble_config = &memory.segment.config;
+	ble_config->opt.status = BLE_STATUS_AVAILABLE;
+	ASSERT_GE(bleipc_semget(&ble_ipc.sem, IPC_PRIVATE, 1, BLEIPC_CREATE), 0);
+
+	console_path = folder + "/console";
+	ASSERT_EQ(mkfifo(console_path.c_str(), 0600), 0);
+	console_fd = openat(AT_FDCWD, console_path.c_str(), O_RDWR | O_NONBLOCK);
+	ASSERT_GE(console_fd, 0);
+	trace_console = console_path.c_str();
+	dbg_level = 0;
+
+	hci_ver_index = 0;
+	ble_used_chip = 0;
+	flag_daemon_quit = 0;
+	flag_cmd_change = 0;
+	flag_uevent_change = 0;
+	sigemptyset(&ble_sig_set);
+	sigaddset(&ble_sig_set, SIGUSR1);
+	sigaddset(&ble_sig_set, SIGUSR2);
+
+	fake_sleeps.clear();
+	fake_during_sleep = nullptr;
+	fake_files_clear();
+	fake_device_libs_clear();
+	fake_plug();
+}
+
+void DaemonTest::TearDown()
+{
+	fake_unplug();
+	fake_during_sleep = nullptr;
+	bleipc_semctl(&ble_ipc.sem, IPC_RMID);
+	dbg_level = 0;
+	close(console_fd);
+	std::filesystem::remove_all(folder);
+
+	for (size_t i = 0; i < sizeof(memory.before); i++)
+		ASSERT_EQ(memory.before[i], GUARD) << "written before the segment, byte " << i;
+	for (size_t i = 0; i < sizeof(memory.after); i++)
+		ASSERT_EQ(memory.after[i], GUARD) << "written behind the segment, byte " << i;
+}
+
+std::string DaemonTest::console()
+{
+	std::string text;
+	char buffer[4096];
+	ssize_t n;
+
+	while ((n = read(console_fd, buffer, sizeof(buffer))) > 0)
+		text.append(buffer, static_cast<size_t>(n));
+	return text;
+}
+
+void DaemonTest::client_says(const std::vector<std::string> &words)
+{
+	ble_ipc.cmd->argc = static_cast<int32_t>(words.size());
+	for (size_t i = 0; i < words.size() && i < BLE_WORDS; i++) {
+		memset(ble_ipc.cmd->argv[i], 0, BLE_WORD_SIZE);
+		memcpy(ble_ipc.cmd->argv[i], words[i].data(),
+		       std::min(words[i].size(), BLE_WORD_SIZE));
+	}
+}
