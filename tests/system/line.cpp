@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/system/line.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <stdexcept>
+#include <termios.h>
+#include <unistd.h>
+#include <utility>
+
+static std::string hex_of(const std::string &bytes)
+{
+	std::string hex;
+	char text[4];
+
+	for (const char byte : bytes) {
+		snprintf(text, sizeof(text), "%02X ", static_cast<uint8_t>(byte));
+		hex += text;
+	}
+	if (!hex.empty())
+		hex.pop_back();
+	return hex;
+}
+
+static std::string bytes_of(const std::string &hex)
+{
+	std::string bytes;
+
+	for (size_t i = 0; i < hex.size();) {
+		if (hex[i] == ' ' || hex[i] == '|') {
+			i++;
+			continue;
+		}
+		bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+		i += 2;
+	}
+	return bytes;
+}
+
+/* "n" zero bytes. */
+static std::string zeros(int n)
+{
+	std::string hex;
+
+	for (int i = 0; i < n; i++)
+		hex += " 00";
+	return hex;
+}
+
+static const std::map<std::string, std::string> standard_answers = {
+	{ "01 03 0C", "04 0E 04 01 03 0C 00" },
+	{ "01 09 10", "04 0E 0A 01 09 10 00 66 55 44 33 22 11" },
+	{ "01 06 20", "04 0E 04 01 06 20 00" },
+	{ "01 07 20", "04 0E 05 01 07 20 00 EC" },
+	{ "01 08 20", "04 0E 04 01 08 20 00" },
+	{ "01 0A 20", "04 0E 04 01 0A 20 00" },
+	{ "01 1D 20", "04 0E 04 01 1D 20 00" },
+	{ "01 1E 20", "04 0E 04 01 1E 20 00" },
+	{ "01 1F 20", "04 0E 06 01 1F 20 00 34 12" },
+	{ "01 00 FC", "04 0E 05 01 00 FC 00 1E" },
+	{ "01 14 FC", "04 0E 05 01 14 FC 00 00" },
+};
+
+static const std::map<std::string, std::string> ti_answers = {
+	{ "01 01 FC", "04 FF 05 01 04 00 01 FC" },
+	{ "01 0C FC", "04 FF 05 0C 04 00 0C FC" },
+	{ "01 1B FC", "04 FF 09 1B 04 00 1B FC 01 02 03 04" },
+	{ "01 1D FC", "04 FF 05 1D 04 00 1D FC" },
+	{ "01 00 FE", "04 FF 06 7F 06 00 00 FE 00 | 04 FF 2C 00 06 00" + zeros(41) },
+	{ "01 06 FE", "04 FF 06 7F 06 00 06 FE 00 | 04 FF 03 03 06 00" },
+	{ "01 07 FE", "04 FF 06 7F 06 00 07 FE 00 | 04 FF 04 02 06 00 01" },
+	{ "01 08 FE", "04 FF 06 7F 06 00 08 FE 00 | 04 FF 03 04 06 00" },
+	{ "01 30 FE", "04 FF 06 7F 06 00 30 FE 00" },
+	{ "01 31 FE", "04 FF 08 7F 06 00 31 FE 02 A0 00" },
+};
+
+static const std::map<std::string, std::string> version_answers = {
+	{ "ti-06", "04 0E 0C 01 01 10 00 06 01 00 06 0D 00 02 00" },
+	{ "ti-08", "04 0E 0C 01 01 10 00 08 01 00 08 0D 00 02 00" },
+	{ "qualcomm", "04 0E 0C 01 01 10 00 0B 01 00 0B 1D 00 02 00" },
+};
+
+Line::Line(const std::string &kind, const std::string &link) : path(link), answers(standard_answers)
+{
+	if (kind != "qualcomm")
+		answers.insert(ti_answers.begin(), ti_answers.end());
+	answers["01 01 10"] = version_answers.at(kind);
+
+	master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+	if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 || pipe2(wake, O_CLOEXEC) != 0)
+		throw std::runtime_error("no pty");
+	const std::string name = ptsname(master);
+	slave = open(name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+	termios raw;
+	tcgetattr(slave, &raw);
+	cfmakeraw(&raw);
+	tcsetattr(slave, TCSANOW, &raw);
+	if (symlink(name.c_str(), path.c_str()) != 0)
+		throw std::runtime_error("cannot link " + path);
+	thread = std::thread([this] { serve(); });
+}
+
+Line::~Line()
+{
+	close(wake[1]);
+	thread.join();
+	unlink(path.c_str());
+	close(master);
+	close(slave);
+	close(wake[0]);
+}
+
+void Line::answer(const std::string &command, const std::string &events)
+{
+	const std::lock_guard lock(mutex);
+	answers[command] = events;
+}
+
+void Line::send(const std::string &events)
+{
+	const std::string bytes = bytes_of(events);
+
+	if (write(master, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+		abort();
+}
+
+std::vector<std::string> Line::heard()
+{
+	const std::lock_guard lock(mutex);
+	return std::exchange(commands, {});
+}
+
+bool Line::has_heard(const std::string &command)
+{
+	const std::lock_guard lock(mutex);
+	for (const std::string &one : commands)
+		if (one.starts_with(command))
+			return true;
+	return false;
+}
+
+/* The longest table entry that the command begins with decides. */
+void Line::take(std::string packet)
+{
+	const std::string hex = hex_of(packet);
+	std::string events;
+	size_t longest = 0;
+
+	{
+		const std::lock_guard lock(mutex);
+		commands.push_back(hex);
+		for (const auto &[command, answer] : answers) {
+			if (hex.starts_with(command) && command.size() >= longest) {
+				events = answer;
+				longest = command.size();
+			}
+		}
+	}
+	send(events);
+}
+
+void Line::serve()
+{
+	std::string stream;
+	char buffer[512];
+
+	for (;;) {
+		pollfd ends[] = { { master, POLLIN, 0 }, { wake[0], POLLIN, 0 } };
+		poll(ends, 2, -1);
+		if (ends[1].revents != 0)
+			return;
+		const ssize_t n = read(master, buffer, sizeof(buffer));
+		if (n <= 0)
+			continue;
+		stream.append(buffer, static_cast<size_t>(n));
+		while (stream.size() >= 4) {
+			const size_t whole = size_t{ 4 } + static_cast<uint8_t>(stream[3]);
+			if (stream.size() < whole)
+				break;
+			take(stream.substr(0, whole));
+			stream.erase(0, whole);
+		}
+	}
+}
