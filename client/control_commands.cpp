@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The commands that the daemon carries out: beacons on and off, tests, read-outs, settings. */
+#include "client/beacon_task.h"
+#include "client/command.h"
+#include "client/daemon_options.h"
+#include "client/output.h"
+#include "client/perform.h"
+#include "client/state.h"
+
+#include <cstdio>
+#include <cstring>
+
+static exit_status run_beacon_task(const request *r, const char *action)
+{
+	session s;
+
+	if (r->argc > 0)
+		return bad_usage(action, "\"%.60s\" is too much: it takes no arguments",
+				 r->argv[0]);
+	exit_status status = open_for(&s, r, USUAL_TIMEOUT);
+	if (status == EXIT_DONE) {
+		if (strcmp(action, "stop") != 0 && !has_active_beacon(&s.segment->config))
+			complain("no beacon is on, so nothing goes on the air: "
+				 "try beacon 1 --uuid random on");
+		status = beacon_task(&s, action);
+	}
+	session_close(&s);
+	return status;
+}
+
+exit_status run_start(request *r)
+{
+	return run_beacon_task(r, "start");
+}
+
+exit_status run_stop(request *r)
+{
+	return run_beacon_task(r, "stop");
+}
+
+exit_status run_restart(request *r)
+{
+	return run_beacon_task(r, "restart");
+}
+
+static void print_result_json(const char *first, const char *option, const char *result)
+{
+	char word[64];
+	unsigned id;
+	unsigned value;
+
+	fputs("{", stdout);
+	printf("\"command\": \"%s %s\", ", first, option);
+	if (sscanf(result, "GAP Param ID: %u, Value: %u", &id, &value) == 2)
+		printf("\"id\": %u, \"value\": %u", id, value);
+	else if (sscanf(result, "BLE TX Power Setting: 0x%X", &value) == 1)
+		printf("\"value\": %d", static_cast<int8_t>(value));
+	else if (sscanf(result, "Num of packets: %u", &value) == 1)
+		printf("\"value\": %u", value);
+	else if (sscanf(result, "BLE MAC Address: %63s", word) == 1 ||
+		 sscanf(result, "BLE configuration utility: %63s", word) == 1)
+		printf("\"value\": \"%s\"", word);
+	else
+		fputs("\"value\": null", stdout);
+	fputs("}\n", stdout);
+}
+
+/* A command that is done has a result, unless the controller kept silent. */
+static exit_status finish_result(const request *r, const char *first, const char *option,
+				 const outcome *end)
+{
+	if (end->heard && !end->result[0]) {
+		complain("the controller gave no answer");
+		return EXIT_REFUSED;
+	}
+	if (r->json)
+		print_result_json(first, option, end->result);
+	return EXIT_DONE;
+}
+
+exit_status run_show(request *r)
+{
+	task t;
+	fault wrong;
+	outcome end = {};
+
+	if (!task_of_option("show", show_options, r->argc, r->argv, &t, &wrong))
+		return bad_usage("show", "%s", wrong.text);
+	const exit_status status = perform_request(r, &t, &end);
+	return status == EXIT_DONE ? finish_result(r, "show", r->argv[0], &end) : status;
+}
+
+exit_status run_config(request *r)
+{
+	task t;
+	fault wrong;
+	outcome end;
+
+	if (!task_of_option("config", config_options, r->argc, r->argv, &t, &wrong))
+		return bad_usage("config", "%s", wrong.text);
+	return perform_request(r, &t, &end);
+}
+
+exit_status run_raw(request *r)
+{
+	outcome end;
+
+	if (r->argc == 0 || r->argc > static_cast<int>(BLE_WORDS))
+		return bad_usage("raw", "%d words; it takes 1 to %zu", r->argc, BLE_WORDS);
+	for (int i = 0; i < r->argc; i++)
+		if (strlen(r->argv[i]) >= BLE_WORD_SIZE)
+			return bad_usage("raw", "word %d is too long: up to %zu characters", i + 1,
+					 BLE_WORD_SIZE - 1);
+	const task t = task_of(r->argc, r->argv);
+	return perform_request(r, &t, &end);
+}
+
+exit_status run_reset(request *r)
+{
+	const char *words[] = { "ble-reset", r->argc > 0 ? r->argv[0] : "" };
+	session s;
+	task t;
+	fault wrong;
+	outcome end;
+
+	if (r->argc != 1 || !task_of_option("config", config_options, 2, words, &t, &wrong))
+		return bad_usage("reset", "it takes hard or soft");
+	exit_status status = open_for(&s, r, t.usual_timeout);
+	if (status == EXIT_DONE) {
+		t.shows_in_status = true;
+		status = perform(&s, &t, r->json, &end);
+		if (status == EXIT_DONE && s.segment->config.opt.status < BLE_STATUS_AVAILABLE) {
+			complain("no usable controller answers");
+			status = EXIT_NO_CONTROLLER;
+		}
+	}
+	session_close(&s);
+	return status;
+}
+
+exit_status run_trace(request *r)
+{
+	char digits[16];
+	const char *const words[] = { "config", "debug-level", digits };
+	uint32_t mask;
+	fault wrong;
+	outcome end;
+
+	if (r->argc != 1)
+		return bad_usage("trace", "it takes one argument");
+	if (!read_trace_mask(r->argv[0], &mask, &wrong))
+		return bad_usage("trace", "%s", wrong.text);
+	snprintf(digits, sizeof(digits), "%x", mask);
+	task t = task_of(3, words);
+	t.shows_in_status = true;
+	return perform_request(r, &t, &end);
+}
+
+/* A pending start would end the test in the very round that begins it. */
+static exit_status stop_beacons(session *s)
+{
+	if (s->segment->config.opt.action == ACTION_NONE ||
+	    s->segment->config.opt.status < BLE_STATUS_AVAILABLE)
+		return EXIT_DONE;
+	complain("the beacons are stopped for the test; start puts them on the air again");
+	return beacon_task(s, "stop");
+}
+
+static const struct {
+	const char *word;
+	const char *option;
+} tests[] = {
+	{ "rx", "le-receiver-test" },
+	{ "tx", "le-transmitter-test" },
+	{ "end", "le-test-end" },
+};
+
+static const char *test_option(const char *word)
+{
+	for (const auto &test : tests)
+		if (strcmp(test.word, word) == 0)
+			return test.option;
+	return nullptr;
+}
+
+exit_status run_test(request *r)
+{
+	const char *option = r->argc > 0 ? test_option(r->argv[0]) : nullptr;
+	session s;
+	task t;
+	fault wrong;
+	outcome end = {};
+
+	if (!option)
+		return bad_usage("test", "it takes rx CHANNEL, tx CHANNEL LENGTH PATTERN or end");
+	const bool is_end = strcmp(r->argv[0], "end") == 0;
+	r->argv[0] = option;
+	if (!task_of_option("config", config_options, r->argc, r->argv, &t, &wrong))
+		return bad_usage("test", "%s", wrong.text);
+	exit_status status = open_for(&s, r, t.usual_timeout);
+	if (status == EXIT_DONE && !is_end)
+		status = stop_beacons(&s);
+	if (status == EXIT_DONE)
+		status = perform(&s, &t, r->json, &end);
+	session_close(&s);
+	return status == EXIT_DONE && is_end ? finish_result(r, "test", "end", &end) : status;
+}

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+/* Changes to beacons and settings as a user writes them, made to a record in memory. */
+#pragma once
+
+#include "daemon/segment.h"
+
+struct fault {
+	char text[320]; /* what is wrong and what is right, one line */
+};
+
+/*
+ * Carry out "beacon N ...", "beacon clear N|all" or "set NAME VALUE ..." on `record`. False
+ * for a fault; the record may then be half changed, so hand in a copy.
+ */
+bool edit_record(ble_record *record, int argc, const char *const *argv, fault *wrong);
+
+/* "1" to "5" -> 0 to 4, or -1 with a fault. */
+int beacon_index(const char *text, fault *wrong);
+
+void set_fault(fault *wrong, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+/* Write to `live` what differs between the copies; its status and action are left alone. */
+void write_changes(ble_record *live, const ble_record *before, const ble_record *after);

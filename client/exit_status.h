@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+/* How vorlinctl ends: a contract with the scripts that call it. */
+#pragma once
+
+// clang-format off
+enum exit_status : int {
+	EXIT_DONE          = 0,
+	EXIT_USAGE         = 1, /* nothing was sent */
+	EXIT_NO_DAEMON     = 1,
+	EXIT_NO_CONTROLLER = 3,
+	EXIT_REFUSED       = 4, /* by the daemon or the controller */
+	EXIT_TIMEOUT       = 5, /* the command may still be carried out */
+};
+// clang-format on

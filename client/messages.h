@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+/* What the daemon says of a command: it writes results and warnings to its standard error. */
+#pragma once
+
+#include <cstdio>
+#include <sys/types.h>
+
+struct messages {
+	FILE *file;      /* at the end of what was said before, or null: it cannot be read */
+	char place[128]; /* where the daemon's standard error goes */
+};
+
+struct outcome {
+	bool heard;       /* the messages could be read */
+	bool refused;     /* a warning or a failure was among the messages */
+	int error_code;   /* the controller's, or -1 */
+	char result[128]; /* the line with the result, or empty */
+};
+
+/* Note what the daemon has said so far. */
+void messages_begin(messages *m, pid_t daemon);
+
+/*
+ * Take what it has said since: results to `results` (null: nowhere), all else to stderr, and
+ * what they amount to into `end`.
+ */
+void messages_take(messages *m, FILE *results, outcome *end);
+void messages_end(messages *m);
+
+/* One message's part of the outcome: true when it is a result. */
+bool judge_message(const char *line, outcome *end);

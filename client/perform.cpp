@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/perform.h"
+
+#include "client/edit.h"
+#include "client/fields.h"
+#include "client/output.h"
+#include "client/state.h"
+
+#include <cstdlib>
+#include <cstring>
+
+task task_of(int count, const char *const *words)
+{
+	task t = {};
+
+	t.words.count = count;
+	for (int i = 0; i < count; i++)
+		t.words.word[i] = words[i];
+	t.usual_timeout = USUAL_TIMEOUT;
+	return t;
+}
+
+/* While beacons are on the air a command waits for one dwell, and its end for another. */
+static int64_t dwells(const ble_record *record)
+{
+	char text[FIELD_TEXT];
+	const long dwell =
+		strtol(bounded_text(record->interval, sizeof(record->interval), text), nullptr, 10);
+
+	return dwell > 0 ? 2 * dwell : 0;
+}
+
+exit_status open_for(session *s, const request *r, int64_t usual_timeout)
+{
+	const exit_status status = session_open(s, r->timeout);
+
+	if (status == EXIT_DONE && r->timeout == 0)
+		s->deadline += usual_timeout + dwells(&s->segment->config);
+	return status;
+}
+
+/* Edit a copy, then write what has changed: a client killed meanwhile leaves little half done. */
+static bool edit_live(ble_record *live, bool (*edit)(ble_record *, void *), void *context)
+{
+	ble_record before;
+	ble_record after;
+
+	memcpy(static_cast<void *>(&before), live, sizeof(before));
+	memcpy(static_cast<void *>(&after), &before, sizeof(after));
+	if (!edit(&after, context))
+		return false;
+	write_changes(live, &before, &after);
+	return true;
+}
+
+exit_status change_record(session *s, bool (*edit)(ble_record *, void *), void *context)
+{
+	const exit_status status = session_lock(s);
+
+	if (status != EXIT_DONE)
+		return status;
+	const bool is_edited = edit_live(&s->segment->config, edit, context);
+	session_unlock(s);
+	return is_edited ? EXIT_DONE : EXIT_USAGE;
+}
+
+static exit_status judge(const session *s, const task *t, const messages *m, const outcome *end)
+{
+	const hci_code_kind codes = is_ti(s->segment) ? t->codes : HCI_STANDARD;
+
+	if (!m->file && !t->shows_in_status)
+		complain("vorlind's messages do not go to a file but to %s: see there",
+			 m->place[0] ? m->place : "a place that cannot be seen");
+	if (end->error_code >= 0)
+		complain("the controller refused: 0x%02x %s",
+			 static_cast<unsigned>(end->error_code),
+			 hci_error_name(end->error_code, codes));
+	else if (end->refused)
+		complain("vorlind reports a failure, see above");
+	return end->refused || end->error_code >= 0 ? EXIT_REFUSED : EXIT_DONE;
+}
+
+exit_status perform(session *s, const task *t, bool json, outcome *end)
+{
+	messages m;
+
+	if (t->needs_controller && s->segment->config.opt.status < BLE_STATUS_AVAILABLE) {
+		complain("no usable controller (status %s)",
+			 status_name(s->segment->config.opt.status));
+		return EXIT_NO_CONTROLLER;
+	}
+	exit_status status = session_lock(s);
+	if (status != EXIT_DONE)
+		return status;
+	if (t->edit && !edit_live(&s->segment->config, t->edit, t->context)) {
+		session_unlock(s);
+		return EXIT_USAGE;
+	}
+	if (t->pending_action)
+		s->segment->config.opt.action = t->pending_action;
+	messages_begin(&m, s->daemon);
+	status = session_run(s, &t->words, t->settled);
+	messages_take(&m, json ? nullptr : stdout, end);
+	if (status == EXIT_DONE)
+		status = judge(s, t, &m, end);
+	messages_end(&m);
+	return status;
+}
+
+exit_status perform_request(const request *r, const task *t, outcome *end)
+{
+	session s;
+	exit_status status = open_for(&s, r, t->usual_timeout);
+
+	if (status == EXIT_DONE)
+		status = perform(&s, t, r->json, end);
+	session_close(&s);
+	return status;
+}

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+/* What the segment says of the daemon, the controller and the beacons: as text and as JSON. */
+#pragma once
+
+#include "daemon/segment.h"
+
+#include <cstdio>
+#include <sys/types.h>
+
+struct state { /* a copy, for the daemon goes on writing */
+	pid_t daemon;
+	ble_segment segment;
+};
+
+void take_state(state *s, const ble_segment *live, pid_t daemon);
+
+const char *status_name(uint32_t status);
+const char *action_name(uint32_t action);
+
+/* "available", ... -> BLE_STATUS_*: false for a name that none has. */
+bool find_status(const char *name, uint32_t *status);
+
+/* Whether a beacon is active, and so whether a start has anything to put on the air. */
+bool has_active_beacon(const ble_record *record);
+
+/* Whether the attached controller is one of TI's: its refusals are then the vendor's own. */
+bool is_ti(const ble_segment *segment);
+
+void print_state(FILE *out, const state *s, bool with_payload);
+void print_beacons(FILE *out, const ble_record *record, bool with_payload);
+void print_beacon(FILE *out, const ble_record *record, size_t i);
+void print_beacon_line(FILE *out, const ble_record *record, size_t i);
+
+/* One line each, a whole JSON object. */
+void print_state_json(FILE *out, const state *s);
+void print_beacons_json(FILE *out, const ble_record *record);
+void print_beacon_json(FILE *out, const ble_record *record, size_t i);

@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The commands that look at the segment or change its settings, without the daemon's help. */
+#include "client/command.h"
+#include "client/edit.h"
+#include "client/output.h"
+#include "client/perform.h"
+#include "client/state.h"
+
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+constexpr int WATCH_PERIOD = 500; /* milliseconds */
+
+static exit_status print_no_daemon(session_state found, bool json)
+{
+	if (!json) {
+		complain("%s", session_reason(found));
+		return EXIT_NO_DAEMON;
+	}
+	fputs("{\"command\": \"status\", \"running\": false", stdout);
+	json_member(stdout, "reason", session_reason(found));
+	fputs("}\n", stdout);
+	return EXIT_NO_DAEMON;
+}
+
+struct status_view {
+	bool json;
+	bool with_payload;
+	bool in_place; /* on a terminal: over what was printed before */
+};
+
+static void print_view(const status_view *view, const state *now_state)
+{
+	if (view->in_place)
+		fputs("\033[H\033[J", stdout);
+	if (view->json)
+		print_state_json(stdout, now_state);
+	else
+		print_state(stdout, now_state, view->with_payload);
+	fflush(stdout);
+}
+
+/* Print the state again whenever it has changed, for as long as the daemon runs. */
+static exit_status watch(const session *s, const status_view *view)
+{
+	state shown;
+	state next;
+
+	take_state(&shown, s->segment, s->daemon);
+	print_view(view, &shown);
+	while (session_alive(s)) {
+		pause_for(WATCH_PERIOD);
+		take_state(&next, s->segment, s->daemon);
+		if (memcmp(&next, &shown, sizeof(next)) == 0)
+			continue;
+		memcpy(static_cast<void *>(&shown), &next, sizeof(next));
+		print_view(view, &shown);
+	}
+	return print_no_daemon(SESSION_NO_DAEMON, view->json);
+}
+
+exit_status run_status(request *r)
+{
+	session s;
+	state snapshot;
+	exit_status status = EXIT_DONE;
+	const bool watches = take_flag(r, "--watch");
+	status_view view = { r->json, take_flag(r, "--payload"), false };
+
+	if (r->argc > 0)
+		return bad_usage("status", "unknown argument \"%.60s\"", r->argv[0]);
+	const session_state found = session_try(&s);
+	if (found != SESSION_OPEN)
+		return print_no_daemon(found, r->json);
+	if (watches) {
+		view.in_place = !r->json && isatty(STDOUT_FILENO);
+		status = watch(&s, &view);
+	} else {
+		take_state(&snapshot, s.segment, s.daemon);
+		print_view(&view, &snapshot);
+	}
+	session_close(&s);
+	return status;
+}
+
+/* A status of "available" and more is reached by any status that can do what it can. */
+static bool has_reached(uint32_t status, uint32_t wanted)
+{
+	return status == wanted || (wanted == BLE_STATUS_AVAILABLE && status > wanted);
+}
+
+/* Whether the status is reached before `end` and while this daemon runs. */
+static bool waits_for(const session *s, uint32_t wanted, int64_t end)
+{
+	do {
+		if (has_reached(s->segment->config.opt.status, wanted))
+			return true;
+		pause_for(20);
+	} while (session_alive(s) && now() < end);
+	return false;
+}
+
+exit_status run_wait(request *r)
+{
+	const int64_t end = now() + (r->timeout ? r->timeout : USUAL_TIMEOUT);
+	uint32_t wanted = BLE_STATUS_AVAILABLE;
+	const char *name = "available";
+	session_state found;
+	session s;
+
+	if (take_option(r, "--status", &name) && !(name && find_status(name, &wanted)))
+		return bad_usage("wait", "--status takes none, unconfirmed, available, "
+					 "advertising or testing");
+	if (r->argc > 0)
+		return bad_usage("wait", "unknown argument \"%.60s\"", r->argv[0]);
+	do {
+		found = session_try(&s);
+		const bool is_reached = found == SESSION_OPEN && waits_for(&s, wanted, end);
+		session_close(&s);
+		if (is_reached)
+			return EXIT_DONE;
+		pause_for(20);
+	} while (now() < end && found != SESSION_NOT_ALLOWED);
+	if (found == SESSION_OPEN) {
+		complain("timeout: the status is not %s", name);
+		return EXIT_TIMEOUT;
+	}
+	complain("%s", session_reason(found));
+	return EXIT_NO_DAEMON;
+}
+
+struct edit_arguments {
+	int argc;
+	const char *argv[64];
+	fault wrong;
+};
+
+static bool edit(ble_record *record, void *context)
+{
+	auto *arguments = static_cast<edit_arguments *>(context);
+
+	return edit_record(record, arguments->argc, arguments->argv, &arguments->wrong);
+}
+
+/* What has become of a beacon: a UUID may have been chosen for the user. */
+static void tell_beacon(const ble_record *record, const char *number)
+{
+	fault wrong;
+	const int i = beacon_index(number, &wrong);
+
+	if (i >= 0)
+		print_beacon_line(stdout, record, static_cast<size_t>(i));
+	if (record->opt.status == BLE_STATUS_ADVERTISING)
+		complain("what is on the air changes with restart");
+}
+
+/* Check on a scratch record first, so that a fault is told without a daemon, too. */
+static exit_status run_edit(const request *r, const char *name)
+{
+	static ble_record scratch;
+	edit_arguments arguments = {};
+	session s;
+
+	if (r->argc > 63)
+		return bad_usage(name, "too many arguments");
+	arguments.argv[arguments.argc++] = name;
+	for (int i = 0; i < r->argc; i++)
+		arguments.argv[arguments.argc++] = r->argv[i];
+	if (!edit(&scratch, &arguments))
+		return bad_usage(name, "%s", arguments.wrong.text);
+	exit_status status = open_for(&s, r, USUAL_TIMEOUT);
+	if (status == EXIT_DONE)
+		status = change_record(&s, edit, &arguments);
+	if (status == EXIT_DONE && strcmp(name, "beacon") == 0)
+		tell_beacon(&s.segment->config, r->argv[0]);
+	session_close(&s);
+	return status;
+}
+
+exit_status run_set(request *r)
+{
+	return run_edit(r, "set");
+}
+
+static exit_status show_beacon(const request *r)
+{
+	session s;
+	fault wrong;
+	const int i = beacon_index(r->argc == 2 ? r->argv[1] : nullptr, &wrong);
+
+	if (i < 0)
+		return bad_usage("beacon", "show: %s", wrong.text);
+	const exit_status status = session_open(&s, 0);
+	if (status == EXIT_DONE) {
+		if (r->json)
+			print_beacon_json(stdout, &s.segment->config, static_cast<size_t>(i));
+		else
+			print_beacon(stdout, &s.segment->config, static_cast<size_t>(i));
+	}
+	session_close(&s);
+	return status;
+}
+
+static exit_status list_beacons(request *r)
+{
+	const bool with_payload = take_flag(r, "--payload");
+	session s;
+
+	if (r->argc > 1)
+		return bad_usage("beacon", "list: unknown argument \"%.60s\"", r->argv[1]);
+	const exit_status status = session_open(&s, 0);
+	if (status == EXIT_DONE) {
+		if (r->json)
+			print_beacons_json(stdout, &s.segment->config);
+		else
+			print_beacons(stdout, &s.segment->config, with_payload);
+	}
+	session_close(&s);
+	return status;
+}
+
+exit_status run_beacon(request *r)
+{
+	if (r->argc > 0 && strcmp(r->argv[0], "list") == 0)
+		return list_beacons(r);
+	if (r->argc > 0 && strcmp(r->argv[0], "show") == 0)
+		return show_beacon(r);
+	return run_edit(r, "beacon");
+}
