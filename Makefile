@@ -1,0 +1,32 @@
+# SPDX-License-Identifier: Apache-2.0
+# The habitual front; cmake --preset dev and ./run do the work.
+
+PREFIX ?= /usr/local
+
+all:
+	cmake --preset dev -DVORLIND_TESTS=OFF
+	cmake --build --preset dev
+
+test demo:
+	./run $@
+
+# Only the tracked files: what else lies around is nobody's business.
+SOURCES = $$(git ls-files '*.cpp' '*.h')
+SCRIPTS = run tools/sandbox tools/demo .ci/run
+
+format:
+	clang-format -i $(SOURCES)
+
+check:
+	clang-format --dry-run -Werror $(SOURCES)
+	shellcheck $(SCRIPTS)
+
+install:
+	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake --build --preset release
+	DESTDIR=$(DESTDIR) cmake --install build-release
+
+clean:
+	rm -rf build build-*
+
+.PHONY: all test demo format check install clean
