@@ -182,7 +182,8 @@ std::vector<std::string> air_link::hear()
 			continue;
 		for (const std::string &line : m_peers[i].read_lines()) {
 			heard.push_back(line);
-			for (size_t other = 0; m_listener.is_open() && other < m_peers.size(); other++)
+			for (size_t other = 0; m_listener.is_open() && other < m_peers.size();
+			     other++)
 				if (other != i && m_peers[other].is_open())
 					m_peers[other].write(line + "\n");
 		}

@@ -30,8 +30,14 @@ class neighbours
 	/* The receiver starts or ends: nothing is counted yet. */
 	void begin_count();
 
-	const std::map<std::string, neighbour> &all() const { return m_all; }
-	void clear() { m_all.clear(); }
+	const std::map<std::string, neighbour> &all() const
+	{
+		return m_all;
+	}
+	void clear()
+	{
+		m_all.clear();
+	}
 
 	/* A line for each that is on the air. */
 	std::string list() const;
@@ -59,7 +65,10 @@ class air_link
 	air_link &operator=(const air_link &) = delete;
 
 	std::string open(const std::string &path);
-	bool is_open() const { return m_listener.is_open() || !m_peers.empty(); }
+	bool is_open() const
+	{
+		return m_listener.is_open() || !m_peers.empty();
+	}
 	void say(const std::string &message);
 
 	/* What the others have said. */

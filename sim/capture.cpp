@@ -82,8 +82,9 @@ void capture::add(byte_view packet, direction way, wall_time at)
 		return;
 	append_high_first(record, packet.size(), 4);
 	append_high_first(record, packet.size(), 4);
-	append_high_first(record, (way == direction::to_host ? FLAG_TO_HOST : 0) |
-					  (is_message ? FLAG_COMMAND_OR_EVENT : 0),
+	append_high_first(record,
+			  (way == direction::to_host ? FLAG_TO_HOST : 0) |
+				  (is_message ? FLAG_COMMAND_OR_EVENT : 0),
 			  4);
 	append_high_first(record, 0, 4); /* none was dropped */
 	append_high_first(record, file_time(at), 8);

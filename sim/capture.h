@@ -17,7 +17,10 @@ class capture
 	using wall_time = std::chrono::system_clock::time_point;
 
 	capture() = default;
-	~capture() { close(); }
+	~capture()
+	{
+		close();
+	}
 	capture(const capture &) = delete;
 	capture &operator=(const capture &) = delete;
 

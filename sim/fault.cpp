@@ -47,7 +47,7 @@ static const fault_row rows[] = {
 	{ "second-missing", fault_kind::second_missing, 0,                       nullptr,   {},                      0,     0, "only the first of two events" },
 	{ "second-fails",   fault_kind::second_fails,   TAKES_STATUS,            nullptr,   {},                   0x1F,     0, "an error status in the second event" },
 	{ "reboot",         fault_kind::reboot,         TAKES_AT | TAKES_DELAY,  nullptr,   {},                      0,     0, "starts anew within the event" },
-	{ "unplug",         fault_kind::unplug,         TAKES_AT | TAKES_DELAY,  nullptr,   {},                      0,  1000, "the port goes within the event, and comes back" },
+	{ "unplug",         fault_kind::unplug,         TAKES_AT | TAKES_DELAY,  nullptr,   {},                      0,  1000, "the port goes, and comes back" },
 	{ "wrong-baud",     fault_kind::wrong_baud,     0,                       "baud",    { choice::fixed, 57600 },0,     0, "the answer is sent at another rate" },
 	{ "refuse-segment", fault_kind::refuse_segment, TAKES_STATUS,            "segment", { choice::fixed, 1 },  0x1F,     0, "a patch segment is refused" },
 };

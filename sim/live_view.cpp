@@ -27,8 +27,8 @@ static std::string painted(const std::string &text, size_t row, colours colour)
 static std::vector<double> shares(const timeline &times, size_t index, moment now, size_t cells)
 {
 	std::vector<double> share(cells, 0);
-	const double cell = std::chrono::duration<double>(WINDOW).count() /
-			    static_cast<double>(cells);
+	const double cell =
+		std::chrono::duration<double>(WINDOW).count() / static_cast<double>(cells);
 	const auto mark = [&](moment from, moment to) {
 		const double begin = std::chrono::duration<double>(from - (now - WINDOW)).count();
 		const double end = std::chrono::duration<double>(to - (now - WINDOW)).count();
@@ -57,8 +57,9 @@ static std::string bar(const std::vector<double> &share)
 	std::string text;
 
 	for (const double part : share)
-		text += part <= 0 ? blocks[0]
-				  : blocks[static_cast<size_t>(std::clamp(part * 4 + 0.5, 1.0, 4.0))];
+		text += part <= 0
+				? blocks[0]
+				: blocks[static_cast<size_t>(std::clamp(part * 4 + 0.5, 1.0, 4.0))];
 	return text;
 }
 
@@ -73,8 +74,9 @@ static std::string details(const timeline &times, size_t index, moment now)
 	const double seconds = std::chrono::duration<double>(times.total(index, now)).count();
 	char text[128];
 
-	snprintf(text, sizeof(text), "%llu times, %.1f s on the air",
-		 static_cast<unsigned long long>(row.times), seconds);
+	snprintf(text, sizeof(text), "%llu %s, %.1f s on the air",
+		 static_cast<unsigned long long>(row.times), row.times == 1 ? "time" : "times",
+		 seconds);
 	if (row.air.doing != radio::advertising)
 		return text;
 	return std::string(text) + ", every " + number_text(interval_ms(row.air.slots)) +
@@ -85,7 +87,8 @@ static std::string axis(size_t cells)
 {
 	const std::string left = "10 s ago";
 	const std::string right = "now";
-	const size_t gap = cells > left.size() + right.size() ? cells - left.size() - right.size() : 1;
+	const size_t gap =
+		cells > left.size() + right.size() ? cells - left.size() - right.size() : 1;
 
 	return "  " + left + std::string(gap, ' ') + right + "\n";
 }
@@ -97,8 +100,7 @@ static std::string state_line(const timeline &times, moment now)
 
 	if (!current)
 		return "the radio is off\n";
-	const double seconds =
-		std::chrono::duration<double>(now - times.current_since()).count();
+	const double seconds = std::chrono::duration<double>(now - times.current_since()).count();
 	snprintf(text, sizeof(text), "on the air for %.1f s: ", seconds);
 	return text + heading(times.rows()[*current].air) + "\n";
 }
@@ -107,7 +109,8 @@ std::string draw_view(const std::string &title, const timeline &times, moment no
 		      colours colour)
 {
 	const size_t cells = size.columns > 8 ? size.columns - 4 : 4;
-	const size_t room = size.lines > OTHER_LINES ? (size.lines - OTHER_LINES) / LINES_PER_ROW : 0;
+	const size_t room =
+		size.lines > OTHER_LINES ? (size.lines - OTHER_LINES) / LINES_PER_ROW : 0;
 	const size_t count = std::min(times.rows().size(), std::max<size_t>(room, 1));
 	char clock[32];
 

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 /* vorlin-sim: a simulated Bluetooth LE controller behind a pseudo-terminal. */
 #include "sim/patch.h"
+#include "sim/remote.h"
+#include "sim/selftest.h"
 #include "sim/simulator.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+
+constexpr sim::moment SCAN_TIME = std::chrono::seconds(1);
 
 static int complain(const std::string &problem)
 {
@@ -15,7 +19,7 @@ static int complain(const std::string &problem)
 
 static int write_patch_file(const sim::options &options)
 {
-	const sim::bytes patch = sim::make_patch(options.patch_size, options.seed);
+	const sim::bytes patch = sim::make_patch(options.patch_size, options.session.seed);
 	std::ofstream out(options.made_patch, std::ios::binary);
 
 	out.write(reinterpret_cast<const char *>(patch.data()),
@@ -47,6 +51,18 @@ int main(int argc, char **argv)
 	case sim::verb::help:
 		fputs(sim::help_text().c_str(), stdout);
 		return 0;
+	case sim::verb::help_faults:
+		fputs(sim::fault_help().c_str(), stdout);
+		return 0;
+	case sim::verb::help_quirks:
+		fputs(sim::quirk_help().c_str(), stdout);
+		return 0;
+	case sim::verb::selftest:
+		return sim::selftest();
+	case sim::verb::scan:
+		return sim::remote_scan(options.air, SCAN_TIME);
+	case sim::verb::control:
+		return sim::remote_control(options.control, options.remote_command);
 	case sim::verb::version:
 		puts("vorlin-sim " VORLIND_VERSION);
 		return 0;

@@ -7,27 +7,46 @@
 namespace sim
 {
 
-enum class verb { simulate, help, version, make_patch };
+enum class verb : uint8_t {
+	simulate,
+	help,
+	help_faults,
+	help_quirks,
+	version,
+	make_patch,
+	selftest,
+	scan,
+	control,
+};
+
+enum class view : uint8_t { changes, quiet, json, live };
 
 struct options {
 	verb what = verb::simulate;
-	session_settings session;
-	std::string link;
-	std::string patch_out;
-	std::string made_patch;
+	session_settings session = {};
+	std::string link = {};
+	std::string patch_out = {};
+	std::string made_patch = {};
 	size_t patch_size = 5000;
-	uint64_t seed = 1;
 	moment run_time = {}; /* 0: until a signal */
+	view shown = view::changes;
 	moment summary_every = {};
-	std::vector<std::string> logs;
-	bool quiet = false;
-	std::optional<uint16_t> manufacturer;
-	std::optional<uint8_t> hci_version;
+	std::vector<std::string> logs = {};
+	std::string capture = {};
+	uint64_t capture_most = 0;
+	std::string report = {};
+	std::string script = {};
+	std::string control = {};
+	std::string air = {};
+	std::string remote_command = {};
+	std::optional<uint16_t> manufacturer = {};
+	std::optional<uint8_t> hci_version = {};
 };
 
 /* Fills `result`; what is wrong with the arguments and what would be right, or nothing. */
 std::string parse_options(std::span<const char *const> arguments, options &result);
 
 std::string help_text();
+std::string quirk_help();
 
 } // namespace sim

@@ -94,8 +94,9 @@ void session::finish_sent(moment at)
 			tell(at, happened::event, done.event, "");
 		if (done.after == answer_plan::stays)
 			continue;
-		restart(at, done.away);
-		if (done.after == answer_plan::goes)
+		const bool goes = done.after == answer_plan::goes;
+		restart(at, goes ? moment{} : done.away);
+		if (goes)
 			m_unplug_for = done.away;
 	}
 }
@@ -157,9 +158,6 @@ void session::work(moment now)
 		if (const auto packet = m_reader.take(byte))
 			take_packet(*packet, std::max(at, m_busy_until));
 	}
-	const bytes junk = m_reader.take_junk();
-	if (!junk.empty())
-		tell(now, happened::notice, junk, "bytes that begin no packet");
 }
 
 void session::arrive(uint8_t byte, moment at)
@@ -194,6 +192,9 @@ bytes session::advance(moment now)
 	while (const auto arrival = m_in.take(now))
 		arrive(arrival->byte, arrival->at);
 	work(now);
+	const bytes junk = m_reader.take_junk();
+	if (!junk.empty())
+		tell(now, happened::notice, junk, "bytes that begin no packet");
 	while (const auto departure = m_out.take(now)) {
 		sent.push_back(departure->byte);
 		m_sending.front().left--;

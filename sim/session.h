@@ -12,7 +12,7 @@ namespace sim
 {
 
 struct session_settings {
-	controller_settings controller;
+	controller_settings controller = {};
 	uint32_t baud = 115200;
 	size_t buffer_size = 1024; /* of the controller, for bytes that it has no time for yet */
 	moment latency = {};       /* from the end of a command to the start of its answer */

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The running program: the line, the session and all records, turned by one loop. */
+/* The running program: the line, the session, the sockets and the records, in one loop. */
 #include "sim/simulator.h"
 
-#include "sim/json.h"
+#include "sim/control.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 namespace sim
 {
@@ -19,9 +19,18 @@ constexpr size_t READ_AT_ONCE = 4096;
 constexpr moment LONGEST_WAIT = std::chrono::hours(1);
 
 simulator::simulator(const options &settings)
-    : m_options(settings), m_session(settings.session, [this](const record &what) { note(what); }),
-      m_air_log(settings.summary_every)
+    : m_options(settings), m_records(settings),
+      m_session(settings.session, [this](const record &what) { note(what); }),
+      m_name("sim" + std::to_string(getpid()))
 {
+}
+
+simulator::~simulator()
+{
+	if (m_control.is_open())
+		unlink(m_options.control.c_str());
+	if (m_signals >= 0)
+		::close(m_signals);
 }
 
 moment simulator::now() const
@@ -29,28 +38,29 @@ moment simulator::now() const
 	return std::chrono::steady_clock::now() - m_start;
 }
 
-void simulator::write_patch(const bytes &patch)
+std::string simulator::title() const
 {
-	const file out(fopen(m_options.patch_out.c_str(), "wb"));
+	std::string text = std::string("vorlin-sim: ") + m_options.session.controller.kind->name +
+			   " on " + m_line.port();
 
-	if (!out || fwrite(patch.data(), 1, patch.size(), out.get()) != patch.size())
-		fprintf(stderr, "vorlin-sim: cannot write %s: %s\n", m_options.patch_out.c_str(),
-			strerror(errno));
+	if (!m_options.link.empty())
+		text += ", linked as " + m_options.link;
+	if (!m_options.session.faults.empty() || !m_script.empty())
+		text += ", seed " + std::to_string(m_options.session.seed);
+	return text;
 }
 
 void simulator::note(const record &what)
 {
-	for (const file &log : m_logs)
-		fputs(json_line(what, m_options.session.controller.kind->vendor).c_str(),
-		      log.get());
-	if (what.what == happened::patch && !m_options.patch_out.empty())
-		write_patch(what.packet);
-	if (what.what == happened::air) {
-		const std::string text = m_air_log.change(what.air, m_timeline, what.at);
-		m_timeline.change(what.air, what.at);
-		if (!m_options.quiet)
-			fputs(text.c_str(), stdout);
+	m_records.note(what);
+	if (what.what != happened::air)
+		return;
+	m_receiving_since.reset();
+	if (what.air.doing == radio::receiving) {
+		m_receiving_since = what.at;
+		m_neighbours.begin_count();
 	}
+	m_air.say(air_message(m_name, what.air));
 }
 
 static int open_signals()
@@ -73,21 +83,20 @@ std::string simulator::open()
 	m_signals = open_signals();
 	if (m_signals < 0)
 		return std::string("cannot watch for signals: ") + strerror(errno);
-	for (const std::string &name : m_options.logs) {
-		m_logs.emplace_back(fopen(name.c_str(), "w"));
-		if (!m_logs.back())
-			return "cannot write " + name + ": " + strerror(errno);
-		setvbuf(m_logs.back().get(), nullptr, _IOLBF, 0);
-	}
-	const std::string problem = m_line.open(m_options.link);
+	std::string problem = m_records.open();
+	if (problem.empty() && !m_options.script.empty())
+		problem = read_script(m_options.script, m_script);
+	if (problem.empty() && !m_options.control.empty())
+		problem = listen_at(m_options.control, m_control);
+	if (problem.empty() && !m_options.air.empty())
+		problem = m_air.open(m_options.air);
+	if (problem.empty())
+		problem = m_line.open(m_options.link);
 	if (!problem.empty())
 		return problem;
 	m_start = std::chrono::steady_clock::now();
-	printf("vorlin-sim: %s on %s", m_options.session.controller.kind->name,
-	       m_line.port().c_str());
-	if (!m_options.link.empty())
-		printf(", linked as %s", m_options.link.c_str());
-	printf("\n");
+	m_records.begin(title());
+	m_air.say(AIR_HELLO);
 	return "";
 }
 
@@ -105,11 +114,75 @@ void simulator::take_from_host()
 
 void simulator::give_to_host()
 {
-	const bytes sent = m_session.advance(now());
-
-	append(m_unsent, sent);
+	append(m_unsent, m_session.advance(now()));
 	if (!m_unsent.empty())
 		m_line.write(m_unsent);
+	if (const auto away = m_session.take_unplug())
+		unplug(*away);
+}
+
+void simulator::unplug(moment away)
+{
+	m_line.close();
+	m_unsent.clear();
+	m_session.restart(now(), {});
+	m_plug_in_at = now() + away;
+}
+
+void simulator::plug_in_again()
+{
+	if (!m_plug_in_at || now() < *m_plug_in_at)
+		return;
+	m_plug_in_at.reset();
+	const std::string problem = m_line.open(m_options.link);
+	if (problem.empty())
+		return;
+	fprintf(stderr, "vorlin-sim: cannot come back: %s\n", problem.c_str());
+	m_quit = true;
+}
+
+std::string simulator::command(const std::string &text)
+{
+	controlled target = { m_session, m_neighbours, now() };
+	const std::string answer = run_control(text, target);
+
+	if (target.unplug_for && m_line.is_open())
+		unplug(*target.unplug_for);
+	m_quit = m_quit || target.quit;
+	return answer;
+}
+
+void simulator::serve_clients()
+{
+	while (m_control.is_open()) {
+		text_socket client = accept_from(m_control);
+		if (!client.is_open())
+			break;
+		m_clients.push_back(std::move(client));
+	}
+	for (text_socket &client : m_clients)
+		for (const std::string &line : client.read_lines())
+			if (client.is_open())
+				client.write(command(line));
+	std::erase_if(m_clients, [](const text_socket &client) { return !client.is_open(); });
+}
+
+void simulator::run_script()
+{
+	while (m_script_done < m_script.size() && m_script[m_script_done].at <= now())
+		command(m_script[m_script_done++].text);
+}
+
+void simulator::share_air()
+{
+	if (m_options.air.empty())
+		return;
+	for (const std::string &message : m_air.hear())
+		if (!m_neighbours.take(message, now()))
+			m_air.say(air_message(m_name, m_session.chip().air()));
+	if (m_receiving_since)
+		m_session.chip().hear(m_neighbours.new_packets(m_session.chip().air().channel,
+							       *m_receiving_since, now()));
 }
 
 moment simulator::wait_until() const
@@ -118,27 +191,42 @@ moment simulator::wait_until() const
 
 	if (m_options.run_time.count() > 0)
 		until = std::min(until, m_options.run_time);
-	for (const auto &other : { m_session.next(), m_air_log.next() })
+	if (m_script_done < m_script.size())
+		until = std::min(until, m_script[m_script_done].at);
+	for (const auto &other : { m_session.next(), m_records.next(), m_plug_in_at })
 		if (other)
 			until = std::min(until, *other);
 	return until;
 }
 
+/* What to sleep on; the signals come first. */
+std::vector<pollfd> simulator::watched() const
+{
+	std::vector<pollfd> all = { { m_signals, POLLIN, 0 } };
+
+	if (m_line.is_open()) {
+		const bool can_take = m_unsent.empty() && m_session.room() > 0;
+		const int events = (can_take ? POLLIN : 0) | (m_unsent.empty() ? 0 : POLLOUT);
+		all.push_back({ m_line.descriptor(), static_cast<short>(events), 0 });
+	}
+	for (const int descriptor : m_air.descriptors())
+		all.push_back({ descriptor, POLLIN, 0 });
+	if (m_control.is_open())
+		all.push_back({ m_control.descriptor(), POLLIN, 0 });
+	for (const text_socket &client : m_clients)
+		all.push_back({ client.descriptor(), POLLIN, 0 });
+	return all;
+}
+
 /* Sleeps until something is to be done; false when it is time to end. */
 bool simulator::wait()
 {
-	const bool can_take = m_unsent.empty() && m_session.room() > 0;
-	pollfd watched[] = {
-		{ m_signals, POLLIN, 0 },
-		{ m_line.descriptor(), 0, 0 },
-	};
-	watched[1].events =
-		static_cast<short>((can_take ? POLLIN : 0) | (m_unsent.empty() ? 0 : POLLOUT));
+	std::vector<pollfd> all = watched();
 	const moment left = std::max(wait_until() - now(), moment{});
 	const timespec timeout = { left.count() / 1'000'000'000, left.count() % 1'000'000'000 };
 
-	ppoll(watched, std::size(watched), &timeout, nullptr);
-	if (watched[0].revents != 0)
+	ppoll(all.data(), all.size(), &timeout, nullptr);
+	if (m_quit || all[0].revents != 0)
 		return false;
 	return m_options.run_time.count() == 0 || now() < m_options.run_time;
 }
@@ -146,11 +234,17 @@ bool simulator::wait()
 void simulator::run()
 {
 	while (wait()) {
-		take_from_host();
+		share_air();
+		serve_clients();
+		run_script();
+		plug_in_again();
+		if (m_line.is_open())
+			take_from_host();
 		give_to_host();
-		if (!m_options.quiet)
-			fputs(m_air_log.summary(m_timeline, now()).c_str(), stdout);
+		m_records.tick(now());
 	}
+	m_records.finish(now());
+	m_air.say(air_message(m_name, {}));
 	m_line.close();
 }
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The running program: the line, the session and all records, turned by one loop. */
+/* The running program: the line, the session, the sockets and the records, in one loop. */
 #pragma once
 
-#include "sim/air_log.h"
+#include "sim/air.h"
 #include "sim/line.h"
-#include "sim/options.h"
+#include "sim/records.h"
+#include "sim/script.h"
 
-#include <cstdio>
-#include <memory>
+#include <poll.h>
 
 namespace sim
 {
@@ -16,37 +16,47 @@ class simulator
 {
       public:
 	explicit simulator(const options &settings);
+	~simulator();
+	simulator(const simulator &) = delete;
+	simulator &operator=(const simulator &) = delete;
 
 	/* Opens everything; what is wrong, or nothing. */
 	std::string open();
 
-	/* Runs until a signal or the end of its time. */
+	/* Runs until a signal, a command or the end of its time. */
 	void run();
 
       private:
-	struct file_closer {
-		void operator()(FILE *file) const
-		{
-			fclose(file);
-		}
-	};
-	using file = std::unique_ptr<FILE, file_closer>;
-
 	moment now() const;
+	std::string title() const;
 	void note(const record &what);
-	void write_patch(const bytes &patch);
 	void take_from_host();
 	void give_to_host();
+	void unplug(moment away);
+	void plug_in_again();
+	std::string command(const std::string &text);
+	void serve_clients();
+	void run_script();
+	void share_air();
 	moment wait_until() const;
+	std::vector<pollfd> watched() const;
 	bool wait();
 
 	options m_options;
+	records m_records;
 	session m_session;
 	line m_line;
-	timeline m_timeline;
-	air_log m_air_log;
-	std::vector<file> m_logs;
+	neighbours m_neighbours;
+	air_link m_air;
+	std::string m_name;
+	std::optional<moment> m_receiving_since;
+	text_socket m_control;
+	std::vector<text_socket> m_clients;
+	std::vector<timed_command> m_script;
+	size_t m_script_done = 0;
 	bytes m_unsent;
+	std::optional<moment> m_plug_in_at;
+	bool m_quit = false;
 	std::chrono::steady_clock::time_point m_start;
 	int m_signals = -1;
 };

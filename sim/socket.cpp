@@ -17,8 +17,7 @@ constexpr size_t LONGEST_LINE = 65536;
 constexpr int WAITING_CONNECTIONS = 8;
 
 text_socket::text_socket(text_socket &&other) noexcept
-	: m_descriptor(std::exchange(other.m_descriptor, -1)),
-	  m_partial(std::move(other.m_partial))
+    : m_descriptor(std::exchange(other.m_descriptor, -1)), m_partial(std::move(other.m_partial))
 {
 }
 
@@ -89,8 +88,8 @@ std::string connect_to(const std::string &path, text_socket &result)
 	if (!problem.empty())
 		return problem;
 	result = text_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-	if (connect(result.descriptor(), reinterpret_cast<sockaddr *>(&address),
-		    sizeof(address)) != 0) {
+	if (connect(result.descriptor(), reinterpret_cast<sockaddr *>(&address), sizeof(address)) !=
+	    0) {
 		const std::string reason = strerror(errno);
 		result.close();
 		return "cannot reach " + path + ": " + reason;

@@ -18,8 +18,14 @@ class text_socket
 	text_socket &operator=(text_socket &&other) noexcept;
 	~text_socket();
 
-	int descriptor() const { return m_descriptor; }
-	bool is_open() const { return m_descriptor >= 0; }
+	int descriptor() const
+	{
+		return m_descriptor;
+	}
+	bool is_open() const
+	{
+		return m_descriptor >= 0;
+	}
 	void close();
 
 	/* The whole lines that are there, without their ends; closes at the end of the stream. */

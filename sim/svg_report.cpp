@@ -27,7 +27,7 @@ static std::string escaped(const std::string &text)
 	std::string result;
 
 	for (const char letter : text)
-		result += letter == '&'	  ? "&amp;"
+		result += letter == '&'   ? "&amp;"
 			  : letter == '<' ? "&lt;"
 			  : letter == '>' ? "&gt;"
 					  : std::string(1, letter);
@@ -104,8 +104,9 @@ static std::string row_words(const timeline &times, size_t index, double y, mome
 	const timeline::row &row = times.rows()[index];
 	char counts[96];
 
-	snprintf(counts, sizeof(counts), "%llu times, %.1f s",
-		 static_cast<unsigned long long>(row.times), seconds_of(times.total(index, end)));
+	snprintf(counts, sizeof(counts), "%llu %s, %.1f s",
+		 static_cast<unsigned long long>(row.times), row.times == 1 ? "time" : "times",
+		 seconds_of(times.total(index, end)));
 	const std::string more = row.air.doing != radio::advertising
 					 ? ""
 					 : ", every " + number_text(interval_ms(row.air.slots)) +
@@ -152,6 +153,9 @@ std::string svg_report(const std::string &title, const timeline &times, moment e
 	text += words(MARGIN, 30, "title", title);
 	for (size_t i = 0; i < times.rows().size(); i++)
 		text += row_words(times, i, TOP + ROW_HEIGHT * static_cast<double>(i), end);
+	for (size_t i = 0; i < times.rows().size(); i++)
+		text += box(MARGIN, TOP + ROW_HEIGHT * static_cast<double>(i) + 18,
+			    WIDTH - 2 * MARGIN, BAR_HEIGHT, "#f2f2f2");
 	text += bars(times, in);
 	if (times.forgotten() > 0)
 		text += words(WIDTH / 2, 30, "small", "the earlier part of the run is left out");

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+/* Everything that a run leaves behind: what is shown meanwhile, and the files. */
+#include "sim/records.h"
+
+#include "sim/json.h"
+#include "sim/live_view.h"
+#include "sim/svg_report.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace sim
+{
+
+constexpr moment VIEW_EVERY = std::chrono::milliseconds(200);
+
+records::records(const options &settings)
+    : m_options(settings), m_is_terminal(isatty(STDOUT_FILENO) == 1),
+      m_air_log(settings.summary_every)
+{
+}
+
+std::string records::open()
+{
+	for (const std::string &name : m_options.logs) {
+		m_logs.emplace_back(fopen(name.c_str(), "w"));
+		if (!m_logs.back())
+			return "cannot write " + name + ": " + strerror(errno);
+		setvbuf(m_logs.back().get(), nullptr, _IOLBF, 0);
+	}
+	if (m_options.capture.empty())
+		return "";
+	return m_capture.open(m_options.capture, m_options.capture_most);
+}
+
+void records::begin(const std::string &title)
+{
+	m_title = title;
+	m_start = std::chrono::system_clock::now();
+	if (m_options.shown == view::json)
+		printf("{\"t\":0,\"what\":\"start\",\"text\":%s,\"seed\":%llu}\n",
+		       json_string(title).c_str(),
+		       static_cast<unsigned long long>(m_options.session.seed));
+	else
+		printf("%s\n", title.c_str());
+}
+
+void records::write_patch(const bytes &patch) const
+{
+	const file out(fopen(m_options.patch_out.c_str(), "wb"));
+
+	if (!out || fwrite(patch.data(), 1, patch.size(), out.get()) != patch.size())
+		fprintf(stderr, "vorlin-sim: cannot write %s: %s\n", m_options.patch_out.c_str(),
+			strerror(errno));
+}
+
+void records::show_change(const record &what)
+{
+	const std::string text = m_air_log.change(what.air, m_timeline, what.at);
+
+	m_timeline.change(what.air, what.at);
+	if (m_options.shown == view::changes)
+		fputs(text.c_str(), stdout);
+}
+
+void records::note(const record &what)
+{
+	const bool is_packet = what.what == happened::command || what.what == happened::event;
+	const auto way = what.what == happened::command ? capture::direction::from_host
+							: capture::direction::to_host;
+
+	if (!m_logs.empty() || m_options.shown == view::json) {
+		const std::string line = json_line(what, m_options.session.controller.kind->vendor);
+		for (const file &log : m_logs)
+			fputs(line.c_str(), log.get());
+		if (m_options.shown == view::json)
+			fputs(line.c_str(), stdout);
+	}
+	if (is_packet)
+		m_capture.add(
+			what.packet, way,
+			m_start + std::chrono::duration_cast<std::chrono::microseconds>(what.at));
+	if (what.what == happened::patch && !m_options.patch_out.empty())
+		write_patch(what.packet);
+	if (what.what == happened::air)
+		show_change(what);
+	if (what.what == happened::fault && m_options.shown == view::changes)
+		printf("%sfault   %s\n", time_text(what.at).c_str(), what.text.c_str());
+}
+
+void records::draw(moment now)
+{
+	struct winsize size = {};
+	view_size view;
+
+	if (m_is_terminal && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+		view = { size.ws_col, size.ws_row };
+	const std::string picture = draw_view(m_title, m_timeline, now, view,
+					      m_is_terminal ? colours::terminal : colours::none);
+	std::string frame;
+
+	/* Each line clears its own rest: a picture that is wiped first would flicker. */
+	for (const char letter : picture)
+		frame += m_is_terminal && letter == '\n' ? "\033[K\n" : std::string(1, letter);
+	if (m_is_terminal)
+		frame = "\033[H" + frame + "\033[J";
+	fputs(frame.c_str(), stdout);
+	fflush(stdout);
+}
+
+void records::tick(moment now)
+{
+	m_capture.flush();
+	if (m_options.shown == view::changes)
+		fputs(m_air_log.summary(m_timeline, now).c_str(), stdout);
+	if (m_options.shown != view::live || !m_is_terminal || now < m_next_view)
+		return;
+	if (m_next_view.count() == 0)
+		fputs("\033[2J", stdout);
+	m_next_view = now + VIEW_EVERY;
+	draw(now);
+}
+
+std::optional<moment> records::next() const
+{
+	if (m_options.shown == view::live)
+		return m_is_terminal ? std::optional(m_next_view) : std::nullopt;
+	return m_options.shown == view::changes ? m_air_log.next() : std::nullopt;
+}
+
+void records::write_report(moment now) const
+{
+	const file out(fopen(m_options.report.c_str(), "w"));
+	const std::string picture = svg_report(m_title, m_timeline, now);
+
+	if (!out || fputs(picture.c_str(), out.get()) < 0)
+		fprintf(stderr, "vorlin-sim: cannot write %s: %s\n", m_options.report.c_str(),
+			strerror(errno));
+}
+
+void records::finish(moment now)
+{
+	m_capture.flush();
+	if (m_options.shown == view::live)
+		draw(now);
+	if (!m_options.report.empty())
+		write_report(now);
+}
+
+} // namespace sim

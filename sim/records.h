@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+/* Everything that a run leaves behind: what is shown meanwhile, and the files. */
+#pragma once
+
+#include "sim/air_log.h"
+#include "sim/capture.h"
+#include "sim/options.h"
+
+#include <memory>
+
+namespace sim
+{
+
+class records
+{
+      public:
+	explicit records(const options &settings);
+
+	/* Opens the files; what is wrong, or nothing. */
+	std::string open();
+
+	/* The line that introduces the run. */
+	void begin(const std::string &title);
+	void note(const record &what);
+
+	/* Shows what time alone brings. */
+	void tick(moment now);
+	std::optional<moment> next() const;
+
+	/* The last picture and the report. */
+	void finish(moment now);
+
+      private:
+	struct file_closer {
+		void operator()(FILE *file) const
+		{
+			fclose(file);
+		}
+	};
+	using file = std::unique_ptr<FILE, file_closer>;
+
+	void write_patch(const bytes &patch) const;
+	void write_report(moment now) const;
+	void show_change(const record &what);
+	void draw(moment now);
+
+	const options m_options;
+	const bool m_is_terminal;
+	std::string m_title;
+	air_log m_air_log;
+	timeline m_timeline;
+	capture m_capture;
+	std::vector<file> m_logs;
+	capture::wall_time m_start;
+	moment m_next_view = {};
+};
+
+} // namespace sim

@@ -1,0 +1,347 @@
+// SPDX-License-Identifier: Apache-2.0
+/* How the simulator is told what to do: options, faults in words, scripts, commands, the air. */
+#include "sim/control.h"
+#include "sim/options.h"
+#include "sim/script.h"
+#include "tests/unit/sim_talk.h"
+
+#include <algorithm>
+#include <sstream>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+using sim::radio;
+
+static std::string parse(std::vector<const char *> words, sim::options &result)
+{
+	return sim::parse_options(words, result);
+}
+
+static std::string complaint(std::vector<const char *> words)
+{
+	sim::options ignored;
+
+	return parse(std::move(words), ignored);
+}
+
+TEST(SimOptions, AreTakenInBothSpellings)
+{
+	sim::options o;
+
+	ASSERT_EQ(parse({ "--controller", "qualcomm", "--link=/dev/ttyMSM1", "--seconds=2.5",
+			  "--baud", "0", "--fault", "late:delay=7", "--quirk", "credit-0",
+			  "--latency", "2", "--latency", "0xFC1D=20", "--address",
+			  "02:11:22:33:44:55", "--json" },
+			o),
+		  "");
+	EXPECT_STREQ(o.session.controller.kind->name, "qualcomm");
+	EXPECT_EQ(o.session.controller.manufacturer, 0x001D);
+	EXPECT_EQ(o.session.controller.hci_version, 11);
+	EXPECT_EQ(o.link, "/dev/ttyMSM1");
+	EXPECT_EQ(o.run_time, 2500ms);
+	EXPECT_EQ(o.session.baud, 0u);
+	EXPECT_EQ(o.session.faults, std::vector<std::string>{ "late:delay=7" });
+	EXPECT_EQ(o.session.controller.quirks, sim::QUIRK_CREDIT_0);
+	EXPECT_EQ(o.session.latency, 2ms);
+	EXPECT_EQ(o.session.latency_of.at(0xFC1D), 20ms);
+	EXPECT_EQ(sim::address_text(o.session.controller.address), "02:11:22:33:44:55");
+	EXPECT_EQ(o.shown, sim::view::json);
+	EXPECT_EQ(o.what, sim::verb::simulate);
+}
+
+TEST(SimOptions, MakerAndVersionHoldWhereverTheyStand)
+{
+	sim::options o;
+
+	ASSERT_EQ(parse({ "--hci-version", "9", "--manufacturer", "0x1D", "--controller", "ti-06" },
+			o),
+		  "");
+	EXPECT_EQ(o.session.controller.manufacturer, 0x001D);
+	EXPECT_EQ(o.session.controller.hci_version, 9);
+}
+
+TEST(SimOptions, ABadOneGetsOneClearLine)
+{
+	EXPECT_EQ(complaint({ "--foo" }), "unknown option '--foo'; --help lists them");
+	EXPECT_EQ(complaint({ "foo" }), "unknown option 'foo'; --help lists them");
+	EXPECT_EQ(complaint({ "--link" }), "--link needs a value: --link PATH");
+	EXPECT_EQ(complaint({ "--live=1" }), "--live takes no value");
+	EXPECT_EQ(complaint({ "--controller", "x" }),
+		  "--controller cannot be 'x': it is ti-06, ti-08 or qualcomm");
+	EXPECT_EQ(complaint({ "--baud", "-1" }),
+		  "--baud cannot be '-1': it is a number from 0 to 4000000");
+	EXPECT_EQ(complaint({ "--seconds", "soon" }),
+		  "--seconds cannot be 'soon': it is a time such as 2.5");
+	EXPECT_EQ(complaint({ "--patch-size", "27" }),
+		  "--patch-size cannot be '27': it is a number from 28 to 1048576");
+	EXPECT_EQ(complaint({ "--address", "1" }),
+		  "--address cannot be '1': it is six pairs of digits such as 02:00:00:00:00:01");
+	EXPECT_EQ(complaint({ "--latency", "x=1" }),
+		  "--latency cannot be 'x=1': it is milliseconds, or such as 0xFC1D=20");
+	EXPECT_EQ(complaint({ "--quirk", "x" }),
+		  "--quirk cannot be 'x': it is one that --help=quirks lists");
+	EXPECT_EQ(complaint({ "--fault", "x" }),
+		  "--fault cannot be 'x': there is no fault 'x'; --help=faults lists them");
+	EXPECT_EQ(complaint({ "--help=x" }),
+		  "--help cannot be 'x': it is --help, --help=faults or --help=quirks");
+	EXPECT_EQ(complaint({ "scan" }), "say: vorlin-sim scan SOCKET");
+	EXPECT_EQ(complaint({ "control", "/s" }), "say: vorlin-sim control SOCKET COMMAND");
+}
+
+TEST(SimOptions, TheHelpFitsAScreen)
+{
+	std::istringstream help(sim::help_text());
+	std::string line;
+	int count = 0;
+
+	for (; std::getline(help, line); count++)
+		EXPECT_LE(line.size(), 80u) << line;
+	EXPECT_LE(count, 24);
+}
+
+TEST(SimOptions, WordsReachARunningSimulator)
+{
+	sim::options o;
+
+	ASSERT_EQ(parse({ "control", "/s", "fault", "late:delay=7" }, o), "");
+	EXPECT_EQ(o.what, sim::verb::control);
+	EXPECT_EQ(o.control, "/s");
+	EXPECT_EQ(o.remote_command, "fault late:delay=7");
+	ASSERT_EQ(parse({ "scan", "/a" }, o), "");
+	EXPECT_EQ(o.what, sim::verb::scan);
+	EXPECT_EQ(o.air, "/a");
+}
+
+TEST(SimFault, EveryKeyIsTaken)
+{
+	sim::fault one;
+
+	ASSERT_EQ(sim::parse_fault("insert:opcode=0x2008,event=2,skip=3,times=always,chance=50,"
+				   "at=7,byte=0x55,way=in",
+				   one),
+		  "");
+	EXPECT_EQ(one.kind, sim::fault_kind::insert);
+	EXPECT_EQ(one.opcode, 0x2008);
+	EXPECT_EQ(one.event, 2u);
+	EXPECT_EQ(one.skip, 3u);
+	EXPECT_EQ(one.times, 0u);
+	EXPECT_EQ(one.chance, 50u);
+	EXPECT_EQ(one.at.how, sim::choice::fixed);
+	EXPECT_EQ(one.at.value, 7u);
+	EXPECT_EQ(one.value.value, 0x55u);
+	EXPECT_TRUE(one.from_host);
+	ASSERT_EQ(sim::parse_fault("split:at=each,delay=20", one), "");
+	EXPECT_EQ(one.at.how, sim::choice::each);
+	EXPECT_EQ(one.delay, 20ms);
+	EXPECT_EQ(one.times, 1u);
+	ASSERT_EQ(sim::parse_fault("refuse:status=0x0C,times=2", one), "");
+	EXPECT_EQ(one.status, 0x0C);
+	EXPECT_EQ(one.times, 2u);
+}
+
+TEST(SimFault, WhatCannotBeIsSaid)
+{
+	sim::fault one;
+	const auto problem = [&](const char *text) { return sim::parse_fault(text, one); };
+
+	EXPECT_EQ(problem("silent:at=3"),
+		  "fault silent: 'at=3' cannot be: it is no key of this fault");
+	EXPECT_EQ(problem("late:delay=soon"),
+		  "fault late: 'delay=soon' cannot be: it is a number up to 3600000");
+	EXPECT_EQ(problem("drop:at=x"),
+		  "fault drop: 'at=x' cannot be: it is a number up to 300, or "
+		  "random, each or all");
+	EXPECT_EQ(problem("drop:times=0"),
+		  "fault drop: 'times=0' cannot be: it is a number from 1 to 1000000, or always");
+	EXPECT_EQ(problem("drop:opcode=x"),
+		  "fault drop: 'opcode=x' cannot be: it is an opcode such as 0x2008");
+	EXPECT_EQ(problem("drop:way=up"),
+		  "fault drop: 'way=up' cannot be: it is in (from the host) or out (to it)");
+}
+
+TEST(SimFault, TheHelpNamesAllOfThem)
+{
+	for (const char *name :
+	     { "drop", "flip", "insert", "duplicate", "split", "cut", "junk", "wrong-code",
+	       "short-length", "long-length", "late", "silent", "refuse", "second-missing",
+	       "second-fails", "reboot", "unplug", "wrong-baud", "refuse-segment" }) {
+		sim::fault one;
+		EXPECT_EQ(sim::parse_fault(name, one), "");
+		EXPECT_STREQ(sim::fault_name(one.kind), name);
+		EXPECT_NE(sim::fault_help().find(std::string("  ") + name), std::string::npos);
+	}
+}
+
+TEST(SimScript, CommandsHaveTheirTimes)
+{
+	std::vector<sim::timed_command> script;
+
+	ASSERT_EQ(sim::parse_script("# first\n\n2.5 fault silent\n+0.5   clear\n1 unplug 200\n",
+				    script),
+		  "");
+	ASSERT_EQ(script.size(), 3u);
+	EXPECT_EQ(script[0].at, 1s);
+	EXPECT_EQ(script[0].text, "unplug 200");
+	EXPECT_EQ(script[1].at, 2500ms);
+	EXPECT_EQ(script[1].text, "fault silent");
+	EXPECT_EQ(script[2].at, 3s);
+	EXPECT_EQ(script[2].text, "clear");
+}
+
+TEST(SimScript, ABadLineIsNamed)
+{
+	std::vector<sim::timed_command> script;
+
+	EXPECT_EQ(sim::parse_script("1 clear\nsoon clear\n", script),
+		  "line 2: 'soon' is no time; 2.5 or +0.5 is one");
+	EXPECT_EQ(sim::parse_script("1 dance\n", script),
+		  "line 1: there is no command 'dance'; help lists them");
+	EXPECT_EQ(sim::parse_script("1 fault dance\n", script),
+		  "line 1: there is no fault 'dance'; --help=faults lists them");
+	EXPECT_EQ(sim::read_script("/nowhere", script),
+		  "cannot read /nowhere: No such file or directory");
+}
+
+/* A session without a pace, and the commands that reach it. */
+struct desk {
+	sim::session session = sim::session({ .controller = settings_named("ti-08"), .baud = 0 },
+					    [](const sim::record &) {});
+	sim::neighbours others = {};
+	sim::controlled target = { session, others, {} };
+
+	std::string say(const std::string &command)
+	{
+		session.receive(sim::parse_hex(command).value(), {});
+		return sim::hex_text(session.advance({}));
+	}
+};
+
+TEST(SimControl, FaultsAreSetListedAndCleared)
+{
+	desk on;
+
+	EXPECT_EQ(sim::run_control("fault refuse:status=0x11,times=always", on.target), "ok\n");
+	EXPECT_EQ(on.say(RESET), "04 0E 04 01 03 0C 11");
+	EXPECT_EQ(sim::run_control("faults", on.target),
+		  "refuse:status=0x11,times=always (struck 1)\nok\n");
+	EXPECT_EQ(sim::run_control("clear", on.target), "ok\n");
+	EXPECT_EQ(on.say(RESET), "04 0E 04 01 03 0C 00");
+	EXPECT_EQ(sim::run_control("faults", on.target), "ok\n");
+}
+
+TEST(SimControl, TheControllerIsHandled)
+{
+	desk on;
+
+	on.say(GAP_INIT);
+	on.say(GAP_DATA);
+	on.say(GAP_ON);
+	EXPECT_EQ(sim::run_control("air", on.target),
+		  "uuid 00112233-4455-6677-8899-AABBCCDDEEFF major 1 minor 515 power -59 dBm "
+		  "interval 100 ms address 02:00:00:00:00:01\nok\n");
+	EXPECT_EQ(sim::run_control("reboot", on.target), "ok\n");
+	EXPECT_EQ(sim::run_control("air", on.target), "off\nok\n");
+	EXPECT_EQ(sim::run_control("send 04 0E 00", on.target), "ok\n");
+	EXPECT_EQ(sim::hex_text(on.session.advance({})), "04 0E 00");
+	on.say("01 1D 20 01 00");
+	EXPECT_EQ(sim::run_control("hear 7", on.target), "ok\n");
+	EXPECT_EQ(on.say("01 1F 20 00"), "04 0E 06 01 1F 20 00 07 00");
+	EXPECT_EQ(sim::run_control("unplug 250", on.target), "ok\n");
+	EXPECT_EQ(on.target.unplug_for, sim::moment(250ms));
+	EXPECT_FALSE(on.target.quit);
+	EXPECT_EQ(sim::run_control("quit", on.target), "ok\n");
+	EXPECT_TRUE(on.target.quit);
+}
+
+TEST(SimControl, WhatItDoesNotUnderstandChangesNothing)
+{
+	desk on;
+
+	EXPECT_EQ(sim::run_control("dance", on.target),
+		  "error: there is no command 'dance'; help lists them\n");
+	EXPECT_EQ(sim::run_control("send xx", on.target), "error: 'xx' is not hexadecimal\n");
+	EXPECT_EQ(sim::run_control("send", on.target), "error: '' is not hexadecimal\n");
+	EXPECT_EQ(sim::run_control("hear", on.target), "error: '' is no number up to 65535\n");
+	EXPECT_EQ(sim::run_control("reboot x", on.target),
+		  "error: 'x' is no time in milliseconds\n");
+	EXPECT_EQ(sim::run_control("clear now", on.target), "error: clear takes nothing more\n");
+	EXPECT_TRUE(sim::run_control("help", on.target).ends_with("ok\n"));
+}
+
+TEST(SimAir, ABeaconIsHeardAsItWasSent)
+{
+	const sim::air_state beacon = { .doing = radio::advertising,
+					.type = 3,
+					.slots = 160,
+					.address = { 1, 2, 3, 4, 5, 6 },
+					.payload = sim::parse_hex(BEACON).value() };
+	sim::neighbours others;
+
+	EXPECT_TRUE(others.take(sim::air_message("a", beacon), 1s));
+	ASSERT_EQ(others.all().count("a"), 1u);
+	EXPECT_EQ(others.all().at("a").air, beacon);
+	EXPECT_EQ(others.list(), "a  uuid 00112233-4455-6677-8899-AABBCCDDEEFF major 1 minor 515 "
+				 "power -59 dBm interval 100 ms address 06:05:04:03:02:01\n");
+	EXPECT_TRUE(others.take(sim::air_message("a", {}), 2s));
+	EXPECT_EQ(others.list(), "");
+}
+
+TEST(SimAir, OtherWordsAreNoNeighbours)
+{
+	sim::neighbours others;
+
+	for (const char *message : { "", "hello", "beacon", "beacon a", "beacon a x 1 2", "dance a",
+				     "test a 1 2", "beacon a 01:02:03:04:05:06 160 3 xx" })
+		EXPECT_FALSE(others.take(message, {})) << message;
+	EXPECT_TRUE(others.all().empty());
+}
+
+TEST(SimAir, TestPacketsAreCountedWhileBothLast)
+{
+	sim::neighbours others;
+	const sim::air_state transmitter = { .doing = radio::transmitting,
+					     .channel = 5,
+					     .test_length = 37 };
+
+	EXPECT_EQ(sim::test_packet_interval(37), 625us);
+	EXPECT_EQ(sim::test_packet_interval(38), 1250us);
+	EXPECT_EQ(sim::test_packet_interval(255), 2500us);
+	others.take(sim::air_message("a", transmitter), 1s);
+	EXPECT_EQ(others.new_packets(5, 2s, 2s), 0u);
+	EXPECT_EQ(others.new_packets(6, 2s, 3s), 0u) << "another channel";
+	EXPECT_EQ(others.new_packets(5, 2s, 3s), 1600u);
+	EXPECT_EQ(others.new_packets(5, 2s, 3s), 0u) << "each is heard once";
+	EXPECT_EQ(others.new_packets(5, 2s, 4s), 1600u);
+	others.begin_count();
+	EXPECT_EQ(others.new_packets(5, 4s, 4s + 625us), 1u);
+	others.take(sim::air_message("a", transmitter), 10s);
+	EXPECT_EQ(others.new_packets(5, 4s, 11s), 1600u) << "the transmitter came later";
+}
+
+TEST(SimAir, WhoComesFirstKeepsItForTheOthers)
+{
+	const std::string path = testing::TempDir() + "sim_air." + std::to_string(getpid());
+	sim::air_link second;
+	sim::air_link third;
+	{
+		sim::air_link first;
+		ASSERT_EQ(first.open(path), "");
+		ASSERT_EQ(second.open(path), "");
+		ASSERT_EQ(third.open(path), "");
+		first.hear();
+		second.say("one");
+		EXPECT_EQ(first.hear(), std::vector<std::string>{ "one" });
+		EXPECT_EQ(third.hear(), std::vector<std::string>{ "one" });
+		EXPECT_TRUE(second.hear().empty()) << "nobody hears oneself";
+		first.say("two");
+		EXPECT_EQ(second.hear(), std::vector<std::string>{ "two" });
+		EXPECT_EQ(third.hear(), std::vector<std::string>{ "two" });
+	}
+	second.hear(); /* notices the end of the first and takes over */
+	third.hear();
+	second.hear();
+	third.say("three");
+	EXPECT_EQ(second.hear(), std::vector<std::string>{ "three" });
+}
