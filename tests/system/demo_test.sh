@@ -1,0 +1,67 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# The demo shows three beacons and leaves nothing behind, also when it is interrupted.
+# usage: demo_test.sh BUILD private|plain CONTROLLER [INT|TERM]
+
+set -u
+cd "$(dirname "$0")/../.." || exit 1
+build=$1
+VORLIND_SANDBOX=$2
+controller=$3
+signal=${4-}
+export VORLIND_SANDBOX
+output=$(mktemp)
+trap 'rm -f "$output"' EXIT
+failures=0
+
+fail()
+{
+	echo "FAILED: $1"
+	failures=$((failures + 1))
+}
+
+expect_line()
+{
+	grep -qE "$1" "$output" || fail "the demo does not print: $1"
+}
+
+left_behind()
+{
+	pgrep -f "^$build/vorlin" >/dev/null && fail "a process is left: $(pgrep -af "^$build/vorlin")"
+	[ ! -L /dev/ttyMSM1 ] || fail 'the device link is left'
+	ipcs -m -s | grep -qiE '^0x0abcd00[12] ' && fail 'an IPC object is left'
+}
+
+if [ -n "$signal" ]; then
+	# A process group of its own, as a terminal gives one to a command.
+	setsid sh -c 'exec env --default-signal=INT tools/sandbox tools/demo "$@"' demo \
+		"$build" "$controller" 60 >"$output" 2>&1 &
+	demo=$!
+	tries=0
+	until grep -q 'major 3' "$output"; do
+		tries=$((tries + 1))
+		if [ $tries -gt 300 ] || ! kill -0 $demo 2>/dev/null; then
+			break
+		fi
+		sleep 0.1
+	done
+	expect_line 'major 3'
+	kill -s "$signal" -- -$demo
+	wait $demo
+	status=$?
+	[ $status != 77 ] || { cat "$output"; exit 77; }
+	[ $status -gt 128 ] || fail "interrupted, the demo ends with status $status"
+else
+	tools/sandbox tools/demo "$build" "$controller" 2 >"$output" 2>&1
+	status=$?
+	[ $status != 77 ] || { cat "$output"; exit 77; }
+	[ $status = 0 ] || fail "the demo ends with status $status"
+	expect_line 'uuid E2C56DB5-DFFB-48D2-B060-D0F5A71096E0 major 1 minor 101 power -54 dBm interval 100 ms'
+	expect_line 'uuid F7826DA6-4FA2-4E98-8024-BC5B71E0893E major 2 minor 202 power -54 dBm interval 100 ms'
+	expect_line 'uuid B9407F30-F5F8-466E-AFF9-25556B57FE6D major 3 minor 303 power -54 dBm interval 100 ms'
+	[ "$controller" != qualcomm ] || expect_line 'received the patch file byte for byte'
+fi
+left_behind
+
+[ $failures = 0 ] || cat "$output"
+exit $((failures > 0))
