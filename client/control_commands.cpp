@@ -65,19 +65,6 @@ static void print_result_json(const char *first, const char *option, const char 
 	fputs("}\n", stdout);
 }
 
-/* A command that is done has a result, unless the controller kept silent. */
-static exit_status finish_result(const request *r, const char *first, const char *option,
-				 const outcome *end)
-{
-	if (end->heard && !end->result[0]) {
-		complain("the controller gave no answer");
-		return EXIT_REFUSED;
-	}
-	if (r->json)
-		print_result_json(first, option, end->result);
-	return EXIT_DONE;
-}
-
 exit_status run_show(request *r)
 {
 	task t;
@@ -87,7 +74,9 @@ exit_status run_show(request *r)
 	if (!task_of_option("show", show_options, r->argc, r->argv, &t, &wrong))
 		return bad_usage("show", "%s", wrong.text);
 	const exit_status status = perform_request(r, &t, &end);
-	return status == EXIT_DONE ? finish_result(r, "show", r->argv[0], &end) : status;
+	if (status == EXIT_DONE && r->json)
+		print_result_json("show", r->argv[0], end.result);
+	return status;
 }
 
 exit_status run_config(request *r)
@@ -203,5 +192,7 @@ exit_status run_test(request *r)
 	if (status == EXIT_DONE)
 		status = perform(&s, &t, r->json, &end);
 	session_close(&s);
-	return status == EXIT_DONE && is_end ? finish_result(r, "test", "end", &end) : status;
+	if (status == EXIT_DONE && is_end && r->json)
+		print_result_json("test", "end", end.result);
+	return status;
 }

@@ -15,6 +15,7 @@ struct argument_rule {
 struct daemon_option {
 	const char *word;
 	bool needs_controller;
+	bool has_result;
 	hci_code_kind codes;
 	int64_t usual_timeout;
 	const argument_rule *arguments[4]; /* ends with null */

@@ -6,7 +6,7 @@
 enum exit_status : int {
 	EXIT_DONE          = 0,
 	EXIT_USAGE         = 1, /* nothing was sent */
-	EXIT_NO_DAEMON     = 1,
+	EXIT_NO_DAEMON     = 2, /* or no permission to talk to it */
 	EXIT_NO_CONTROLLER = 3,
 	EXIT_REFUSED       = 4, /* by the daemon or the controller */
 	EXIT_TIMEOUT       = 5, /* the command may still be carried out */

@@ -140,7 +140,7 @@ void explain_payload(FILE *out, const beacon_payload *payload)
 {
 	explain_prefix(out, payload);
 	explain_part(out, payload, AT_UUID, 8, "UUID\n");
-	explain_part(out, payload, AT_UUID + 8, 8, "\n");
+	explain_part(out, payload, AT_UUID + 8, 8, "UUID, continued\n");
 	explain_part(out, payload, AT_MAJOR, 2, "major ");
 	fprintf(out, "%u\n", payload_major(payload));
 	explain_part(out, payload, AT_MINOR, 2, "minor ");

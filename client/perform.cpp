@@ -64,31 +64,54 @@ exit_status change_record(session *s, bool (*edit)(ble_record *, void *), void *
 	return is_edited ? EXIT_DONE : EXIT_USAGE;
 }
 
-static exit_status judge(const session *s, const task *t, const messages *m, const outcome *end)
+static bool is_usable(const session *s)
+{
+	return s->segment->config.opt.status >= BLE_STATUS_AVAILABLE;
+}
+
+/* The daemon refuses such a command itself, but says so only in its trace. */
+static exit_status no_controller(const session *s)
+{
+	complain("no usable controller (status %s)", status_name(s->segment->config.opt.status));
+	return EXIT_NO_CONTROLLER;
+}
+
+static exit_status judge(const session *s, const task *t, bool was_usable, const outcome *end)
 {
 	const hci_code_kind codes = is_ti(s->segment) ? t->codes : HCI_STANDARD;
 
-	if (!m->file && !t->shows_in_status)
-		complain("vorlind's messages do not go to a file but to %s: see there",
-			 m->place[0] ? m->place : "a place that cannot be seen");
+	/* A warning beside the result is another's: of an attach event, or of the start-up. */
+	if (t->has_result && end->result[0])
+		return EXIT_DONE;
+	/* So is one beside a good status: a beacon task that fails leaves a bad one. */
+	if (t->settled && is_usable(s))
+		return EXIT_DONE;
 	if (end->error_code >= 0)
 		complain("the controller refused: 0x%02x %s",
 			 static_cast<unsigned>(end->error_code),
 			 hci_error_name(end->error_code, codes));
 	else if (end->refused)
 		complain("vorlind reports a failure, see above");
-	return end->refused || end->error_code >= 0 ? EXIT_REFUSED : EXIT_DONE;
+	else if (t->needs_controller && !was_usable && !is_usable(s))
+		return no_controller(s);
+	else if (t->has_result && end->heard)
+		complain("the controller gave no answer");
+	else
+		return EXIT_DONE;
+	return EXIT_REFUSED;
+}
+
+static void tell_place(const messages *m)
+{
+	complain("vorlind's messages do not go to a file but to %s: see there",
+		 m->place[0] ? m->place : "a place that cannot be seen");
 }
 
 exit_status perform(session *s, const task *t, bool json, outcome *end)
 {
 	messages m;
 
-	if (t->needs_controller && s->segment->config.opt.status < BLE_STATUS_AVAILABLE) {
-		complain("no usable controller (status %s)",
-			 status_name(s->segment->config.opt.status));
-		return EXIT_NO_CONTROLLER;
-	}
+	const bool was_usable = is_usable(s);
 	exit_status status = session_lock(s);
 	if (status != EXIT_DONE)
 		return status;
@@ -102,7 +125,9 @@ exit_status perform(session *s, const task *t, bool json, outcome *end)
 	status = session_run(s, &t->words, t->settled);
 	messages_take(&m, json ? nullptr : stdout, end);
 	if (status == EXIT_DONE)
-		status = judge(s, t, &m, end);
+		status = judge(s, t, was_usable, end);
+	if (!end->heard && !t->shows_in_status)
+		tell_place(&m);
 	messages_end(&m);
 	return status;
 }

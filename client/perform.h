@@ -13,6 +13,7 @@ constexpr int64_t RESET_TIMEOUT = 60000; /* a controller may load its patch anew
 struct task {
 	command_words words;
 	bool needs_controller;
+	bool has_result;      /* a line of the daemon's; with it the command is done */
 	bool shows_in_status; /* how it went; otherwise only the daemon's messages tell */
 	hci_code_kind codes;
 	int64_t usual_timeout;

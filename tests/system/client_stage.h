@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+/* What the tests of vorlinctl share: running it, and a stage for each kind of controller. */
+#pragma once
+
+#include "tests/system/stage.h"
+
+#include <filesystem>
+#include <fstream>
+
+/* How one run of vorlinctl ended. */
+struct answer {
+	int status;
+	std::string out;
+	std::string err;
+};
+
+static const char an_uuid[] = "E2C56DB5-DFFB-48D2-B060-D0F5A71096E0";
+
+class ClientTest : public SystemTest
+{
+      protected:
+	answer ctl(std::vector<std::string> words)
+	{
+		program client;
+
+		words.insert(words.begin(), built("vorlinctl"));
+		const int status = run(words, &client);
+		return { status, content_of(client.out), content_of(client.err) };
+	}
+
+	/* Run it and expect that it did what it was told. */
+	std::string done(const std::vector<std::string> &words)
+	{
+		const answer a = ctl(words);
+
+		EXPECT_EQ(a.status, 0) << words[0] << ": " << a.out << a.err;
+		return a.out;
+	}
+
+	/* Simulator and daemon, with a patch for the controller that wants one. */
+	program start_with(const std::string &controller)
+	{
+		program maker;
+
+		if (controller == "qualcomm") {
+			EXPECT_EQ(run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin",
+					"--patch-size", "1000" },
+				      &maker),
+				  0)
+				<< content_of(maker.err);
+		}
+		simulator = start_simulator(controller);
+		const program daemon = start_daemon();
+		/* Without manufacturing data there is no address to set. */
+		done({ "set", "mac", "NONE" });
+		return daemon;
+	}
+
+	/* Where a file of the source tree is. */
+	static std::string source(const std::string &path)
+	{
+		return std::filesystem::path(__FILE__)
+			       .parent_path()
+			       .parent_path()
+			       .parent_path()
+			       .string() +
+		       "/" + path;
+	}
+
+	void write_file(const std::string &name, const std::string &text)
+	{
+		std::ofstream(folder + "/" + name) << text;
+	}
+
+	program simulator;
+};
+
+inline bool contains(const std::string &text, const std::string &part)
+{
+	return text.find(part) != std::string::npos;
+}
