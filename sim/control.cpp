@@ -81,6 +81,12 @@ static std::string run_unplug(controlled &target, const std::string &text)
 	return "";
 }
 
+static std::string run_plug(controlled &target, const std::string &)
+{
+	target.plug = true;
+	return "";
+}
+
 static std::string run_send(controlled &target, const std::string &text)
 {
 	target.controller.inject(*parse_hex(text), target.now);
@@ -122,6 +128,7 @@ static const control_row rows[] = {
 	{ "clear",   nullptr,  run_clear,   nullptr,     "forgets all faults" },
 	{ "reboot",  "[MS]",   run_reboot,  check_ms,    "the controller loses its power, for that time" },
 	{ "unplug",  "[MS]",   run_unplug,  check_ms,    "the port goes, and comes back after that time" },
+	{ "plug",    nullptr,  run_plug,    nullptr,     "the port that is gone comes back now" },
 	{ "send",    "HEX",    run_send,    check_hex,   "sends these bytes to the host" },
 	{ "hear",    "N",      run_hear,    check_count, "a running receiver test hears N packets more" },
 	{ "air",     nullptr,  run_air,     nullptr,     "what this controller has on the air" },

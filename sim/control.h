@@ -14,6 +14,7 @@ struct controlled {
 	const neighbours &others;
 	moment now;
 	std::optional<moment> unplug_for = {}; /* what a command has asked for */
+	bool plug = false;
 	bool quit = false;
 };
 

@@ -318,6 +318,8 @@ static std::string apply(const option &row, options &result, std::string_view va
 
 	if (right.empty())
 		return "";
+	if (row.set == add_fault) /* that tells the whole itself */
+		return right;
 	return "--" + std::string(row.name) + " cannot be '" + std::string(value) + "': it is " +
 	       right;
 }

@@ -47,6 +47,14 @@ void records::begin(const std::string &title)
 		printf("%s\n", title.c_str());
 }
 
+/* A picture that moves needs a terminal; without one there are lines, and one picture at the end.
+ */
+bool records::shows_changes() const
+{
+	return m_options.shown == view::changes ||
+	       (m_options.shown == view::live && !m_is_terminal);
+}
+
 void records::write_patch(const bytes &patch) const
 {
 	const file out(fopen(m_options.patch_out.c_str(), "wb"));
@@ -61,7 +69,7 @@ void records::show_change(const record &what)
 	const std::string text = m_air_log.change(what.air, m_timeline, what.at);
 
 	m_timeline.change(what.air, what.at);
-	if (m_options.shown == view::changes)
+	if (shows_changes())
 		fputs(text.c_str(), stdout);
 }
 
@@ -86,7 +94,7 @@ void records::note(const record &what)
 		write_patch(what.packet);
 	if (what.what == happened::air)
 		show_change(what);
-	if (what.what == happened::fault && m_options.shown == view::changes)
+	if (what.what == happened::fault && shows_changes())
 		printf("%sfault   %s\n", time_text(what.at).c_str(), what.text.c_str());
 }
 
@@ -113,7 +121,7 @@ void records::draw(moment now)
 void records::tick(moment now)
 {
 	m_capture.flush();
-	if (m_options.shown == view::changes)
+	if (shows_changes())
 		fputs(m_air_log.summary(m_timeline, now).c_str(), stdout);
 	if (m_options.shown != view::live || !m_is_terminal || now < m_next_view)
 		return;
@@ -125,9 +133,9 @@ void records::tick(moment now)
 
 std::optional<moment> records::next() const
 {
-	if (m_options.shown == view::live)
-		return m_is_terminal ? std::optional(m_next_view) : std::nullopt;
-	return m_options.shown == view::changes ? m_air_log.next() : std::nullopt;
+	if (shows_changes())
+		return m_air_log.next();
+	return m_options.shown == view::live ? std::optional(m_next_view) : std::nullopt;
 }
 
 void records::write_report(moment now) const

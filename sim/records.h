@@ -39,6 +39,7 @@ class records
 	};
 	using file = std::unique_ptr<FILE, file_closer>;
 
+	bool shows_changes() const;
 	void write_patch(const bytes &patch) const;
 	void write_report(moment now) const;
 	void show_change(const record &what);

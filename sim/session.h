@@ -38,6 +38,12 @@ class session
 	/* Bytes that the controller can still take without losing one. */
 	size_t room() const;
 
+	/* Bytes that the host has sent and that are still on the line. */
+	size_t on_the_way() const
+	{
+		return m_in.waiting();
+	}
+
 	/* The power goes; it takes this long until the controller hears again. */
 	void restart(moment now, moment down_for);
 

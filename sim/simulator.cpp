@@ -100,14 +100,23 @@ std::string simulator::open()
 	return "";
 }
 
-/* A host with RTS/CTS is made to wait by leaving its bytes in the pty. */
+/*
+ * How much to take from the host now. With RTS/CTS it is made to wait while the controller has
+ * no room, by leaving its bytes in the pty; and never is there more on the line than a while's
+ * worth, just as a UART takes no more than it can send.
+ */
+size_t simulator::appetite() const
+{
+	if (!m_unsent.empty() || m_session.on_the_way() >= READ_AT_ONCE)
+		return 0;
+	return m_line.has_flow_control() ? std::min(m_session.room(), READ_AT_ONCE) : READ_AT_ONCE;
+}
+
 void simulator::take_from_host()
 {
-	const size_t room = m_line.has_flow_control() ? m_session.room() : READ_AT_ONCE;
+	const size_t most = appetite();
+	const bytes data = most == 0 ? bytes() : m_line.read(most);
 
-	if (room == 0 || !m_unsent.empty())
-		return;
-	const bytes data = m_line.read(std::min(room, READ_AT_ONCE));
 	if (!data.empty())
 		m_session.receive(data, now());
 }
@@ -148,6 +157,8 @@ std::string simulator::command(const std::string &text)
 
 	if (target.unplug_for && m_line.is_open())
 		unplug(*target.unplug_for);
+	if (target.plug && m_plug_in_at)
+		m_plug_in_at = now();
 	m_quit = m_quit || target.quit;
 	return answer;
 }
@@ -205,8 +216,7 @@ std::vector<pollfd> simulator::watched() const
 	std::vector<pollfd> all = { { m_signals, POLLIN, 0 } };
 
 	if (m_line.is_open()) {
-		const bool can_take = m_unsent.empty() && m_session.room() > 0;
-		const int events = (can_take ? POLLIN : 0) | (m_unsent.empty() ? 0 : POLLOUT);
+		const int events = (appetite() > 0 ? POLLIN : 0) | (m_unsent.empty() ? 0 : POLLOUT);
 		all.push_back({ m_line.descriptor(), static_cast<short>(events), 0 });
 	}
 	for (const int descriptor : m_air.descriptors())

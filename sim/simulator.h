@@ -30,6 +30,7 @@ class simulator
 	moment now() const;
 	std::string title() const;
 	void note(const record &what);
+	size_t appetite() const;
 	void take_from_host();
 	void give_to_host();
 	void unplug(moment away);

@@ -173,9 +173,10 @@ TEST(SimLine, ALinkThatCannotBeMadeIsToldAboutWithItsReason)
 /* Feeds bytes; all packets that come out, "|" behind each. */
 static std::string packets_in(sim::packet_reader &reader, const std::string &text)
 {
+	const bytes data = sim::parse_hex(text).value();
 	std::string found;
 
-	for (const uint8_t byte : sim::parse_hex(text).value())
+	for (const uint8_t byte : data)
 		if (const auto packet = reader.take(byte))
 			found += sim::hex_text(*packet) + "|";
 	return found;

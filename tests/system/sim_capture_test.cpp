@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: Apache-2.0
+/*
+ * Whole sessions of the daemon with each controller, recorded: two independent analysers read
+ * every packet of the record, find none malformed, and see the commands in their order.
+ */
+#include "tests/system/sim_stage.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+static bool is_installed(const std::string &name)
+{
+	return std::filesystem::exists("/usr/bin/" + name);
+}
+
+static std::vector<std::string> lines_of(const std::string &text)
+{
+	std::istringstream stream(text);
+	std::vector<std::string> lines;
+
+	for (std::string line; std::getline(stream, line);)
+		lines.push_back(line);
+	return lines;
+}
+
+static size_t count_of(const std::string &text, const std::string &part)
+{
+	size_t count = 0;
+
+	for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+		count++;
+	return count;
+}
+
+class SimCaptures : public SimulatorTest
+{
+      protected:
+	/* From the daemon's start to its end: beacons, a test of the radio, a reset. */
+	void hold_session(const std::string &controller)
+	{
+		program maker;
+
+		ASSERT_EQ(run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin",
+				"--patch-size", "1000" },
+			      &maker),
+			  0);
+		start_both(controller, { "--capture", folder + "/capture", "--log", folder + "/log",
+					 "--strict-patch" });
+		load_beacon(0, "00112233445566778899AABBCCDDEEFF", "1");
+		load_beacon(1, "F7826DA64FA24E988024BC5B71E0893E", "2");
+		ask({ "ibeacon", "start" });
+		EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
+		ask({ "ibeacon", "stop" });
+		ask({ "config", "le-receiver-test", "5" });
+		ask({ "config", "le-test-end" });
+		ask({ "config", "le-transmitter-test", "0", "37", "0" });
+		ask({ "config", "le-test-end" });
+		EXPECT_EQ(stop(daemon, SIGTERM), 0);
+		EXPECT_EQ(stop(simulator, SIGTERM), 0);
+	}
+
+	/* The packets of the log: each is one of the capture too. */
+	size_t logged(const std::string &what)
+	{
+		return count_of(content_of(folder + "/log"), "\"what\":\"" + what + "\"");
+	}
+
+	std::string analysed(const std::vector<std::string> &words)
+	{
+		program analyser;
+
+		EXPECT_EQ(run(words, &analyser), 0) << content_of(analyser.err);
+		return content_of(analyser.out);
+	}
+
+	/* The opcodes of all commands, as the analyser reads them; rotations are told once. */
+	std::vector<std::string> opcodes()
+	{
+		std::vector<std::string> codes = lines_of(
+			analysed({ "/usr/bin/tshark", "-r", folder + "/capture", "-Y", "bthci_cmd",
+				   "-T", "fields", "-e", "bthci_cmd.opcode" }));
+
+		codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
+		return codes;
+	}
+
+	void expect_well_formed()
+	{
+		const std::string all =
+			analysed({ "/usr/bin/tshark", "-r", folder + "/capture", "-V" });
+
+		EXPECT_EQ(count_of(all, "Malformed"), 0u);
+		EXPECT_EQ(count_of(all, "\nBluetooth HCI Command - ") +
+				  count_of(all, "\nBluetooth HCI Event - "),
+			  logged("command") + logged("event"));
+	}
+
+	void expect_both_readers_agree()
+	{
+		const std::string all = analysed({ "/usr/bin/btmon", "-r", folder + "/capture" });
+
+		EXPECT_EQ(count_of(all, "< HCI Command"), logged("command"));
+		EXPECT_EQ(count_of(all, "> HCI Event"), logged("event"));
+	}
+};
+
+static const std::vector<std::string> ti_commands = {
+	"0x1001", "0xfc1b", "0xfc1d", "0xfe30", "0xfc01", /* found and brought up */
+	"0xfe00", "0xfe08", "0xfe07", "0xfe06", "0xfe07", /* the first beacon, and the others */
+	"0xfe08",                                         /* off */
+	"0x201d", "0x201f", "0x201e", "0x201f",           /* the tests of the radio */
+};
+
+TEST_F(SimCaptures, OfTheOlderTiController)
+{
+	if (!is_installed("tshark"))
+		GTEST_SKIP() << "tshark is not installed";
+	hold_session("ti-06");
+	expect_well_formed();
+	EXPECT_EQ(opcodes(), ti_commands);
+}
+
+TEST_F(SimCaptures, OfTheNewerTiController)
+{
+	std::vector<std::string> expected = ti_commands;
+
+	if (!is_installed("tshark"))
+		GTEST_SKIP() << "tshark is not installed";
+	hold_session("ti-08");
+	expect_well_formed();
+	std::erase(expected, "0xfc1d"); /* a soft reset is left out there */
+	EXPECT_EQ(opcodes(), expected);
+}
+
+TEST_F(SimCaptures, OfTheQualcommController)
+{
+	if (!is_installed("tshark"))
+		GTEST_SKIP() << "tshark is not installed";
+	hold_session("qualcomm");
+	expect_well_formed();
+	EXPECT_EQ(opcodes(), (std::vector<std::string>{
+				     "0x1001", "0xfc00", "0x0c03", "0x2006", /* patch first */
+				     "0x200a", "0x2008", "0x200a", "0x2008", "0x200a", "0x201d",
+				     "0x201f", "0x201e", "0x201f" }));
+}
+
+TEST_F(SimCaptures, AreTheSameForAnotherReader)
+{
+	if (!is_installed("btmon"))
+		GTEST_SKIP() << "btmon is not installed";
+	hold_session("ti-08");
+	expect_both_readers_agree();
+}
+
+TEST_F(SimCaptures, OfABoundedSizeCanStillBeRead)
+{
+	if (!is_installed("tshark"))
+		GTEST_SKIP() << "tshark is not installed";
+	start_both("ti-08", { "--capture", folder + "/capture", "--capture-max", "4000" });
+	for (int i = 0; i < 60; i++)
+		EXPECT_EQ(ask({ "show", "mac" }), simulated_address);
+	EXPECT_EQ(stop(simulator, SIGTERM), 0);
+	for (const char *name : { "/capture", "/capture.1" }) {
+		EXPECT_LE(std::filesystem::file_size(folder + name), 2000u);
+		const std::string all = analysed({ "/usr/bin/tshark", "-r", folder + name });
+		EXPECT_GT(lines_of(all).size(), 3u) << name;
+		EXPECT_EQ(count_of(all, "Malformed"), 0u);
+	}
+}

@@ -1,0 +1,338 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The simulator as a program: its start, its end, its link, its sockets, two on one air. */
+#include "tests/system/sim_stage.h"
+
+#include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+class SimProgram : public SimulatorTest
+{
+      protected:
+	program start_sim(std::vector<std::string> words)
+	{
+		words.insert(words.begin(), built("vorlin-sim"));
+		return start(words);
+	}
+
+	int run_sim(std::vector<std::string> words, program *of)
+	{
+		words.insert(words.begin(), built("vorlin-sim"));
+		return run(words, of);
+	}
+
+	void expect_complaint(std::vector<std::string> words, const std::string &complaint)
+	{
+		program sim;
+
+		EXPECT_EQ(run_sim(std::move(words), &sim), 1);
+		EXPECT_EQ(content_of(sim.err), "vorlin-sim: " + complaint + "\n");
+		EXPECT_EQ(content_of(sim.out), "");
+	}
+
+	std::string link(const char *name = "tty") const
+	{
+		return folder + "/" + name;
+	}
+};
+
+/* The host's end of a line. */
+class host
+{
+      public:
+	explicit host(const std::string &path)
+	{
+		EXPECT_TRUE(comes_true([&] {
+			m_port = open(path.c_str(), O_RDWR | O_NOCTTY);
+			return m_port >= 0;
+		}));
+	}
+	~host()
+	{
+		close(m_port);
+	}
+	host(const host &) = delete;
+	host &operator=(const host &) = delete;
+
+	void use_flow_control()
+	{
+		struct termios settings;
+
+		EXPECT_EQ(tcgetattr(m_port, &settings), 0);
+		settings.c_cflag |= CRTSCTS;
+		EXPECT_EQ(tcsetattr(m_port, TCSANOW, &settings), 0);
+	}
+
+	/* Sends a command and reads an answer of `length` bytes. */
+	std::string say(const std::string &command, size_t length)
+	{
+		std::string answer;
+		pollfd watched = { m_port, POLLIN, 0 };
+
+		EXPECT_EQ(write(m_port, command.data(), command.size()),
+			  static_cast<ssize_t>(command.size()));
+		while (answer.size() < length && poll(&watched, 1, 10'000) == 1) {
+			char data[256];
+			const ssize_t count = read(m_port, data, sizeof(data));
+			if (count <= 0)
+				break;
+			answer.append(data, static_cast<size_t>(count));
+		}
+		return answer;
+	}
+
+      private:
+	int m_port = -1;
+};
+
+static const std::string version("\x01\x01\x10\x00", 4);
+static const std::string receiver_test("\x01\x1D\x20\x01\x05", 5);
+static const std::string transmitter_test("\x01\x1E\x20\x03\x05\x25\x00", 7);
+static const std::string test_end("\x01\x1F\x20\x00", 4);
+
+TEST_F(SimProgram, ChecksItself)
+{
+	program sim;
+
+	EXPECT_EQ(run_sim({ "--selftest" }, &sim), 0);
+	EXPECT_NE(content_of(sim.out).find("selftest passed"), std::string::npos);
+}
+
+TEST_F(SimProgram, TellsItsVersionAndItsHelp)
+{
+	program sim;
+
+	EXPECT_EQ(run_sim({ "--version" }, &sim), 0);
+	EXPECT_EQ(content_of(sim.out), "vorlin-sim 0.3.0\n");
+	for (const char *help : { "--help", "--help=faults", "--help=quirks" }) {
+		EXPECT_EQ(run_sim({ help }, &sim), 0);
+		EXPECT_TRUE(content_of(sim.out).starts_with("usage: "));
+	}
+}
+
+TEST_F(SimProgram, RefusesWhatItDoesNotUnderstandInOneLine)
+{
+	expect_complaint({ "--foo" }, "unknown option '--foo'; --help lists them");
+	expect_complaint({ "--controller", "cc" },
+			 "--controller cannot be 'cc': it is ti-06, ti-08 or qualcomm");
+	expect_complaint({ "--script", "/nowhere" },
+			 "cannot read /nowhere: No such file or directory");
+	expect_complaint({ "--capture", "/nowhere/x" },
+			 "cannot write /nowhere/x: No such file or directory");
+	expect_complaint({ "--log", "/nowhere/x" },
+			 "cannot write /nowhere/x: No such file or directory");
+	expect_complaint({ "control", "/nowhere", "help" },
+			 "cannot reach /nowhere: No such file or directory");
+	expect_complaint({ "scan", "/nowhere" },
+			 "cannot reach /nowhere: No such file or directory");
+}
+
+TEST_F(SimProgram, EndsCleanlyOnEachSignalAndAtItsTime)
+{
+	for (const int number : { SIGTERM, SIGINT, SIGHUP }) {
+		const program sim = start_sim(
+			{ "--link", link(), "--control", link("control"), "--air", link("air") });
+		EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(link()); }));
+		EXPECT_EQ(stop(sim, number), 0);
+		for (const char *name : { "tty", "control", "air" })
+			EXPECT_FALSE(std::filesystem::is_symlink(link(name)) ||
+				     std::filesystem::exists(link(name)))
+				<< name;
+	}
+	program sim;
+	EXPECT_EQ(run_sim({ "--seconds", "0.1" }, &sim), 0);
+}
+
+TEST_F(SimProgram, ItsFirstLineTellsWhereTheControllerIs)
+{
+	program sim;
+
+	EXPECT_EQ(run_sim({ "--controller", "ti-06", "--link", link(), "--seconds", "0.1" }, &sim),
+		  0);
+	const std::string out = content_of(sim.out);
+	EXPECT_TRUE(out.starts_with("vorlin-sim: ti-06 on /dev/pts/")) << out;
+	EXPECT_TRUE(out.ends_with(", linked as " + link() + "\n")) << out;
+	EXPECT_EQ(run_sim({ "--seconds", "0.1", "--fault", "late", "--seed", "77" }, &sim), 0);
+	EXPECT_TRUE(content_of(sim.out).ends_with(", seed 77\n"));
+}
+
+TEST_F(SimProgram, LeavesAForeignFileAloneAndReplacesADeadLink)
+{
+	program sim;
+
+	std::ofstream(link()) << "precious";
+	expect_complaint({ "--link", link() },
+			 link() + " exists and is not a link of a simulator; it is left alone");
+	EXPECT_EQ(content_of(link()), "precious");
+	std::filesystem::remove(link());
+	std::filesystem::create_symlink("/dev/pts/999999", link());
+	EXPECT_EQ(run_sim({ "--link", link(), "--seconds", "0.1" }, &sim), 0);
+	EXPECT_FALSE(std::filesystem::is_symlink(link()));
+}
+
+TEST_F(SimProgram, ASimulatorThatWasKilledDoesNotBlockTheNext)
+{
+	const program killed = start_sim({ "--link", link(), "--control", link("control") });
+	program sim;
+
+	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(link()); }));
+	EXPECT_EQ(stop(killed, SIGKILL), 128 + SIGKILL);
+	EXPECT_TRUE(std::filesystem::is_symlink(link()));
+	EXPECT_EQ(run_sim({ "--link", link(), "--control", link("control"), "--seconds", "0.1" },
+			  &sim),
+		  0)
+		<< content_of(sim.err);
+}
+
+TEST_F(SimProgram, AScriptActsAtItsTimes)
+{
+	std::ofstream(folder + "/script") << "0 fault refuse:status=0x11,times=always\n";
+	start_sim({ "--link", link(), "--script", folder + "/script", "--baud", "0" });
+	host desk(link());
+
+	EXPECT_TRUE(comes_true([&] {
+		return desk.say(version, 7).substr(0, 7) ==
+		       std::string("\x04\x0E\x04\x01\x01\x10\x11", 7);
+	}));
+}
+
+TEST_F(SimProgram, AHostThatDoesNotWaitLosesBytes)
+{
+	start_sim({ "--link", link(), "--latency", "300", "--buffer", "6", "--log",
+		    folder + "/log" });
+	host desk(link());
+
+	EXPECT_EQ(desk.say(version + version + version, 15).size(), 15u);
+	EXPECT_TRUE(comes_true(
+		[&] { return content_of(folder + "/log").find("overrun") != std::string::npos; }));
+}
+
+TEST_F(SimProgram, AHostWithFlowControlIsMadeToWait)
+{
+	start_sim({ "--link", link(), "--latency", "100", "--buffer", "6", "--log",
+		    folder + "/log" });
+	host desk(link());
+
+	desk.use_flow_control();
+	EXPECT_EQ(desk.say(version + version + version, 45).size(), 45u);
+	EXPECT_EQ(content_of(folder + "/log").find("overrun"), std::string::npos);
+}
+
+TEST_F(SimProgram, AFastHostIsBroughtToThePaceOfTheLine)
+{
+	const program sim = start_sim({ "--link", link(), "--baud", "1000000", "--buffer", "100000",
+					"--log", folder + "/log" });
+	std::string many;
+
+	for (int i = 0; i < 2000; i++)
+		many += version;
+	{
+		host desk(link());
+		EXPECT_EQ(desk.say(many, 15 * 2000).size(), 15u * 2000);
+	}
+	EXPECT_EQ(stop(sim, SIGTERM), 0);
+	/* 30000 bytes of ten bits are on the line for 0.3 s, however fast both ends are. */
+	const std::string log = content_of(folder + "/log");
+	const size_t last = log.rfind("{\"t\":") + 5;
+	EXPECT_GT(std::stod(log.substr(last)), 0.3);
+}
+
+TEST_F(SimProgram, JsonIsOneObjectALine)
+{
+	const program sim = start_sim({ "--link", link(), "--json" });
+	{
+		host desk(link());
+		EXPECT_EQ(desk.say(version, 15).size(), 15u);
+		EXPECT_EQ(desk.say(receiver_test, 7).size(), 7u);
+	}
+	EXPECT_EQ(stop(sim, SIGTERM), 0);
+	std::ifstream lines(sim.out);
+	int count = 0;
+	for (std::string line; std::getline(lines, line); count++) {
+		EXPECT_TRUE(line.starts_with("{\"t\":")) << line;
+		EXPECT_TRUE(line.ends_with("}")) << line;
+		EXPECT_EQ(std::ranges::count(line, '"') % 2, 0) << line;
+	}
+	EXPECT_EQ(count, 6) << "the start, two commands, two events, one change of the air";
+}
+
+TEST_F(SimProgram, AReportIsDrawnAtTheEnd)
+{
+	const program sim = start_sim({ "--link", link(), "--report", folder + "/report.svg" });
+	{
+		host desk(link());
+		desk.say(transmitter_test, 7);
+		desk.say(test_end, 9);
+	}
+	EXPECT_EQ(stop(sim, SIGTERM), 0);
+	const std::string picture = content_of(folder + "/report.svg");
+	EXPECT_TRUE(picture.starts_with("<svg "));
+	EXPECT_NE(picture.find("transmitter test channel 5 (2412 MHz)"), std::string::npos);
+}
+
+TEST_F(SimProgram, WithoutATerminalTheLiveViewIsDrawnOnceAtTheEnd)
+{
+	const program sim = start_sim({ "--link", link(), "--live" });
+	{
+		host desk(link());
+		desk.say(receiver_test, 7);
+	}
+	EXPECT_EQ(stop(sim, SIGTERM), 0);
+	const std::string out = content_of(sim.out);
+	EXPECT_NE(out.find("on     receiver test channel 5"), std::string::npos) << out;
+	EXPECT_NE(out.find("● receiver test channel 5"), std::string::npos) << out;
+	EXPECT_EQ(out.find('\033'), std::string::npos) << "no colours in a file";
+}
+
+TEST_F(SimProgram, ATransmitterTestIsCountedByAnotherSimulator)
+{
+	start_sim({ "--link", link("one"), "--air", link("air"), "--baud", "0" });
+	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(link("one")); }));
+	start_sim({ "--link", link("two"), "--air", link("air"), "--baud", "0" });
+	host transmitter(link("one"));
+	host receiver(link("two"));
+
+	EXPECT_EQ(receiver.say(receiver_test, 7), std::string("\x04\x0E\x04\x01\x1D\x20\x00", 7));
+	EXPECT_EQ(receiver.say(test_end, 9), std::string("\x04\x0E\x06\x01\x1F\x20\x00\x00\x00", 9))
+		<< "nobody transmits";
+	EXPECT_EQ(transmitter.say(transmitter_test, 7),
+		  std::string("\x04\x0E\x04\x01\x1E\x20\x00", 7));
+	receiver.say(receiver_test, 7);
+	usleep(200'000);
+	const std::string answer = receiver.say(test_end, 9);
+	ASSERT_EQ(answer.size(), 9u);
+	const int count = static_cast<uint8_t>(answer[7]) | static_cast<uint8_t>(answer[8]) << 8;
+	EXPECT_GT(count, 0) << "there is one each 625 us";
+	EXPECT_EQ(transmitter.say(test_end, 9),
+		  std::string("\x04\x0E\x06\x01\x1F\x20\x00\x00\x00", 9));
+}
+
+TEST_F(SimProgram, ABeaconIsListedByAnotherSimulatorAndByAScan)
+{
+	const std::string init = std::string("\x01\x00\xFE\x26\x01\x05", 6) + std::string(36, '\0');
+	const std::string on("\x01\x06\xFE\x0A\x03\x00\x00\x00\x00\x00\x00\x00\x07\x00", 14);
+	const std::string data("\x01\x07\xFE\x20\x01\x1E\x02\x01\x06\x1A\xFF\x4C\x00\x02\x15"
+			       "ABCDEFGHIJKLMNOP\x00\x01\x00\x02\xC5",
+			       36);
+	const std::string beacon =
+		"uuid 41424344-4546-4748-494A-4B4C4D4E4F50 major 1 minor 2 power "
+		"-59 dBm interval 100 ms address 02:00:00:00:00:01";
+
+	start_sim({ "--link", link("one"), "--air", link("air") });
+	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(link("one")); }));
+	start_sim({ "--air", link("air"), "--control", folder + "/control" });
+	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(folder + "/control"); }));
+	host desk(link("one"));
+	desk.say(init, 9 + 47);
+	desk.say(data, 9 + 7);
+	desk.say(on, 9 + 6);
+	EXPECT_TRUE(comes_true([&] { return control("scan").find(beacon) != std::string::npos; }));
+	program scan;
+	EXPECT_EQ(run_sim({ "scan", link("air") }, &scan), 0);
+	EXPECT_NE(content_of(scan.out).find(beacon), std::string::npos) << content_of(scan.out);
+}

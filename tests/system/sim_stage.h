@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+/* What the tests of the simulator share: its control socket, and the daemon in front of it. */
+#pragma once
+
+#include "tests/system/stage.h"
+
+#include <cstring>
+
+static const char simulated_address[] = "BLE MAC Address: 020000000001\n";
+static const char no_answer[] = "WARNING: failed to read HCI response.\n";
+
+class SimulatorTest : public SystemTest
+{
+      protected:
+	/* A command to the running simulator; what it says. */
+	std::string control(const std::string &command)
+	{
+		program client;
+		const int status = run(
+			{ built("vorlin-sim"), "control", folder + "/control", command }, &client);
+
+		EXPECT_EQ(status, 0) << command << ": " << content_of(client.err);
+		return content_of(client.out);
+	}
+
+	/* Simulator and daemon; `more` are the simulator's further options. */
+	void start_both(const std::string &controller, std::vector<std::string> more = {})
+	{
+		const std::vector<std::string> always = { "--baud", "0", "--control",
+							  folder + "/control" };
+
+		more.insert(more.begin(), always.begin(), always.end());
+		simulator = start_simulator(controller, more);
+		daemon = start_daemon();
+		read_up_to = daemon.ready;
+	}
+
+	/* What the daemon has printed since the last call. */
+	std::string printed_now()
+	{
+		const std::string all = content_of(daemon.err);
+		const std::string fresh = all.substr(read_up_to);
+
+		read_up_to = all.size();
+		return fresh;
+	}
+
+	/* A command to the daemon, waited for; what it prints. */
+	std::string ask(const std::vector<std::string> &words)
+	{
+		printed_now();
+		say_and_wait(daemon, words);
+		return printed_now();
+	}
+
+	/* Set a fault and ask the daemon for the address; what it prints. */
+	std::string address_with(const std::string &fault)
+	{
+		control("fault " + fault);
+		return ask({ "show", "mac" });
+	}
+
+	/* The daemon is in order: a controller, and an exchange with it that works. */
+	void expect_health(const char *after)
+	{
+		EXPECT_EQ(control("faults").find("(struck 0)"), std::string::npos)
+			<< after << " has not struck";
+		control("clear");
+		EXPECT_EQ(ask({ "show", "mac" }), simulated_address) << "after " << after;
+		EXPECT_EQ(segment->config.opt.status, BLE_STATUS_AVAILABLE) << "after " << after;
+	}
+
+	/* The link is opened anew: whatever was still under way on it is gone. */
+	void reset_link()
+	{
+		ask({ "config", "ble-reset", "hard" });
+	}
+
+	void load_beacon(size_t index, const std::string &uuid, const std::string &minor_number)
+	{
+		beacon_entry &entry = segment->config.beacon[index];
+
+		strcpy(entry.uuid, uuid.c_str());
+		strcpy(entry.major, "1");
+		strcpy(entry.minor, minor_number.c_str());
+		strcpy(entry.enable, "1");
+	}
+
+	program simulator;
+	program daemon;
+	size_t read_up_to = 0;
+};
