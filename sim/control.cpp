@@ -123,7 +123,7 @@ static std::string run_help(controlled &, const std::string &)
 // clang-format off
 static const control_row rows[] = {
 	/* word      argument  handler      check        help */
-	{ "fault",   "SPEC",   run_fault,   check_fault, "sets a fault, as --fault does" },
+	{ "fault",   "FAULT",  run_fault,   check_fault, "sets a fault, as --fault does" },
 	{ "faults",  nullptr,  run_faults,  nullptr,     "lists the faults that are set" },
 	{ "clear",   nullptr,  run_clear,   nullptr,     "forgets all faults" },
 	{ "reboot",  "[MS]",   run_reboot,  check_ms,    "the controller loses its power, for that time" },

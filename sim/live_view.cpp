@@ -23,6 +23,19 @@ static std::string painted(const std::string &text, size_t row, colours colour)
 	return "\033[" + std::to_string(palette[row % std::size(palette)]) + "m" + text + "\033[0m";
 }
 
+/* At most so many letters: a line that the terminal breaks would push the others down. */
+static std::string fit(const std::string &text, size_t columns)
+{
+	size_t letters = 0;
+
+	for (size_t i = 0; i < text.size(); i++) {
+		const bool begins_letter = (static_cast<uint8_t>(text[i]) & 0xC0) != 0x80;
+		if (begins_letter && ++letters > columns)
+			return text.substr(0, i);
+	}
+	return text;
+}
+
 /* The share of each cell of the window in which a row was on the air. */
 static std::vector<double> shares(const timeline &times, size_t index, moment now, size_t cells)
 {
@@ -99,10 +112,10 @@ static std::string state_line(const timeline &times, moment now)
 	char text[64];
 
 	if (!current)
-		return "the radio is off\n";
+		return "the radio is off";
 	const double seconds = std::chrono::duration<double>(now - times.current_since()).count();
 	snprintf(text, sizeof(text), "on the air for %.1f s: ", seconds);
-	return text + heading(times.rows()[*current].air) + "\n";
+	return text + heading(times.rows()[*current].air);
 }
 
 std::string draw_view(const std::string &title, const timeline &times, moment now, view_size size,
@@ -115,11 +128,12 @@ std::string draw_view(const std::string &title, const timeline &times, moment no
 	char clock[32];
 
 	snprintf(clock, sizeof(clock), "  %.1f s", std::chrono::duration<double>(now).count());
-	std::string text = title + clock + "\n" + state_line(times, now) + "\n";
+	std::string text = fit(title + clock, size.columns) + "\n" +
+			   fit(state_line(times, now), size.columns) + "\n\n";
 	for (size_t i = 0; i < count; i++) {
-		const bool is_on = times.current() == i;
-		text += painted((is_on ? "● " : "  ") + heading(times.rows()[i].air), i, colour);
-		text += "\n  " + details(times, i, now) + "\n";
+		const std::string mark = times.current() == i ? "● " : "  ";
+		text += painted(fit(mark + heading(times.rows()[i].air), size.columns), i, colour);
+		text += "\n" + fit("  " + details(times, i, now), size.columns) + "\n";
 		text += "  " + painted(bar(shares(times, i, now, cells)), i, colour) + "\n";
 	}
 	if (count > 0)

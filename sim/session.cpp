@@ -81,6 +81,7 @@ void session::restart(moment now, moment down_for)
 	m_deaf_until = now + down_for;
 	m_segment = 0;
 	start_reader();
+	tell(now, happened::notice, {}, "the controller starts anew");
 	publish(m_controller.restart(), now);
 }
 

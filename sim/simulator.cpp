@@ -45,7 +45,7 @@ std::string simulator::title() const
 
 	if (!m_options.link.empty())
 		text += ", linked as " + m_options.link;
-	if (!m_options.session.faults.empty() || !m_script.empty())
+	if (!m_options.session.faults.empty() || !m_script.empty() || m_control.is_open())
 		text += ", seed " + std::to_string(m_options.session.seed);
 	return text;
 }
@@ -132,6 +132,7 @@ void simulator::give_to_host()
 
 void simulator::unplug(moment away)
 {
+	note({ .at = now(), .what = happened::fault, .text = "the port goes" });
 	m_line.close();
 	m_unsent.clear();
 	m_session.restart(now(), {});
@@ -144,8 +145,10 @@ void simulator::plug_in_again()
 		return;
 	m_plug_in_at.reset();
 	const std::string problem = m_line.open(m_options.link);
-	if (problem.empty())
+	if (problem.empty()) {
+		note({ .at = now(), .what = happened::fault, .text = "the port comes back" });
 		return;
+	}
 	fprintf(stderr, "vorlin-sim: cannot come back: %s\n", problem.c_str());
 	m_quit = true;
 }

@@ -154,6 +154,41 @@ TEST_F(SimCaptures, AreTheSameForAnotherReader)
 	expect_both_readers_agree();
 }
 
+/* What an independent reader makes of the answers is what the simulator was set up to say. */
+TEST_F(SimCaptures, MeanToAnotherReaderWhatTheyShould)
+{
+	static const struct {
+		const char *kind;
+		const char *maker;
+		const char *version;
+	} controllers[] = {
+		{ "ti-06", "Manufacturer: Texas Instruments Inc. (13)", "Bluetooth 4.0 (0x06)" },
+		{ "ti-08", "Manufacturer: Texas Instruments Inc. (13)", "Bluetooth 4.2 (0x08)" },
+	};
+
+	if (!is_installed("btmon"))
+		GTEST_SKIP() << "btmon is not installed";
+	for (const auto &one : controllers) {
+		start_both(one.kind, { "--capture", folder + "/capture", "--receiver-count", "1234",
+				       "--address", "02:11:22:33:44:55" });
+		EXPECT_EQ(ask({ "show", "mac" }), "BLE MAC Address: 021122334455\n");
+		ask({ "config", "le-receiver-test", "39" });
+		EXPECT_EQ(ask({ "config", "le-test-end" }), "Num of packets: 1234\n");
+		EXPECT_EQ(ask({ "config", "le-test-end" }),
+			  "WARNING: func_le_test_end_command() failed.\n"
+			  "WARNING: ble_ptm_test(PTM_ACTION_END) failed.\n"
+			  "WARNING: HCI run failed (error code: 0xc)\n");
+		EXPECT_EQ(stop(daemon, SIGTERM), 0);
+		EXPECT_EQ(stop(simulator, SIGTERM), 0);
+		const std::string all = analysed({ "/usr/bin/btmon", "-r", folder + "/capture" });
+		for (const char *words :
+		     { one.maker, one.version, "Address: 02:11:22:33:44:55",
+		       "RX frequency: 2480 MHz (0x27)", "Number of packets: 1234",
+		       "Status: Command Disallowed (0x0c)" })
+			EXPECT_NE(all.find(words), std::string::npos) << one.kind << ": " << words;
+	}
+}
+
 TEST_F(SimCaptures, OfABoundedSizeCanStillBeRead)
 {
 	if (!is_installed("tshark"))

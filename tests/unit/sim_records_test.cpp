@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -277,21 +278,54 @@ static sim::timeline rotation()
 	return times;
 }
 
+/* A tenth of a row of 100 cells, and five times the same. */
+static std::string blocks(const std::string &block)
+{
+	std::string text;
+
+	for (int i = 0; i < 10; i++)
+		text += block;
+	return text;
+}
+
+static std::string five(const std::string &text)
+{
+	return text + text + text + text + text;
+}
+
 TEST(SimLiveView, DrawsARowOfBlocksForEachBeacon)
 {
 	EXPECT_EQ(
-		sim::draw_view("desk", rotation(), 10s, { 24, 24 }, sim::colours::none),
+		sim::draw_view("desk", rotation(), 10s, { 104, 24 }, sim::colours::none),
 		"desk  10.0 s\n"
 		"on the air for 1.0 s: uuid 00112233-4455-6677-8899-AABBCCDDEEFF major 1 minor 513 "
 		"power -59 dBm\n"
 		"\n"
 		"  uuid 00112233-4455-6677-8899-AABBCCDDEEFF major 1 minor 512 power -59 dBm\n"
 		"  5 times, 5.0 s on the air, every 100 ms from 02:00:00:00:00:01\n"
-		"  ██  ██  ██  ██  ██  \n"
-		"● uuid 00112233-4455-6677-8899-AABBCCDDEEFF major 1 minor 513 power -59 dBm\n"
-		"  5 times, 5.0 s on the air, every 100 ms from 02:00:00:00:00:01\n"
-		"    ██  ██  ██  ██  ██\n"
-		"  10 s ago         now\n");
+		"  " + five(blocks("█") + blocks(" ")) +
+			"\n"
+			"● uuid 00112233-4455-6677-8899-AABBCCDDEEFF major 1 minor 513 power -59 dBm\n"
+			"  5 times, 5.0 s on the air, every 100 ms from 02:00:00:00:00:01\n"
+			"  " +
+			five(blocks(" ") + blocks("█")) +
+			"\n"
+			"  10 s ago" +
+			std::string(89, ' ') + "now\n");
+}
+
+TEST(SimLiveView, NoLineIsLongerThanTheTerminal)
+{
+	const std::string text = sim::draw_view("a desk with quite a long name", rotation(), 10s,
+						{ 24, 24 }, sim::colours::none);
+
+	EXPECT_NE(text.find("\n  ██  ██  ██  ██  ██  \n"), std::string::npos) << text;
+	EXPECT_NE(text.find("\n● uuid 00112233-4455-667\n"), std::string::npos) << text;
+	std::istringstream lines(text);
+	for (std::string line; std::getline(lines, line);)
+		EXPECT_LE(std::ranges::count_if(line, [](char c) { return (c & 0xC0) != 0x80; }),
+			  24)
+			<< line;
 }
 
 TEST(SimLiveView, ColoursBelongToTerminals)

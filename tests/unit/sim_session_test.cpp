@@ -352,6 +352,7 @@ TEST(SimSession, FaultRebootForgetsEverythingWithinAnEvent)
 	EXPECT_EQ(on.say("01 09 10 00", 50ms), "04 0E 0A 01 09");
 	EXPECT_EQ(on.session.chip().air().doing, sim::radio::off);
 	EXPECT_EQ(on.records.back().what, happened::air);
+	EXPECT_EQ(on.records[on.records.size() - 2].text, "the controller starts anew");
 	EXPECT_EQ(on.say(RESET, 40ms), "") << "it has not started yet";
 	on.hear(20ms);
 	EXPECT_EQ(on.say(GAP_ON), "04 FF 06 7F 06 0C 06 FE 00");
@@ -464,6 +465,8 @@ TEST(SimMisread, HalfTheRateReadsTwoBytesOrABreak)
 {
 	/* 0xFF at half the rate: the start bit lasts two of the reader's bits. */
 	EXPECT_EQ(sim::hex_text(sim::misread({ { 0xFF } }, 57600, 115200)), "FE");
+	/* 0x01: where the reader looks for its stop bit the line is low, and that reads as 0. */
+	EXPECT_EQ(sim::hex_text(sim::misread({ { 0x01 } }, 57600, 115200)), "00");
 	/* 0x00: nine low bits become eighteen, a break, and a break reads as 0. */
 	EXPECT_EQ(sim::hex_text(sim::misread({ { 0x00 } }, 57600, 115200)), "00");
 }

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Speaking with a simulated controller in hexadecimal text. */
+/* Speaking with a simulated controller in hexadecimal text, and tables of such talks. */
 #pragma once
 
 #include "sim/controller.h"
 
 #include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
 
 inline sim::controller_settings settings_named(const char *kind)
 {
@@ -46,3 +49,32 @@ inline const std::string LE_PARAMETERS = "01 06 20 0F A0 00 A0 00 03 00 00 00 00
 inline const std::string LE_ON = "01 0A 20 01 01";
 inline const std::string LE_OFF = "01 0A 20 01 00";
 inline const std::string RESET = "01 03 0C 00";
+
+struct exchange {
+	const char *name;
+	const char *kind;
+	std::vector<std::string> before; /* commands whose answers do not matter */
+	std::string command;
+	std::string answer;
+};
+
+inline void expect_all(const std::vector<exchange> &exchanges)
+{
+	for (const exchange &row : exchanges) {
+		SCOPED_TRACE(row.name);
+		sim::controller chip(settings_named(row.kind));
+		for (const std::string &command : row.before)
+			ask(chip, command);
+		EXPECT_EQ(ask(chip, row.command), row.answer);
+	}
+}
+
+/* A controller of the other maker that works: its patch downloaded, the reset done. */
+inline std::vector<std::string> patched(std::vector<std::string> more = {})
+{
+	const sim::bytes patch = sim::make_patch(40, 1);
+	std::vector<std::string> commands = { "01 00 FC 2A 1E 28 " + sim::hex_text(patch), RESET };
+
+	commands.insert(commands.end(), more.begin(), more.end());
+	return commands;
+}

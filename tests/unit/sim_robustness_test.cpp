@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+/* Whatever a host sends and whatever is broken on purpose: the simulator itself stands. */
+#include "sim/session.h"
+#include "tests/unit/sim_talk.h"
+
+#include <random>
+
+#include <gtest/gtest.h>
+
+/* Commands that mean something now and then, and plain nonsense in between. */
+static sim::bytes next_input(std::mt19937_64 &random)
+{
+	static const std::vector<std::string> known = { GAP_INIT,
+							GAP_ON,
+							GAP_OFF,
+							GAP_DATA,
+							LE_DATA,
+							LE_PARAMETERS,
+							LE_ON,
+							LE_OFF,
+							RESET,
+							"01 1D 20 01 05",
+							"01 1E 20 03 05 25 00",
+							"01 1F 20 00",
+							"01 31 FE 01 08",
+							"01 00 FC 06 1E 04 02 18 00 00",
+							"01 00 FC 01 19" };
+	sim::bytes input(random() % 40);
+
+	if (random() % 4 != 0)
+		return sim::parse_hex(known[random() % known.size()]).value();
+	for (uint8_t &byte : input)
+		byte = static_cast<uint8_t>(random());
+	return input;
+}
+
+/* Every fault at once, each with some chance. */
+static std::vector<std::string> all_faults()
+{
+	std::vector<std::string> faults;
+
+	for (const char *name : { "drop",
+				  "drop:way=in",
+				  "flip:mask=random",
+				  "flip:mask=random,way=in",
+				  "insert",
+				  "insert:way=in",
+				  "duplicate",
+				  "split:at=all,delay=1",
+				  "split",
+				  "cut",
+				  "junk",
+				  "wrong-code:code=random",
+				  "short-length:by=random",
+				  "long-length:by=random",
+				  "late:delay=3",
+				  "silent",
+				  "refuse",
+				  "second-missing",
+				  "second-fails",
+				  "reboot:delay=2",
+				  "unplug",
+				  "wrong-baud",
+				  "refuse-segment" }) {
+		const std::string fault = name;
+		const bool has_keys = fault.find(':') != std::string::npos;
+		faults.push_back(fault + (has_keys ? "," : ":") + "times=always,event=0,chance=10");
+	}
+	return faults;
+}
+
+/* Answers of a controller that has just started and meets no fault any more. */
+static std::string answer_after(sim::session &session, sim::moment now)
+{
+	session.faults().clear();
+	session.restart(now, {});
+	session.receive(sim::parse_hex(RESET).value(), now);
+	return sim::hex_text(session.advance(now + std::chrono::seconds(1)));
+}
+
+class SimRobustness : public testing::TestWithParam<const char *>
+{
+};
+
+TEST_P(SimRobustness, NonsenseAndFaultsLeaveItInOrder)
+{
+	for (uint64_t seed = 1; seed <= 20; seed++) {
+		sim::session_settings settings;
+		std::mt19937_64 random(seed);
+		size_t records = 0;
+		sim::moment now = {};
+		settings.controller = settings_named(GetParam());
+		settings.controller.quirks = static_cast<uint32_t>(random() & 0x7F);
+		settings.controller.strict_patch = seed % 2 == 0;
+		settings.baud = seed % 3 == 0 ? 0 : 115200;
+		settings.buffer_size = 64;
+		settings.seed = seed;
+		settings.faults = all_faults();
+		sim::session session(settings, [&](const sim::record &) { records++; });
+
+		for (int i = 0; i < 2000; i++) {
+			session.receive(next_input(random), now);
+			now += sim::moment(static_cast<int64_t>(random() % 5'000'000));
+			session.advance(now);
+			session.take_unplug();
+			if (i % 20 == 0) /* nonsense can announce 64 KiB, which all then fill */
+				session.restart(now, {});
+		}
+		EXPECT_GT(records, 2000u);
+		settings.controller.quirks = 0;
+		settings.faults.clear();
+		sim::session fresh(settings, [](const sim::record &) {});
+		const std::string good = answer_after(fresh, now);
+		EXPECT_EQ(good, "04 0E 04 01 03 0C 00");
+		if ((session.chip().settings().quirks &
+		     (sim::QUIRK_CREDIT_0 | sim::QUIRK_FIRST_UNANSWERED | sim::QUIRK_LATE_RESET |
+		      sim::QUIRK_SWALLOW)) == 0) {
+			EXPECT_EQ(answer_after(session, now), good) << "seed " << seed;
+		}
+	}
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, SimRobustness, testing::Values("ti-06", "ti-08", "qualcomm"),
+			 [](const auto &of) {
+				 return std::string(of.param) == "qualcomm" ? "Qualcomm"
+					: std::string(of.param) == "ti-06"  ? "Ti06"
+									    : "Ti08";
+			 });
