@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+/* One exchange of a command function: what it sends, what it makes of the answer. */
+#pragma once
+
+#include "tests/unit/fake_daemon.h"
+
+#include <regex>
+
+struct command_row {
+	const char *name;
+	int32_t (*call)();
+	const char *sent;
+	const char *answer;
+	int32_t result;
+	const char *traced; /* under TRACE_HCI_TX, of the function itself; line numbers are N */
+};
+
+class CommandTest : public DaemonTest
+{
+      protected:
+	/* The console without line numbers, and without what the exchange itself traces. */
+	std::string traced()
+	{
+		static const std::regex line_number("\\([0-9]+\\) ");
+		static const std::regex exchange(
+			"(hci_send_command|ble_select_read|read_hci_event|hci_receive_event)\\(N\\) "
+			"[^\n]*\n+");
+		return std::regex_replace(std::regex_replace(console(), line_number, "(N) "),
+					  exchange, "");
+	}
+
+	template <size_t count> void hold(const command_row (&rows)[count])
+	{
+		for (const command_row &row : rows) {
+			SCOPED_TRACE(row.name);
+			fake_unplug();
+			fake_plug();
+			fake_answers(row.answer);
+			dbg_level = TRACE_HCI_TX;
+			int32_t result = 0;
+			stderr_of([&] { result = row.call(); });
+			EXPECT_EQ(result, row.result);
+			EXPECT_EQ(fake_heard(), row.sent);
+			EXPECT_EQ(fake_unread(), 0U) << "an event was left in the line";
+			EXPECT_EQ(traced(), row.traced);
+		}
+	}
+};
