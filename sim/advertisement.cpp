@@ -47,7 +47,7 @@ std::optional<beacon> decode_beacon(byte_view payload)
 		if (at + 1 + length > payload.size())
 			break;
 		if (payload[at + 1] == STRUCTURE_MANUFACTURER) {
-			const auto found = decode_structure(payload.subspan(at + 2, length - 1));
+			auto found = decode_structure(payload.subspan(at + 2, length - 1));
 			if (found)
 				return found;
 		}

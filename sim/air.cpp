@@ -15,7 +15,7 @@ namespace sim
  */
 moment test_packet_interval(uint8_t length)
 {
-	const int64_t microseconds = (10 + length) * 8;
+	const int64_t microseconds = int64_t{ 10 + length } * 8;
 	const int64_t slots = (microseconds + 249 + 624) / 625;
 
 	return std::chrono::microseconds(slots * 625);

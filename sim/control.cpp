@@ -154,7 +154,7 @@ static split_command split(const std::string &command)
 std::string check_control(const std::string &command)
 {
 	const auto [word, argument] = split(command);
-	const auto row = std::ranges::find(rows, word, &control_row::word);
+	const auto *const row = std::ranges::find(rows, word, &control_row::word);
 
 	if (row == std::end(rows))
 		return "there is no command '" + word + "'; help lists them";
@@ -167,7 +167,7 @@ std::string run_control(const std::string &command, controlled &target)
 {
 	const std::string problem = check_control(command);
 	const auto [word, argument] = split(command);
-	const auto row = std::ranges::find(rows, word, &control_row::word);
+	const auto *const row = std::ranges::find(rows, word, &control_row::word);
 
 	if (!problem.empty())
 		return "error: " + problem + "\n";

@@ -117,7 +117,7 @@ static std::string parse_way(fault &result, std::string_view text)
 static std::string parse_status(fault &result, std::string_view text)
 {
 	uint32_t status = 0;
-	const std::string right = parse_count(status, text, 0xFF);
+	std::string right = parse_count(status, text, 0xFF);
 
 	result.status = static_cast<uint8_t>(status);
 	return right;
@@ -126,7 +126,7 @@ static std::string parse_status(fault &result, std::string_view text)
 static std::string parse_delay(fault &result, std::string_view text)
 {
 	uint32_t ms = 0;
-	const std::string right = parse_count(ms, text, LONGEST_DELAY_MS);
+	std::string right = parse_count(ms, text, LONGEST_DELAY_MS);
 
 	result.delay = std::chrono::milliseconds(ms);
 	return right;
@@ -200,7 +200,7 @@ static fault fresh(const fault_row &row, std::string_view text)
 std::string parse_fault(std::string_view text, fault &result)
 {
 	const std::string_view name = text.substr(0, text.find(':'));
-	const auto row = std::ranges::find(rows, name, &fault_row::name);
+	const auto *const row = std::ranges::find(rows, name, &fault_row::name);
 
 	if (row == std::end(rows))
 		return "there is no fault '" + std::string(name) + "'; --help=faults lists them";

@@ -16,7 +16,7 @@ constexpr uint32_t USUAL_BAUD = 115200; /* what an unpaced line is taken for */
 std::string fault_set::add(std::string_view text)
 {
 	fault one;
-	const std::string problem = parse_fault(text, one);
+	std::string problem = parse_fault(text, one);
 
 	if (problem.empty())
 		m_faults.push_back(one);

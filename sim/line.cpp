@@ -67,7 +67,7 @@ std::string line::open(const std::string &link)
 	char port[64];
 
 	/* Before the pty is there: it may get the number that an old link leads to. */
-	const std::string problem = link.empty() ? "" : clear_old_link(link);
+	std::string problem = link.empty() ? "" : clear_old_link(link);
 	if (!problem.empty())
 		return problem;
 	m_host_side = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -94,7 +94,7 @@ void line::close()
 	m_port_side = m_host_side = -1;
 }
 
-bytes line::read(size_t most)
+bytes line::read(size_t most) const
 {
 	bytes data(most);
 	const ssize_t count = ::read(m_host_side, data.data(), data.size());
@@ -103,7 +103,7 @@ bytes line::read(size_t most)
 	return data;
 }
 
-void line::write(bytes &data)
+void line::write(bytes &data) const
 {
 	const ssize_t count = ::write(m_host_side, data.data(), data.size());
 

@@ -38,10 +38,10 @@ class line
 	}
 
 	/* Up to `most` bytes of the host; empty: there are none now. */
-	bytes read(size_t most);
+	bytes read(size_t most) const;
 
 	/* Sends what the port takes of `data` and drops that from its front. */
-	void write(bytes &data);
+	void write(bytes &data) const;
 
 	/* Has the host asked its port for RTS/CTS? */
 	bool has_flow_control() const;

@@ -8,8 +8,8 @@
 namespace sim
 {
 
-constexpr size_t LARGEST_PATCH = 1024 * 1024;
-constexpr uint64_t LONGEST_SECONDS = 366 * 86400;
+constexpr size_t LARGEST_PATCH = size_t{ 1024 } * 1024;
+constexpr uint64_t LONGEST_SECONDS = uint64_t{ 366 } * 86400;
 
 /* Each takes its option's value; what would have been right, or nothing. */
 using setter = std::string (*)(options &, std::string_view value);
@@ -74,7 +74,7 @@ static std::string set_text(std::string &target, std::string_view text)
 
 static std::string set_controller(options &o, std::string_view value)
 {
-	const auto kind = std::ranges::find(controller_kinds, value, &controller_kind::name);
+	const auto *const kind = std::ranges::find(controller_kinds, value, &controller_kind::name);
 
 	if (kind == controller_kinds.end())
 		return "ti-06, ti-08 or qualcomm";
@@ -181,7 +181,7 @@ static std::string set_receiver_count(options &o, std::string_view value)
 static std::string add_fault(options &o, std::string_view value)
 {
 	fault ignored;
-	const std::string problem = parse_fault(value, ignored);
+	std::string problem = parse_fault(value, ignored);
 
 	if (problem.empty())
 		o.session.faults.emplace_back(value);
@@ -190,7 +190,7 @@ static std::string add_fault(options &o, std::string_view value)
 
 static std::string add_quirk(options &o, std::string_view value)
 {
-	const auto row = std::ranges::find(quirks, value, &quirk_row::name);
+	const auto *const row = std::ranges::find(quirks, value, &quirk_row::name);
 
 	if (row == std::end(quirks))
 		return "one that --help=quirks lists";
@@ -254,7 +254,7 @@ static std::string set_selftest(options &o, std::string_view)
 
 static std::string set_help(options &o, std::string_view value)
 {
-	if (value != "" && value != "faults" && value != "quirks")
+	if (!value.empty() && value != "faults" && value != "quirks")
 		return "--help, --help=faults or --help=quirks";
 	o.what = value == "faults"   ? verb::help_faults
 		 : value == "quirks" ? verb::help_quirks
@@ -314,7 +314,7 @@ static std::string spelled(const option &row)
 
 static std::string apply(const option &row, options &result, std::string_view value)
 {
-	const std::string right = row.set(result, value);
+	std::string right = row.set(result, value);
 
 	if (right.empty())
 		return "";
@@ -388,7 +388,7 @@ std::string parse_options(std::span<const char *const> arguments, options &resul
 	if (first == "scan" || first == "control")
 		return parse_remote(arguments, result);
 	for (size_t i = 0; i < arguments.size(); i += used) {
-		const std::string problem = parse_one(arguments.subspan(i), result, used);
+		std::string problem = parse_one(arguments.subspan(i), result, used);
 		if (!problem.empty())
 			return problem;
 	}

@@ -10,7 +10,7 @@ namespace sim
 constexpr uint8_t PATCH_VERSION = 0x19;
 constexpr uint8_t PATCH_SEGMENT = 0x1E;
 constexpr uint8_t LONGEST_SEGMENT = 243;
-constexpr size_t PATCH_MEMORY = 1024 * 1024; /* what the controller can hold */
+constexpr size_t PATCH_MEMORY = size_t{ 1024 } * 1024; /* what the controller can hold */
 
 static reply read_patch_version(controller_core &core)
 {

@@ -156,7 +156,7 @@ void simulator::plug_in_again()
 std::string simulator::command(const std::string &text)
 {
 	controlled target = { m_session, m_neighbours, now() };
-	const std::string answer = run_control(text, target);
+	std::string answer = run_control(text, target);
 
 	if (target.unplug_for && m_line.is_open())
 		unplug(*target.unplug_for);

@@ -83,7 +83,7 @@ static std::string address_of(const std::string &path, sockaddr_un &address)
 std::string connect_to(const std::string &path, text_socket &result)
 {
 	sockaddr_un address;
-	const std::string problem = address_of(path, address);
+	std::string problem = address_of(path, address);
 
 	if (!problem.empty())
 		return problem;
@@ -108,7 +108,7 @@ std::string listen_at(const std::string &path, text_socket &result)
 {
 	sockaddr_un address;
 	text_socket other;
-	const std::string problem = address_of(path, address);
+	std::string problem = address_of(path, address);
 
 	if (!problem.empty())
 		return problem;

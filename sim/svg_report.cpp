@@ -76,25 +76,27 @@ static scale scale_of(const timeline &times, moment end)
 	return { from, end };
 }
 
-static double tick_step(double seconds)
+/* 1, 2 or 5 times a power of ten, so that about ten ticks fill the axis. */
+static moment tick_step(moment span)
 {
-	for (double power = 0.001; power < 1e9; power *= 10)
-		for (const double step : { power, 2 * power, 5 * power })
-			if (seconds / step <= 10)
-				return step;
-	return seconds;
+	moment power = std::chrono::milliseconds(1);
+
+	while (power * 50 < span)
+		power *= 10;
+	if (power * 10 >= span)
+		return power;
+	return power * 20 >= span ? power * 2 : power * 5;
 }
 
 static std::string axis(const scale &in, double y)
 {
-	const double step = tick_step(seconds_of(in.to - in.from));
+	const moment step = tick_step(in.to - in.from);
 	std::string text = box(MARGIN, y, WIDTH - 2 * MARGIN, 1, "#888");
 
-	for (double second = 0; second <= seconds_of(in.to - in.from); second += step) {
-		const double x = in.x(in.from + std::chrono::duration_cast<moment>(
-							std::chrono::duration<double>(second)));
+	for (moment tick = {}; tick <= in.to - in.from; tick += step) {
+		const double x = in.x(in.from + tick);
 		text += box(x, y, 1, 6, "#888");
-		text += words(x, y + 20, "tick", number_text(second) + " s");
+		text += words(x, y + 20, "tick", number_text(seconds_of(tick)) + " s");
 	}
 	return text;
 }
