@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 
 static const struct {
 	const char *line;
@@ -37,17 +38,58 @@ TEST(Messages, AResultAWarningAndAnythingElseAreToldApart)
 		SCOPED_TRACE(row.line);
 		outcome end = {};
 		end.error_code = -1;
-		EXPECT_EQ(judge_message(row.line, &end), row.is_result);
+		EXPECT_EQ(judge_message(row.line, nullptr, &end), row.is_result);
 		EXPECT_EQ(end.refused, row.refused);
 		EXPECT_EQ(end.error_code, row.code);
 	}
+}
+
+TEST(Messages, AWarningOfAnotherIsNotTheCommandsFailure)
+{
+	static const char own[] = "set_tgap_disc_adv_int() failed";
+	outcome end = {};
+
+	end.error_code = -1;
+	judge_message("WARNING: hci_fun_set_bdaddr() failed.\n", own, &end);
+	judge_message("WARNING: func_set_bdaddr() failed, hci_status=0x1\n", own, &end);
+	EXPECT_FALSE(end.refused);
+	EXPECT_EQ(end.error_code, -1);
+	judge_message("WARNING: set_tgap_disc_adv_int() failed.\n", own, &end);
+	EXPECT_TRUE(end.refused);
+	judge_message("WARNING: HCI run failed (error code: 0x2)\n", own, &end);
+	EXPECT_EQ(end.error_code, 2);
+}
+
+TEST(Messages, OnlyWhatIsSaidBetweenBeginAndStopIsTaken)
+{
+	char path[] = "/tmp/client-messages-XXXXXX";
+	const int file = mkstemp(path);
+	const int kept = dup(STDERR_FILENO);
+	messages m;
+	outcome end = {};
+
+	/* This process plays the daemon: its standard error is a file. */
+	ASSERT_EQ(dup2(file, STDERR_FILENO), STDERR_FILENO);
+	dprintf(file, "GAP Param ID: 1, Value: 1\n");
+	messages_begin(&m, getpid());
+	dprintf(file, "GAP Param ID: 2, Value: 2\n");
+	messages_stop(&m);
+	dprintf(file, "GAP Param ID: 3, Value: 3\n");
+	messages_take(&m, nullptr, nullptr, &end);
+	messages_end(&m);
+	dup2(kept, STDERR_FILENO);
+	close(kept);
+	close(file);
+	unlink(path);
+	EXPECT_TRUE(end.heard);
+	EXPECT_STREQ(end.result, "GAP Param ID: 2, Value: 2");
 }
 
 TEST(Messages, TheResultIsKeptWithoutItsLineEnd)
 {
 	outcome end = {};
 
-	judge_message("GAP Param ID: 6, Value: 160\n", &end);
+	judge_message("GAP Param ID: 6, Value: 160\n", nullptr, &end);
 	EXPECT_STREQ(end.result, "GAP Param ID: 6, Value: 160");
 }
 
@@ -55,7 +97,8 @@ TEST(Messages, AResultOfAnyLengthIsCut)
 {
 	outcome end = {};
 
-	EXPECT_TRUE(judge_message(("BLE MAC Address: " + std::string(500, 'A')).c_str(), &end));
+	EXPECT_TRUE(judge_message(("BLE MAC Address: " + std::string(500, 'A')).c_str(), nullptr,
+				  &end));
 	EXPECT_EQ(std::string(end.result).size(), sizeof(end.result) - 1);
 }
 
@@ -72,7 +115,8 @@ TEST(HciErrors, AreNamedAsTheCoreDocumentsDo)
 
 TEST(HciErrors, TisOwnCommandsHaveNamesOfTheirOwn)
 {
-	EXPECT_STREQ(hci_error_name(0x12, HCI_TI_VENDOR), "Wrong Role or Mode");
+	EXPECT_STREQ(hci_error_name(0x12, HCI_TI_VENDOR),
+		     "Wrong Role or Mode, or Invalid Parameter");
 	EXPECT_STREQ(hci_error_name(0x02, HCI_TI_VENDOR), "Invalid Parameter");
 	EXPECT_STREQ(hci_error_name(0x0C, HCI_TI_VENDOR), "Command Disallowed");
 }

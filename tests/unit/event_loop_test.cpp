@@ -155,7 +155,6 @@ TEST_F(EventLoop, AnAttachEventClearsTheHandShakeToo)
 TEST_F(EventLoop, ALockThatCannotBeTakenLosesTheCommandButEndsTheRound)
 {
 	fake_ac_result = 1;
-	const int32_t id = ble_ipc.sem.id;
 	ble_ipc.sem.id = 0x7FFFFFF0;
 	in_sleep[1] = [] {
 		ble_ipc.buf->cmd_doing = 1;
@@ -164,7 +163,6 @@ TEST_F(EventLoop, ALockThatCannotBeTakenLosesTheCommandButEndsTheRound)
 	EXPECT_EQ(run_loop(), "user_cmd_change() failed.\n");
 	EXPECT_EQ(ble_ipc.buf->cmd_doing, 0U);
 	EXPECT_EQ(fake_reports, 2);
-	ble_ipc.sem.id = id;
 }
 
 /* What is left after one round with a command, for each pending action. */

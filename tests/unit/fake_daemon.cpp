@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/ipc.h>
+#include <sys/sem.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@ static struct {
 } memory;
 
 static std::string console_path;
+static int semaphore_id; /* whatever a test makes of ble_ipc: this one is removed */
 
 void DaemonTest::SetUp()
 {
@@ -33,7 +35,8 @@ void DaemonTest::SetUp()
 	ble_ipc.cmd = &memory.segment.cmd;
 	ble_config = &memory.segment.config;
 	ble_config->opt.status = BLE_STATUS_AVAILABLE;
-	ASSERT_GE(bleipc_semget(&ble_ipc.sem, IPC_PRIVATE, 1, BLEIPC_CREATE), 0);
+	semaphore_id = bleipc_semget(&ble_ipc.sem, IPC_PRIVATE, 1, BLEIPC_CREATE);
+	ASSERT_GE(semaphore_id, 0);
 
 	console_path = folder + "/console";
 	ASSERT_EQ(mkfifo(console_path.c_str(), 0600), 0);
@@ -62,7 +65,7 @@ void DaemonTest::TearDown()
 {
 	fake_unplug();
 	fake_during_sleep = nullptr;
-	bleipc_semctl(&ble_ipc.sem, IPC_RMID);
+	semctl(semaphore_id, 0, IPC_RMID);
 	dbg_level = 0;
 	close(console_fd);
 	std::filesystem::remove_all(folder);
