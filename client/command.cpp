@@ -130,8 +130,7 @@ exit_status bad_usage(const char *name, const char *format, ...)
 	va_start(arguments, format);
 	vsnprintf(text, sizeof(text), format, arguments);
 	va_end(arguments);
-	complain("%s: %s", name, text);
-	fprintf(stderr, "(vorlinctl help %s tells more)\n", name);
+	complain("%s: %s (vorlinctl help %s)", name, text, name);
 	return EXIT_USAGE;
 }
 

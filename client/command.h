@@ -29,7 +29,7 @@ const command *find_command(const char *name);
 void print_help();
 void print_command_help(const command *c);
 
-/* A complaint with the way the command is used behind it: EXIT_USAGE. */
+/* A complaint that ends with where to read on: EXIT_USAGE. */
 exit_status bad_usage(const char *name, const char *format, ...)
 	__attribute__((format(printf, 2, 3)));
 

@@ -130,8 +130,9 @@ exit_status run_reset(request *r)
 exit_status run_trace(request *r)
 {
 	char digits[16];
-	const char *const words[] = { "config", "debug-level", digits };
+	const char *const words[] = { "debug-level", digits };
 	uint32_t mask;
+	task t;
 	fault wrong;
 	outcome end;
 
@@ -140,7 +141,8 @@ exit_status run_trace(request *r)
 	if (!read_trace_mask(r->argv[0], &mask, &wrong))
 		return bad_usage("trace", "%s", wrong.text);
 	snprintf(digits, sizeof(digits), "%x", mask);
-	task t = task_of(3, words);
+	if (!task_of_option("config", config_options, 2, words, &t, &wrong))
+		return bad_usage("trace", "%s", wrong.text);
 	t.shows_in_status = true;
 	return perform_request(r, &t, &end);
 }

@@ -79,25 +79,25 @@ static const argument_rule address =     { "ADDRESS",  "12 hexadecimal digits, o
 static const argument_rule power_index = { "INDEX",    "0 to 12, or max",                        accepts_power_index };
 static const argument_rule interval =    { "INTERVAL", "100 to 65534 milliseconds",              accepts_interval };
 
-/*        word              controller result codes          timeout        arguments */
+/*  option                  controller result codes       own failure                          timeout        arguments */
 const daemon_option show_options[] = {
-	{ "version",              false, true,  HCI_STANDARD,  USUAL_TIMEOUT, {} },
-	{ "mac",                  true,  true,  HCI_STANDARD,  USUAL_TIMEOUT, {} },
-	{ "txpower",              true,  true,  HCI_STANDARD,  USUAL_TIMEOUT, {} },
-	{ "gap-param",            true,  true,  HCI_TI_VENDOR, USUAL_TIMEOUT, { &gap_id } },
+	{ "version",              false, true,  HCI_STANDARD,  nullptr,                             USUAL_TIMEOUT, {} },
+	{ "mac",                  true,  true,  HCI_STANDARD,  nullptr,                             USUAL_TIMEOUT, {} },
+	{ "txpower",              true,  true,  HCI_STANDARD,  nullptr,                             USUAL_TIMEOUT, {} },
+	{ "gap-param",            true,  true,  HCI_TI_VENDOR, nullptr,                             USUAL_TIMEOUT, { &gap_id } },
 	{},
 };
 
 const daemon_option config_options[] = {
-	{ "debug-level",          false, false, HCI_STANDARD,  USUAL_TIMEOUT, { &mask } },
-	{ "ble-reset",            false, false, HCI_TI_VENDOR, RESET_TIMEOUT, { &reset_kind } },
-	{ "le-receiver-test",     true,  false, HCI_STANDARD,  USUAL_TIMEOUT, { &channel } },
-	{ "le-transmitter-test",  true,  false, HCI_STANDARD,  USUAL_TIMEOUT, { &channel, &length, &pattern } },
-	{ "le-test-end",          true,  true,  HCI_STANDARD,  USUAL_TIMEOUT, {} },
-	{ "gap-param",            true,  false, HCI_TI_VENDOR, USUAL_TIMEOUT, { &gap_id, &gap_value } },
-	{ "mac",                  true,  false, HCI_TI_VENDOR, USUAL_TIMEOUT, { &address } },
-	{ "txpower-index",        true,  false, HCI_TI_VENDOR, USUAL_TIMEOUT, { &power_index } },
-	{ "interval",             true,  false, HCI_TI_VENDOR, USUAL_TIMEOUT, { &interval } },
+	{ "debug-level",          false, false, HCI_STANDARD,  "HCI run failed",                    USUAL_TIMEOUT, { &mask } },
+	{ "ble-reset",            false, false, HCI_TI_VENDOR, nullptr,                             RESET_TIMEOUT, { &reset_kind } },
+	{ "le-receiver-test",     true,  false, HCI_STANDARD,  "(PTM_ACTION_RECEIVER) failed",      USUAL_TIMEOUT, { &channel } },
+	{ "le-transmitter-test",  true,  false, HCI_STANDARD,  "(PTM_ACTION_TRANSMITTER) failed",   USUAL_TIMEOUT, { &channel, &length, &pattern } },
+	{ "le-test-end",          true,  true,  HCI_STANDARD,  nullptr,                             USUAL_TIMEOUT, {} },
+	{ "gap-param",            true,  false, HCI_TI_VENDOR, "func_gap_set_param() failed",       USUAL_TIMEOUT, { &gap_id, &gap_value } },
+	{ "mac",                  true,  false, HCI_TI_VENDOR, "write_ble_mac() failed",            USUAL_TIMEOUT, { &address } },
+	{ "txpower-index",        true,  false, HCI_TI_VENDOR, "func_ext_set_tx_power_cmd() failed", USUAL_TIMEOUT, { &power_index } },
+	{ "interval",             true,  false, HCI_TI_VENDOR, "set_tgap_disc_adv_int() failed",    USUAL_TIMEOUT, { &interval } },
 	{},
 };
 
@@ -178,6 +178,7 @@ bool task_of_option(const char *first_word, const daemon_option *options, int ar
 	t->needs_controller = option->needs_controller;
 	t->has_result = option->has_result;
 	t->codes = option->codes;
+	t->failure = option->failure;
 	t->usual_timeout = option->usual_timeout;
 	return true;
 }

@@ -17,6 +17,7 @@ struct daemon_option {
 	bool needs_controller;
 	bool has_result;
 	hci_code_kind codes;
+	const char *failure; /* what the daemon says of it, or null */
 	int64_t usual_timeout;
 	const argument_rule *arguments[4]; /* ends with null */
 };

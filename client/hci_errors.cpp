@@ -58,7 +58,7 @@ static const struct {
 	{ 0x02, "Invalid Parameter" },
 	{ 0x03, "Invalid Task" },
 	{ 0x11, "Not Available" },
-	{ 0x12, "Wrong Role or Mode" },
+	{ 0x12, "Wrong Role or Mode, or Invalid Parameter" },
 };
 // clang-format on
 

@@ -33,7 +33,17 @@ static int code_after(const char *line, const char *text)
 	return at && sscanf(at + strlen(text), "%x", &code) == 1 ? static_cast<int>(code) : -1;
 }
 
-bool judge_message(const char *line, outcome *end)
+static bool tells_refusal(const char *line, const char *failure)
+{
+	if (failure)
+		return strstr(line, failure);
+	for (const char *text : refusal_texts)
+		if (begins_with(line, text))
+			return true;
+	return false;
+}
+
+bool judge_message(const char *line, const char *failure, outcome *end)
 {
 	for (const char *text : result_texts) {
 		if (begins_with(line, text)) {
@@ -42,11 +52,10 @@ bool judge_message(const char *line, outcome *end)
 			return true;
 		}
 	}
-	for (const char *text : refusal_texts)
-		if (begins_with(line, text))
-			end->refused = true;
-	int code = code_after(line, "(error code: ");
-	if (code < 0)
+	if (tells_refusal(line, failure))
+		end->refused = true;
+	int code = code_after(line, "(error code: "); /* said only of the command itself */
+	if (code < 0 && !failure)
 		code = code_after(line, "hci_status=");
 	if (code >= 0)
 		end->error_code = code;
@@ -69,7 +78,14 @@ void messages_begin(messages *m, pid_t daemon)
 		fseek(m->file, 0, SEEK_END);
 }
 
-void messages_take(messages *m, FILE *results, outcome *end)
+void messages_stop(messages *m)
+{
+	struct stat info;
+
+	m->until = m->file && fstat(fileno(m->file), &info) == 0 ? info.st_size : 0;
+}
+
+void messages_take(messages *m, FILE *results, const char *failure, outcome *end)
 {
 	char line[512];
 
@@ -79,8 +95,8 @@ void messages_take(messages *m, FILE *results, outcome *end)
 		return;
 	end->heard = true;
 	clearerr(m->file); /* its end has moved since it was seen */
-	while (fgets(line, sizeof(line), m->file)) {
-		const bool is_result = judge_message(line, end);
+	while (ftello(m->file) < m->until && fgets(line, sizeof(line), m->file)) {
+		const bool is_result = judge_message(line, failure, end);
 		if (!is_result)
 			fputs(line, stderr);
 		else if (results)

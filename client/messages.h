@@ -7,6 +7,7 @@
 
 struct messages {
 	FILE *file;      /* at the end of what was said before, or null: it cannot be read */
+	off_t until;     /* what stands behind this is said to others */
 	char place[128]; /* where the daemon's standard error goes */
 };
 
@@ -20,12 +21,16 @@ struct outcome {
 /* Note what the daemon has said so far. */
 void messages_begin(messages *m, pid_t daemon);
 
+/* Note that what it says from now on is for others. */
+void messages_stop(messages *m);
+
 /*
- * Take what it has said since: results to `results` (null: nowhere), all else to stderr, and
- * what they amount to into `end`.
+ * Take what it has said between: results to `results` (null: nowhere), all else to stderr, and
+ * what they amount to into `end`. `failure` is what the command's own failure is known by
+ * (null: any warning), for an attach event or the start-up may have warned as well.
  */
-void messages_take(messages *m, FILE *results, outcome *end);
+void messages_take(messages *m, FILE *results, const char *failure, outcome *end);
 void messages_end(messages *m);
 
 /* One message's part of the outcome: true when it is a result. */
-bool judge_message(const char *line, outcome *end);
+bool judge_message(const char *line, const char *failure, outcome *end);

@@ -83,8 +83,9 @@ static exit_status judge(const session *s, const task *t, bool was_usable, const
 	/* A warning beside the result is another's: of an attach event, or of the start-up. */
 	if (t->has_result && end->result[0])
 		return EXIT_DONE;
-	/* So is one beside a good status: a beacon task that fails leaves a bad one. */
-	if (t->settled && is_usable(s))
+	/* So is one beside a good status, for a beacon task that fails leaves a bad one; unless
+	 * the command was a reset with the task behind it. */
+	if (t->settled && !t->pending_action && is_usable(s))
 		return EXIT_DONE;
 	if (end->error_code >= 0)
 		complain("the controller refused: 0x%02x %s",
@@ -110,7 +111,6 @@ static void tell_place(const messages *m)
 exit_status perform(session *s, const task *t, bool json, outcome *end)
 {
 	messages m;
-
 	const bool was_usable = is_usable(s);
 	exit_status status = session_lock(s);
 	if (status != EXIT_DONE)
@@ -123,7 +123,9 @@ exit_status perform(session *s, const task *t, bool json, outcome *end)
 		s->segment->config.opt.action = t->pending_action;
 	messages_begin(&m, s->daemon);
 	status = session_run(s, &t->words, t->settled);
-	messages_take(&m, json ? nullptr : stdout, end);
+	messages_stop(&m);
+	session_give_turn(s);
+	messages_take(&m, json ? nullptr : stdout, t->failure, end);
 	if (status == EXIT_DONE)
 		status = judge(s, t, was_usable, end);
 	if (!end->heard && !t->shows_in_status)

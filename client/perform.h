@@ -15,6 +15,7 @@ struct task {
 	bool needs_controller;
 	bool has_result;      /* a line of the daemon's; with it the command is done */
 	bool shows_in_status; /* how it went; otherwise only the daemon's messages tell */
+	const char *failure;  /* what its own failure is known by; null: any warning */
 	hci_code_kind codes;
 	int64_t usual_timeout;
 	/* When the work that a command leaves to the beacon task is over; may be null. */

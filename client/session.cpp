@@ -129,7 +129,7 @@ static exit_status take_turn(session *s, uint32_t *previous)
 	}
 }
 
-static void give_turn(session *s)
+void session_give_turn(session *s)
 {
 	auto own = static_cast<uint32_t>(getpid());
 
@@ -193,14 +193,14 @@ exit_status session_lock(session *s)
 	wait_for_foreign_command(s, previous);
 	status = take_lock(s);
 	if (status != EXIT_DONE)
-		give_turn(s);
+		session_give_turn(s);
 	return status;
 }
 
 void session_unlock(session *s)
 {
 	change_semaphore(s, 1);
-	give_turn(s);
+	session_give_turn(s);
 }
 
 static void write_words(ble_segment *segment, const command_words *words)
@@ -213,14 +213,21 @@ static void write_words(ble_segment *segment, const command_words *words)
 }
 
 /*
+ * Only the daemon takes the lock after the client whose turn it is, and it interprets the
+ * command while it holds it: whose process had the lock last tells whether it has begun.
+ */
+static bool is_taken(const session *s)
+{
+	return semctl(s->sem_id, 0, GETPID) != getpid();
+}
+
+/*
  * Whether the daemon is through with the command. `cmd_doing` alone does not tell: the end of
- * an earlier round, or of an attach event, clears it too. But only the daemon takes the lock
- * after the client whose turn it is, and it interprets the command while it holds it.
+ * an earlier round, or of an attach event, clears it too.
  */
 static bool is_done(const session *s)
 {
-	return s->segment->cmd_doing == 0 && semctl(s->sem_id, 0, GETPID) != getpid() &&
-	       semctl(s->sem_id, 0, GETVAL) > 0;
+	return s->segment->cmd_doing == 0 && is_taken(s) && semctl(s->sem_id, 0, GETVAL) > 0;
 }
 
 static exit_status wait_for_end(const session *s, bool (*settled)(const ble_segment *))
@@ -255,6 +262,5 @@ exit_status session_run(session *s, const command_words *words,
 		status = wait_for_end(s, settled);
 	else
 		ended();
-	give_turn(s);
 	return status;
 }

@@ -47,7 +47,8 @@ void session_unlock(session *s);
 
 /*
  * With the lock held: leave the words, unlock, signal, and wait until the command was taken,
- * `cmd_doing` is 0 again and `settled`, if given, agrees. Gives the turn back in any case.
+ * `cmd_doing` is 0 again and `settled`, if given, agrees. The turn is kept, so that the
+ * daemon says nothing to another before it is noted how far its messages go: session_give_turn.
  */
 struct command_words {
 	int count;
@@ -55,3 +56,4 @@ struct command_words {
 };
 exit_status session_run(session *s, const command_words *words,
 			bool (*settled)(const ble_segment *segment));
+void session_give_turn(session *s);

@@ -60,6 +60,7 @@ TEST_F(ClientExit, BadUsageIs1AndSendsNothing)
 		EXPECT_EQ(a.status, 1) << a.err;
 		EXPECT_EQ(a.out, "");
 		EXPECT_EQ(a.err.rfind("vorlinctl: ", 0), 0U) << a.err;
+		EXPECT_EQ(a.err.find('\n'), a.err.size() - 1) << "one line: " << a.err;
 	}
 	EXPECT_EQ(memcmp(segment->cmd.argv[0], "xxx", 3), 0) << "the words were not touched";
 }
@@ -169,6 +170,51 @@ TEST_F(ClientExit, ARefusalIs4WithTheCodeAndItsName)
 			   "WARNING: ble_ptm_test(PTM_ACTION_END) failed.\n"
 			   "WARNING: HCI run failed (error code: 0xc)\n"
 			   "vorlinctl: the controller refused: 0x0c Command Disallowed\n");
+}
+
+TEST_F(ClientExit, TheSameCodeOfATiCommandHasTisName)
+{
+	const program daemon = start_with("ti-08");
+
+	const answer ti = ctl({ "config", "gap-param", "6", "1" });
+	EXPECT_EQ(ti.status, 4);
+	EXPECT_TRUE(contains(ti.err, "0x12 Wrong Role or Mode, or Invalid Parameter")) << ti.err;
+	EXPECT_EQ(stop(daemon, SIGTERM), 0);
+	EXPECT_EQ(stop(simulator, SIGTERM), 0);
+
+	start_with("qualcomm");
+	const answer other = ctl({ "config", "interval", "65534" });
+	EXPECT_EQ(other.status, 4);
+	EXPECT_TRUE(contains(other.err, "0x12 Invalid HCI Command Parameters")) << other.err;
+}
+
+TEST_F(ClientExit, AFailureWhileAFileIsAppliedIs4ThoughTheBeaconsAreOn)
+{
+	start_simulator("ti-08");
+	start_daemon(); /* without an address: setting the controller up ends with a warning */
+	write_file("plan", "set interval 120\nbeacon 1 --uuid random on\nstart\n");
+	const answer apply = ctl({ "apply", folder + "/plan" });
+	EXPECT_EQ(apply.status, 4);
+	EXPECT_TRUE(contains(apply.err, "hci_fun_set_bdaddr() failed.")) << apply.err;
+	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
+}
+
+TEST_F(ClientExit, AFailureOfTheStartUpIsNotTheCommandsThatWaitsForIt)
+{
+	program maker;
+
+	EXPECT_EQ(run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin" }, &maker), 0);
+	start_simulator("qualcomm"); /* its patch keeps the daemon busy for a while */
+	const program daemon = start({ built("vorlind") });
+	answer config = { 2, "", "" };
+	EXPECT_TRUE(comes_true([&] {
+		config = ctl({ "config", "interval", "200" });
+		return config.status != 2;
+	}));
+	EXPECT_EQ(config.status, 0) << config.err;
+	EXPECT_TRUE(contains(content_of(daemon.err), "WARNING: hci_fun_set_bdaddr() failed."))
+		<< "there was to be one";
+	EXPECT_EQ(stop(daemon, SIGTERM), 0);
 }
 
 TEST_F(ClientExit, AControllerThatFallsSilentIs4)
