@@ -9,6 +9,10 @@ if(VORLIND_SANITIZE)
   add_compile_options(-fsanitize=${VORLIND_SANITIZE} -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${VORLIND_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # These two look into the C++ runtime, which the device's programs do not have.
+    add_compile_options(-fno-sanitize=function,vptr)
+  endif()
 else()
   # Hardening; the sanitizers bring checks of their own that collide with it.
   add_compile_options(-fstack-protector-strong)
