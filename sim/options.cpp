@@ -246,6 +246,20 @@ static std::string set_live(options &o, std::string_view)
 	return "";
 }
 
+/* "100x30": for whoever passes the picture on to a terminal. */
+static std::string set_live_size(options &o, std::string_view value)
+{
+	const size_t cross = std::min(value.find('x'), value.size());
+	const auto columns = parse_number(value.substr(0, cross), 1000);
+	const auto lines = parse_number(value.substr(std::min(cross + 1, value.size())), 1000);
+
+	if (!columns || !lines || *columns < 20 || *lines < 5)
+		return "COLUMNSxLINES, from 20x5 to 1000x1000";
+	o.shown = view::live;
+	o.live_size = { static_cast<size_t>(*columns), static_cast<size_t>(*lines) };
+	return "";
+}
+
 static std::string set_selftest(options &o, std::string_view)
 {
 	o.what = verb::selftest;
@@ -294,6 +308,7 @@ static const option rows[] = {
 	{ "log",             "FILE",    add_log,             "all that happens, as JSON" },
 	{ "json",            nullptr,   set_json,            nullptr },
 	{ "live",            nullptr,   set_live,            "what is shown; usual: changes" },
+	{ "live-size",       "CxL",     set_live_size,       nullptr },
 	{ "summary",         "SECONDS", set_summary,         nullptr },
 	{ "quiet",           nullptr,   set_quiet,           nullptr },
 	{ "report",          "FILE",    set_report,          "draw the timeline as SVG at the end" },

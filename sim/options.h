@@ -2,6 +2,7 @@
 /* The command line: one table of options, from which the help is printed too. */
 #pragma once
 
+#include "sim/live_view.h"
 #include "sim/session.h"
 
 namespace sim
@@ -30,6 +31,7 @@ struct options {
 	size_t patch_size = 5000;
 	moment run_time = {}; /* 0: until a signal */
 	view shown = view::changes;
+	view_size live_size = { 0, 0 }; /* 0: as the terminal has it */
 	moment summary_every = {};
 	std::vector<std::string> logs = {};
 	std::string capture = {};

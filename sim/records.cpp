@@ -17,7 +17,8 @@ namespace sim
 constexpr moment VIEW_EVERY = std::chrono::milliseconds(200);
 
 records::records(const options &settings)
-    : m_options(settings), m_is_terminal(isatty(STDOUT_FILENO) == 1),
+    : m_options(settings),
+      m_is_terminal(settings.live_size.columns > 0 || isatty(STDOUT_FILENO) == 1),
       m_air_log(settings.summary_every)
 {
 }
@@ -103,7 +104,9 @@ void records::draw(moment now)
 	struct winsize size = {};
 	view_size view;
 
-	if (m_is_terminal && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+	if (m_options.live_size.columns > 0)
+		view = m_options.live_size;
+	else if (m_is_terminal && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
 		view = { size.ws_col, size.ws_row };
 	const std::string picture = draw_view(m_title, m_timeline, now, view,
 					      m_is_terminal ? colours::terminal : colours::none);
