@@ -90,7 +90,8 @@ Line::Line(const std::string &kind, const std::string &link) : path(link), answe
 	answers["01 01 10"] = version_answers.at(kind);
 
 	master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-	if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 || pipe2(wake, O_CLOEXEC) != 0)
+	if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 ||
+	    pipe2(wake, O_CLOEXEC) != 0)
 		throw std::runtime_error("no pty");
 	const std::string name = ptsname(master);
 	slave = open(name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
