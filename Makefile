@@ -12,7 +12,7 @@ test demo:
 
 # Only the tracked files: what else lies around is nobody's business.
 SOURCES = $$(git ls-files '*.cpp' '*.h')
-SCRIPTS = run tools/sandbox tools/demo .ci/run
+SCRIPTS = run tools/sandbox tools/demo .ci/run $$(git ls-files '*.sh')
 
 format:
 	clang-format -i $(SOURCES)
