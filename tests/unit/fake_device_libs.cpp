@@ -10,6 +10,7 @@ int fake_reports;
 int fake_report_attempts;
 int fake_ac_result;
 int fake_ac_fd;
+std::function<void()> fake_during_report;
 
 void fake_device_libs_clear()
 {
@@ -18,6 +19,7 @@ void fake_device_libs_clear()
 	fake_report_attempts = 0;
 	fake_ac_result = -1;
 	fake_ac_fd = -1;
+	fake_during_report = nullptr;
 }
 
 int qvlog(int a, int b, int c, long d, long e, long f, long g, const char *h, const char *message)
@@ -43,5 +45,7 @@ int send_wtp_state_chg(int fd)
 {
 	fake_reports++;
 	fake_ac_fd = fd;
+	if (fake_during_report)
+		fake_during_report();
 	return 0;
 }

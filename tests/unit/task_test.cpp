@@ -180,3 +180,40 @@ TEST_F(Task, ATestThatDoesNotEndIsNoHindrance)
 	EXPECT_EQ(result, 0);
 	EXPECT_EQ(ble_config->opt.status, BLE_STATUS_NONE);
 }
+
+TEST_F(Task, WhereNothingNeedsTheControllerABeaconFollowsTheTestAtOnce)
+{
+	hci_ver_index = 3; /* no slot */
+	enable_entry();
+	ble_config->opt.status = BLE_STATUS_TESTING;
+	EXPECT_EQ(stderr_of([] { EXPECT_EQ(do_ble_task(ACTION_START), 0); }),
+		  "Num of packets: 0\n");
+	EXPECT_EQ(ble_config->opt.status, BLE_STATUS_ADVERTISING);
+}
+
+TEST_F(Task, ARestartTracesBothItsHalves)
+{
+	enable_entry();
+	fake_answers(OK OK OK OK);
+	dbg_level = TRACE_FLOW;
+	EXPECT_EQ(do_ble_task(ACTION_RESTART), 0);
+	EXPECT_EQ(without_lines(console()),
+		  "do_ble_task(N) action=3\n"
+		  "do_beacon_advertising(N) action=1\n"
+		  "do_beacon_advertising(N) action=1, activate_beacon=1, loop=0\n"
+		  "do_beacon_advertising(N) Stop beacon...\n"
+		  "do_ble_task(N) do_beacon_advertising(ACTION_STOP) succeed.\n"
+		  "do_beacon_advertising(N) action=2\n"
+		  "do_beacon_advertising(N) action=2, activate_beacon=1, loop=0\n"
+		  "do_beacon_advertising(N) Change cmd_doing to 0\n"
+		  "do_ble_task(N) do_beacon_advertising(ACTION_START) succeed.\n");
+}
+
+TEST_F(Task, ARestartWithoutEntriesSwitchesOffTwice)
+{
+	fake_answers(OK OK);
+	EXPECT_EQ(do_ble_task(ACTION_RESTART), 0);
+	EXPECT_EQ(fake_heard(), OFF " " OFF);
+	EXPECT_EQ(ble_config->opt.action, 1U);
+	EXPECT_EQ(fake_sleeps, std::vector<unsigned>{ 100000 });
+}
