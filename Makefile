@@ -7,7 +7,7 @@ all:
 	cmake --preset dev -DVORLIND_TESTS=OFF
 	cmake --build --preset dev
 
-test demo:
+test demo coverage:
 	./run $@
 
 # Only the tracked files: what else lies around is nobody's business.
@@ -29,4 +29,4 @@ install:
 clean:
 	rm -rf build build-*
 
-.PHONY: all test demo format check install clean
+.PHONY: all test demo coverage format check install clean

@@ -23,6 +23,7 @@ static int semaphore_id; /* whatever a test makes of ble_ipc: this one is remove
 
 void DaemonTest::SetUp()
 {
+	fake_refusals_clear();
 	char name[] = "/tmp/vorlind-test-XXXXXX";
 	ASSERT_NE(mkdtemp(name), nullptr);
 	folder = name;

@@ -11,6 +11,7 @@
 #include "tests/unit/fake_controller.h"
 #include "tests/unit/fake_device_libs.h"
 #include "tests/unit/fake_files.h"
+#include "tests/unit/fake_refusals.h"
 
 #include <gtest/gtest.h>
 #include <string>

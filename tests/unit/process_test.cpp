@@ -127,6 +127,21 @@ TEST_F(Process, AnEmptyAnswerSignalsTheOwnGroup)
 	EXPECT_EQ(send_signal_to_process("vorlind", 0), 0) << "signal 0 only asks";
 }
 
+TEST_F(Process, WithoutAnotherProcessToRunNothingIsAsked)
+{
+	fake_refuse("popen", EAGAIN);
+	dbg_level = TRACE_FLOW;
+	EXPECT_EQ(is_daemon_exist("vorlind"), -1);
+	EXPECT_TRUE(std::regex_match(
+		console(),
+		std::regex("is_daemon_exist\\([0-9]+\\) buf=pidof vorlind"
+			   "is_daemon_exist\\([0-9]+\\) Could not run pidof vorlind\n")));
+	EXPECT_EQ(send_signal_to_process("vorlind", SIGKILL), -1);
+	EXPECT_EQ(without_lines(console()),
+		  "send_signal_to_process(N) bin=vorlind, sig_num=9\n"
+		  "send_signal_to_process(N) Could not run pidof vorlind\n");
+}
+
 TEST_F(Process, ThePidFileHoldsTheIdWithoutNewline)
 {
 	const std::string path = folder + "/pid";

@@ -191,6 +191,49 @@ TEST_F(Qualcomm, TheFirstRefusedSegmentEndsItAndIsStillWaitedFor)
 			"WARNING: patch download failed(times=1)!!\n");
 }
 
+TEST_F(Qualcomm, ASegmentThatCannotBeSentEndsTheDownload)
+{
+	put_patch(300);
+	ble_config->opt.status = BLE_STATUS_NONE;
+	std::string said;
+	EXPECT_EQ(download(&said), -1);
+	EXPECT_EQ(said, "WARNING: patch download failed(times=1)!!\n");
+	EXPECT_EQ(fake_heard(), "");
+}
+
+TEST_F(Qualcomm, ARefusedSegmentsStatusIsTraced)
+{
+	static const uint8_t data[1] = {};
+
+	fake_answers(REFUSED);
+	dbg_level = TRACE_HCI_RX;
+	int32_t result = 0;
+	stderr_of([&] { result = _hci_func_download_patch_segment_qualcomm(data, 1); });
+	EXPECT_EQ(result, 0x0C);
+	EXPECT_NE(traced().find(
+			  "_hci_func_download_patch_segment_qualcomm(N) HCI error code = 0xc\n"),
+		  std::string::npos);
+}
+
+/* The sanitizer's malloc then fails as the C library's does. */
+extern "C" const char *__asan_default_options();
+extern "C" const char *__asan_default_options()
+{
+	return "allocator_may_return_null=1";
+}
+
+TEST_F(Qualcomm, AFileTooLargeForTheMemoryIsTold)
+{
+	put_patch(1);
+	if (truncate("mpnv10.bin", off_t{ 1 } << 43) != 0)
+		GTEST_SKIP() << "no file of 8 TiB, mostly hole, can be made here";
+	std::string said;
+	EXPECT_EQ(download(&said), -1);
+	EXPECT_EQ(said, "WARNING: can't malloc memory for patch file mpnv10.bin!!\n");
+	EXPECT_EQ(fake_heard(), "");
+	EXPECT_TRUE(fake_sleeps.empty());
+}
+
 TEST_F(Qualcomm, NoDescriptorIsLeftOpen)
 {
 	const auto open_files = [] {

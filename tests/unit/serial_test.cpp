@@ -138,6 +138,35 @@ TEST_F(Serial, ADeviceThatIsNoTerminalEndsTheSearchToo)
 	EXPECT_EQ(ble_config->opt.status, 0U);
 }
 
+TEST_F(Serial, ALineThatCannotBeSetEndsTheSearchAtTheStepThatFails)
+{
+	static const char *const steps[] = {
+		"tcsetattr() failed. Can't set port settings for ",
+		"tty_set_speed() failed. Can't set initial baud rate for ",
+		"tty_set_speed() failed. Can't set actual baud rate for ",
+	};
+
+	for (int allowed = 0; allowed < 3; allowed++) {
+		SCOPED_TRACE(steps[allowed]);
+		fake_file("/dev/ttyS1", pty);
+		fake_file("/dev/ttyUSB0", pty);
+		fake_refuse("tcsetattr", EIO, allowed);
+		dbg_level = TRACE_FLOW;
+		fake_file_uses.clear();
+		EXPECT_EQ(stderr_of([] { EXPECT_EQ(tty_init(), -1); }), "");
+		const std::string text = without_lines(console());
+		const size_t at = text.find(std::string("tty_init(N) ") + steps[allowed]);
+		ASSERT_NE(at, std::string::npos) << text;
+		EXPECT_TRUE(text.substr(at).starts_with(std::string("tty_init(N) ") +
+							steps[allowed] + "/dev/ttyS1\n" +
+							"tty_deinit(N) ble_config->opt.status=0\n"))
+			<< text;
+		EXPECT_EQ(fake_file_uses.size(), 4U) << "the next device is not tried";
+		EXPECT_EQ(ble_fd, -1);
+		EXPECT_EQ(ble_config->opt.status, 0U);
+	}
+}
+
 TEST_F(Serial, ADescriptor0CountsAsAFailureAndStaysOpen)
 {
 	const std::string file = folder + "/file";

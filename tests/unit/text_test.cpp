@@ -146,6 +146,29 @@ TEST_F(Text, UuidGenGivesAnUpperCaseIdentifierAndItsNewline)
 	EXPECT_STRNE(out, other);
 }
 
+TEST_F(Text, UuidGenWithoutAnAnswerIsEmpty)
+{
+	char out[38] = "before";
+	const std::string path = getenv("PATH");
+
+	setenv("PATH", folder.c_str(), 1);
+	EXPECT_EQ(uuid_gen(0, out), 0);
+	setenv("PATH", path.c_str(), 1);
+	EXPECT_STREQ(out, "");
+}
+
+TEST_F(Text, UuidGenWithoutAnotherProcessSaysSo)
+{
+	char out[38] = "before";
+
+	fake_refuse("popen", EAGAIN);
+	int32_t result = 0;
+	EXPECT_EQ(stderr_of([&] { result = uuid_gen(0, out); }),
+		  "Could not run cat /proc/sys/kernel/random/uuid\n");
+	EXPECT_EQ(result, -1);
+	EXPECT_STREQ(out, "");
+}
+
 TEST_F(Text, CopyFieldStopsAtTheWidth)
 {
 	char out[5];
