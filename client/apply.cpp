@@ -44,9 +44,10 @@ static bool edit_by_line(ble_record *record, plan *p, const char *text, int numb
 	char line[LINE_SIZE];
 	const char *words[LINE_WORDS] = {};
 
-	if (strlen(text) >= sizeof(line))
+	const size_t length = strlen(text);
+	if (length >= sizeof(line))
 		return fault_in_line(p, number, "too long: up to 1023 characters");
-	strcpy(line, text);
+	memcpy(line, text, length + 1);
 	const int count = split(line, words);
 	if (count < 0)
 		return fault_in_line(p, number, "too many words: up to 40");

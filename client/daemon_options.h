@@ -33,4 +33,4 @@ bool task_of_option(const char *first_word, const daemon_option *options, int ar
 		    const char *const *argv, task *t, fault *wrong);
 
 /* "on", "off", category names with commas between them, or a hexadecimal number. */
-bool read_trace_mask(const char *text, uint32_t *mask, fault *wrong);
+bool read_trace_mask(const char *text, uint32_t *sum, fault *wrong);

@@ -37,7 +37,7 @@ static bool read_word(const char *text, const char *word, char *value)
 {
 	if (strcasecmp(text, word) != 0)
 		return false;
-	strcpy(value, word);
+	memcpy(value, word, strlen(word) + 1);
 	return true;
 }
 
@@ -153,7 +153,7 @@ static bool read_plain(const char *text, size_t limit, char *value)
 	for (size_t i = 0; i < length; i++)
 		if (text[i] <= ' ' || text[i] > '~')
 			return false;
-	strcpy(value, text);
+	memcpy(value, text, length + 1);
 	return true;
 }
 
@@ -245,7 +245,7 @@ void clear_entry(beacon_entry *entry, int number)
 	strcpy(entry->type, "ibeacon");
 	strcpy(entry->interval, "100");
 	strcpy(entry->mac, "NONE");
-	strcpy(entry->prefix, default_prefix);
+	memcpy(entry->prefix, default_prefix, sizeof(entry->prefix));
 	strcpy(entry->uuid, "NONE");
 	strcpy(entry->major, "0");
 	strcpy(entry->minor, "0");

@@ -32,9 +32,11 @@ static exit_status sort_arguments(invocation *i, int argc, char **argv)
 
 	for (int n = 1; n < argc && status == EXIT_DONE; n++) {
 		const char *argument = argv[n];
-		if (i->name && strcmp(i->name, "raw") == 0)
+		if (i->name && strcmp(i->name, "raw") == 0) {
 			i->asked.argv[i->asked.argc++] = argument;
-		else if (strcmp(argument, "--json") == 0)
+			continue;
+		}
+		if (strcmp(argument, "--json") == 0)
 			i->asked.json = true;
 		else if (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0)
 			i->wants_help = true;

@@ -51,7 +51,7 @@ session_state session_try(session *s)
 	if (s->sem_id < 0)
 		return state_of_errno();
 	void *address = shmat(s->shm_id, nullptr, 0);
-	if (address == reinterpret_cast<void *>(-1))
+	if (reinterpret_cast<intptr_t>(address) == -1)
 		return state_of_errno();
 	s->segment = static_cast<ble_segment *>(address);
 	return SESSION_OPEN;
