@@ -12,7 +12,7 @@ test demo coverage:
 
 # Only the tracked files: what else lies around is nobody's business.
 SOURCES = $$(git ls-files '*.cpp' '*.h')
-SCRIPTS = run tools/sandbox tools/demo .ci/run $$(git ls-files '*.sh')
+SCRIPTS = run tools/analyse tools/sandbox tools/demo .ci/run $$(git ls-files '*.sh')
 
 format:
 	clang-format -i $(SOURCES)
@@ -20,6 +20,10 @@ format:
 check:
 	clang-format --dry-run -Werror $(SOURCES)
 	shellcheck $(SCRIPTS)
+
+analyse:
+	cmake --preset dev
+	tools/analyse build
 
 install:
 	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX)
@@ -29,4 +33,4 @@ install:
 clean:
 	rm -rf build build-*
 
-.PHONY: all test demo coverage format check install clean
+.PHONY: all test demo coverage format check analyse install clean

@@ -12,6 +12,7 @@ void set_fault(fault *wrong, const char *format, ...)
 	va_list arguments;
 
 	va_start(arguments, format);
+	/* cppcheck-suppress ctuuninitvar ; it is written here */
 	vsnprintf(wrong->text, sizeof(wrong->text), format, arguments);
 	va_end(arguments);
 }
