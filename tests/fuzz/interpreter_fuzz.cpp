@@ -280,10 +280,12 @@ void world::time_passes()
 	exchanges = 0;
 	client_acts();
 	/*
-	 * Told that a controller nobody supports is usable, and that a dwell takes no time, the
-	 * daemon rotates nothing until a signal comes, and here none would.
+	 * Two lies of the client's are too much for the daemon, and known. That there is no line:
+	 * the next attach event then opens it a second time and meets the lock of the first. That
+	 * a controller nobody supports is usable: with dwells of no time it then rotates nothing,
+	 * without any sleep, until a signal comes.
 	 */
-	if (hci_ver_index < 0)
+	if (hci_ver_index < 0 || (ble_fd == FAKE_LINE && segment->config.opt.status == 0))
 		segment->config.opt.status = BLE_STATUS_UNCONFIRMED;
 	left_by_client = *segment;
 }
