@@ -172,7 +172,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 	fake.single = in.byte();
 	fake.at_end = how % 3 - 1; /* an error, silence, or a hang-up */
 	fake.hung_up = how & 0x10;
-	dbg_level = how == 0xFF ? TRACE_HCI : 0;
+	dbg_level = how == 0xFF ? uint32_t{ TRACE_HCI } : 0;
 	memset(&buffer, CANARY, sizeof(buffer));
 	sigemptyset(&ble_sig_set);
 	ble_config = &segment.config;

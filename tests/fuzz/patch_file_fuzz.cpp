@@ -101,7 +101,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 	ble_config = &segment.config;
 	ble_config->opt.status = BLE_STATUS_UNCONFIRMED;
 	ble_fd = FAKE_LINE;
-	dbg_level = how == 0xF7 ? TRACE_HCI : 0;
+	dbg_level = how == 0xF7 ? uint32_t{ TRACE_HCI } : 0;
 
 	const int32_t result = _hci_func_download_patch_file_qualcomm();
 	must(fake.open_files == 0, "the file is closed");
