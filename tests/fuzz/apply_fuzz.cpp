@@ -66,8 +66,53 @@ static void check_field(const text_field *field, const void *base)
 	     "what stands in a field is what the field takes");
 }
 
+/* The limits once more, apart from the client's own table of them. */
+static void check_number(std::string_view field, int least, int most, const char *word)
+{
+	const std::string text(field.substr(0, field.find('\0')));
+
+	if (text == word)
+		return;
+	must(!text.empty() && text.find_first_not_of("0123456789") == std::string::npos,
+	     "a number is written in digits");
+	must(std::stoi(text) >= least && std::stoi(text) <= most, "a number is within its limits");
+}
+
+static void check_digits(std::string_view field, size_t count)
+{
+	const std::string text(field.substr(0, field.find('\0')));
+
+	must(text == "NONE" || (text.size() == count &&
+				text.find_first_not_of("0123456789ABCDEF") == std::string::npos),
+	     "hexadecimal text has its digits, in upper case");
+}
+
+template <size_t width> static std::string_view of(const char (&field)[width])
+{
+	return { field, width };
+}
+
+static void check_limits(const ble_record &record)
+{
+	check_number(of(record.interval), 100, 65534, "100");
+	check_digits(of(record.mac), 12);
+	check_number(of(record.measured_power), 0, 255, "NONE");
+	check_number(of(record.power_index), 0, 12, "max");
+	for (const beacon_entry &entry : record.beacon) {
+		check_number(of(entry.enable), 0, 1, "0");
+		check_number(of(entry.interval), 100, 65534, "100");
+		check_digits(of(entry.mac), 12);
+		check_digits(of(entry.prefix), 18);
+		check_digits(of(entry.uuid), 32);
+		check_number(of(entry.major), 0, 65535, "0");
+		check_number(of(entry.minor), 0, 65535, "0");
+		check_number(of(entry.measured_power), 0, 255, "NONE");
+	}
+}
+
 static void check_record(const ble_record &record)
 {
+	check_limits(record);
 	for (const text_field *field = setting_fields; field->name; field++)
 		check_field(field, &record);
 	for (const beacon_entry &entry : record.beacon)
