@@ -89,6 +89,9 @@ static const struct {
 };
 // clang-format on
 
+/* Longer stories say nothing new, and take longer; those that are traced take longest. */
+constexpr size_t SLEEPS_MAX = 20;
+constexpr size_t TRACED_SLEEPS_MAX = 8;
 constexpr size_t EXCHANGES_MAX = 200; /* without a sleep: then the client goes on all the same */
 static const uint8_t patch[] = { 0x02, 0x18, 0x00, 0x00, 0x18, 0x00, 0x00, 0x00, 0x00, 0x00,
 				 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x10, 0x00, 0x00, 0x02,
@@ -111,7 +114,8 @@ struct world {
 	ble_segment left_by_client = {};
 	std::optional<sim::controller> chip;
 	std::vector<uint8_t> line;
-	size_t exchanges = 0;
+	size_t sleeps = 0;
+	size_t exchanges = 0; /* since the last sleep */
 
       private:
 	void choose_controller(uint8_t kind);
@@ -278,6 +282,8 @@ void world::time_passes()
 {
 	check_segment();
 	exchanges = 0;
+	if (++sleeps > (dbg_level != 0 ? TRACED_SLEEPS_MAX : SLEEPS_MAX))
+		client_done = true;
 	client_acts();
 	/*
 	 * Two lies of the client's are too much for the daemon, and known. That there is no line:
