@@ -4,7 +4,6 @@
  * the daemon's sleeps, and a controller that may lie. The input: five bytes of circumstances;
  * then what the client does, tag by tag; then, by command, what the controller answers.
  */
-#include "ble/chip.h"
 #include "daemon/bleipc.h"
 #include "daemon/event_loop.h"
 #include "daemon/signals.h"
@@ -93,6 +92,7 @@ static const struct {
 constexpr size_t SLEEPS_MAX = 20;
 constexpr size_t TRACED_SLEEPS_MAX = 8;
 constexpr size_t EXCHANGES_MAX = 200; /* without a sleep: then the client goes on all the same */
+/* A patch that is nothing but its header. */
 static const uint8_t patch[] = { 0x02, 0x18, 0x00, 0x00, 0x18, 0x00, 0x00, 0x00, 0x00, 0x00,
 				 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x10, 0x00, 0x00, 0x02,
 				 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00 };
