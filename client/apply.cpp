@@ -143,8 +143,10 @@ static void print_field(FILE *out, const char *before, const text_field *field, 
 	char text[FIELD_TEXT];
 	char value[FIELD_TEXT];
 
+	/* A word of its own that begins with # would be a comment. */
 	if (field->read(field_text(field, base, text), value))
-		fprintf(out, "%s%s %s%s", before, field->name, value, after);
+		fprintf(out, "%s%s%c%s%s", before, field->name, value[0] == '#' ? '=' : ' ', value,
+			after);
 }
 
 /* Only what differs from an entry that was never touched; nothing for such a one. */

@@ -153,6 +153,21 @@ TEST_F(Apply, ASavedFileIsShortWhereNothingWasSet)
 		  "stop\n");
 }
 
+TEST_F(Apply, AValueThatLooksLikeACommentIsSavedSoThatItIsNone)
+{
+	ASSERT_TRUE(read("beacon 1 id=#1 type=#a --major 7\n"));
+	ASSERT_TRUE(edit_by_plan(&record, &the_plan));
+	EXPECT_STREQ(record.beacon[0].id, "#1");
+	const std::string text = saved(record);
+	EXPECT_NE(text.find("beacon 1 --major 7 --id=#1 --type=#a off\n"), std::string::npos)
+		<< text;
+	ble_record other = {};
+	ASSERT_TRUE(read(text));
+	ASSERT_TRUE(edit_by_plan(&other, &the_plan));
+	EXPECT_STREQ(other.beacon[0].id, "#1");
+	EXPECT_STREQ(other.beacon[0].type, "#a");
+}
+
 TEST_F(Apply, AFieldThatCouldNotBeReadBackIsNotSaved)
 {
 	strcpy(record.mac, ""); /* as without manufacturing data */
