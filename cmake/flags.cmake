@@ -35,4 +35,10 @@ set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 function(vorlind_device_program target)
   target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+  if(CMAKE_CROSSCOMPILING)
+    # The device has little room, nobody there walks the stack.
+    target_compile_options(${target} PRIVATE
+      -Os -ffunction-sections -fno-asynchronous-unwind-tables -fno-unwind-tables)
+    target_link_options(${target} PRIVATE -Wl,--gc-sections)
+  endif()
 endfunction()

@@ -1,0 +1,29 @@
+# SPDX-License-Identifier: Apache-2.0
+# The device: AArch64, Linux, musl. clang compiles for it as it stands; what it needs of the
+# target comes from Debian's packages, which tools/cross has unpacked into build-cross/sysroot.
+
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_C_COMPILER clang)
+set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_C_COMPILER_TARGET aarch64-linux-musl)
+set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-musl)
+
+cmake_path(SET sysroot NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../build-cross/sysroot)
+set(CMAKE_SYSROOT ${sysroot})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+
+# musl's own folders, which Debian keeps apart from the GNU C library's. Of the C++ library only
+# headers: its configuration has to be told that the C library is musl. libgcc's helpers for
+# atomic operations ask the GNU C library for the processor's features, so do without them.
+set(CMAKE_C_FLAGS_INIT
+  "-idirafter ${sysroot}/usr/include/aarch64-linux-musl -mno-outline-atomics")
+set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -nostdinc++ \
+-isystem ${sysroot}/usr/lib/llvm-14/include/c++/v1 -D_LIBCPP_HAS_MUSL_LIBC")
+set(link_flags "-fuse-ld=lld -static-libgcc -nostdlib++ \
+-B${sysroot}/usr/lib/aarch64-linux-musl -L${sysroot}/lib/aarch64-linux-musl \
+-L${sysroot}/usr/lib/aarch64-linux-musl")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "${link_flags}")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "${link_flags}")
