@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # The device: AArch64, Linux, musl. clang compiles for it as it stands; what it needs of the
-# target comes from Debian's packages, which tools/cross has unpacked into build-cross/sysroot.
+# target comes from Debian's packages, which ./run cross has unpacked into build-cross/sysroot.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
@@ -27,3 +27,6 @@ set(link_flags "-fuse-ld=lld -static-libgcc -nostdlib++ \
 -L${sysroot}/usr/lib/aarch64-linux-musl")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "${link_flags}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${link_flags}")
+set(CMAKE_EXE_LINKER_FLAGS_RELEASE_INIT "-s")
+set(CMAKE_SHARED_LINKER_FLAGS_RELEASE_INIT "-s")
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L ${sysroot})
