@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 # What the programs of the device need at run time, and how they are hardened.
-# usage: shape_test.sh BUILD needed|hardened [LIBC]
+# usage: shape_test.sh BUILD needed|needed-device|hardened [LIBC]
 
 set -u
 build=$1
@@ -41,9 +41,11 @@ expect_hardened()
 		fail "$1 was built without _FORTIFY_SOURCE"
 }
 
+daemon_needs="$libc libinfo_transfer.so libqvkit.so libqvsh_log.so libuam.so "
+
 case $2 in
 needed)
-	expect_needed vorlind "$libc libinfo_transfer.so libqvkit.so libqvsh_log.so libuam.so "
+	expect_needed vorlind "$daemon_needs"
 	expect_needed vorlinctl "$libc "
 	for lib in libqvsh_log.so libuam.so libqvkit.so libinfo_transfer.so; do
 		expect_soname $lib
@@ -51,6 +53,11 @@ needed)
 	readelf -d "$build/vorlind" | grep -qF 'RUNPATH' || fail 'vorlind has no RUNPATH'
 	readelf -d "$build/vorlind" | grep -qF '(RPATH)' &&
 		fail 'RPATH would win over LD_LIBRARY_PATH'
+	;;
+needed-device)
+	expect_needed vorlind "$daemon_needs"
+	readelf -d "$build/vorlind" | grep -qE 'RPATH|RUNPATH' &&
+		fail 'vorlind has paths of the building machine in it'
 	;;
 hardened)
 	expect_hardened "$build/vorlind"
