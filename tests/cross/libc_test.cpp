@@ -68,7 +68,7 @@ static bool ended_well(pid_t child)
 	return waitpid(child, &status, 0) == child && status == 0;
 }
 
-static void signal_restarts_a_read_and_stays_installed()
+static void signal_restarts_a_read()
 {
 	int ends[2];
 	char byte = 0;
@@ -86,7 +86,7 @@ static void signal_restarts_a_read_and_stays_installed()
 	}
 }
 
-static void usleep_is_cut_short_by_a_signal()
+static void usleep_is_cut_short()
 {
 	flag_uevent_change = 0;
 	const pid_t child = start_disturber(SIGUSR2, -1);
@@ -101,7 +101,7 @@ static void usleep_is_cut_short_by_a_signal()
 }
 
 /* The wait of the serial reader holds SIGUSR1 back; SIGTERM would end it. */
-static void select_is_not_cut_short_by_a_held_back_signal()
+static void select_is_not_cut_short()
 {
 	int ends[2];
 	uint8_t byte = 0;
@@ -116,7 +116,7 @@ static void select_is_not_cut_short_by_a_held_back_signal()
 	close(ends[1]);
 }
 
-static void semaphore_is_created_once_and_given_back_by_the_dead()
+static void semaphore_is_given_back()
 {
 	bleipc_sem sem = {};
 	bleipc_sem second = {};
@@ -141,7 +141,7 @@ static void semaphore_is_created_once_and_given_back_by_the_dead()
 }
 
 /* A signal cuts the wait for the lock short; it is taken up again until the lock is gone. */
-static void lock_wait_survives_a_signal_and_tells_of_removal()
+static void lock_wait_ends_with_the_lock()
 {
 	bleipc_sem sem = {};
 
@@ -159,7 +159,7 @@ static void lock_wait_survives_a_signal_and_tells_of_removal()
 	expect(ended_well(child), "the child is well");
 }
 
-static void segment_is_shared_and_survives_its_users()
+static void segment_is_shared()
 {
 	bleipc_shm shm = {};
 	bleipc_shm second = {};
@@ -190,7 +190,7 @@ static void segment_is_shared_and_survives_its_users()
 }
 
 /* The whole of tty_init on a pseudo-terminal: lock, raw mode, flow control, speed. */
-static void serial_line_is_locked_and_raw()
+static void serial_line_is_raw()
 {
 	static const char device[] = "/dev/ttyMSM1";
 	const int master = posix_openpt(O_RDWR | O_NOCTTY);
@@ -225,7 +225,7 @@ static void serial_line_is_locked_and_raw()
 }
 
 /* How the daemon asks for processes of its name: a shell, a pipe, the end of the child. */
-static void popen_reads_the_answer_of_a_shell()
+static void popen_reads_an_answer()
 {
 	char answer[16] = "";
 	FILE *pipe = popen("echo 12; exit 3", "r");
@@ -241,14 +241,14 @@ struct check {
 
 // clang-format off
 static const check checks[] = {
-	{ "signal restarts a read and stays installed",           signal_restarts_a_read_and_stays_installed },
-	{ "usleep is cut short by a signal",                      usleep_is_cut_short_by_a_signal },
-	{ "select is not cut short by a held back signal",        select_is_not_cut_short_by_a_held_back_signal },
-	{ "a semaphore is created once, given back by the dead",  semaphore_is_created_once_and_given_back_by_the_dead },
-	{ "a wait for the lock survives a signal, not removal",   lock_wait_survives_a_signal_and_tells_of_removal },
-	{ "a segment is shared and survives its users",           segment_is_shared_and_survives_its_users },
-	{ "the serial line is locked and raw",                    serial_line_is_locked_and_raw },
-	{ "popen reads the answer of a shell",                    popen_reads_the_answer_of_a_shell },
+	{ "signal restarts a read and stays installed",           signal_restarts_a_read },
+	{ "usleep is cut short by a signal",                      usleep_is_cut_short },
+	{ "select is not cut short by a held back signal",        select_is_not_cut_short },
+	{ "a semaphore is created once, given back by the dead",  semaphore_is_given_back },
+	{ "a wait for the lock survives a signal, not removal",   lock_wait_ends_with_the_lock },
+	{ "a segment is shared and survives its users",           segment_is_shared },
+	{ "the serial line is locked and raw",                    serial_line_is_raw },
+	{ "popen reads the answer of a shell",                    popen_reads_an_answer },
 };
 // clang-format on
 
