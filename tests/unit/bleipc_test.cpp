@@ -189,11 +189,12 @@ TEST_F(Ipc, ASemaphoreRemovedUnderAWaiterIsTold)
 TEST_F(Ipc, OnlyRemovalActs)
 {
 	ASSERT_GE(bleipc_semget(&sem, own_key(), 1, 1), 0);
+	shmid_ds info;
 	ASSERT_GE(bleipc_shmget(&shm, own_key(), 100, 1), 0);
 	EXPECT_EQ(bleipc_semctl(&sem, IPC_STAT), 0);
 	EXPECT_EQ(bleipc_shmctl(&shm, IPC_STAT), 0);
 	EXPECT_EQ(bleipc_getval(&sem), 1);
-	EXPECT_GT(shm.id, 0);
+	EXPECT_EQ(shmctl(shm.id, IPC_STAT, &info), 0) << "still there";
 	EXPECT_EQ(bleipc_shmctl(&shm, IPC_RMID), 0);
 	EXPECT_EQ(shm.id, 0);
 	EXPECT_EQ(bleipc_semctl(&sem, IPC_RMID), 0);
