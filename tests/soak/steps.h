@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The steps of a soak run: what may happen to the daemon, and how often. */
+#pragma once
+
+#include "tests/soak/world.h"
+
+struct step {
+	unsigned weight;
+	const char *name;
+	void (*run)(world &w, chance &dice);
+};
+
+const step &any_step(chance &dice);

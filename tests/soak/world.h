@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: Apache-2.0
+/*
+ * The programs of a soak run and what must hold of them: one daemon, one simulated controller,
+ * clients that come and go. Whatever is wrong is thrown as a `violation`.
+ */
+#pragma once
+
+#include "sim/socket.h"
+#include "tests/soak/chance.h"
+#include "tests/soak/guard.h"
+#include "tests/soak/process.h"
+#include "tests/soak/tally.h"
+#include "tests/system/stage.h"
+
+#include <stdexcept>
+
+struct violation : std::runtime_error {
+	using std::runtime_error::runtime_error;
+};
+
+class world : public SystemTest
+{
+      public:
+	world(const std::vector<std::string> &kinds, tally &counted);
+
+	/* Start everything; false where the stage cannot be set up. */
+	bool open(chance &dice);
+	/* End everything in good order, and see that nothing is left. */
+	void close(chance &dice);
+	/* End everything that still runs. */
+	void clean_up();
+
+	/* Programs. */
+	void begin_daemon();
+	void kill_daemon(const char *how);
+	/* Start one and kill it while it starts; there is none then. */
+	void kill_starting_daemon(unsigned microseconds);
+	/* SIGTERM or SIGINT; its end must be clean. */
+	void end_daemon(int signo, chance &dice);
+	void signal_daemon(int signo);
+	void begin_simulator(chance &dice);
+	void kill_simulator();
+	/* Start vorlinctl with these words. */
+	program begin_client(std::vector<std::string> words);
+	/* Wait for its end; what it printed. */
+	std::string end_client(const program &client);
+	/* End it with kill -9; it may have ended before. */
+	void kill_client(const program &client);
+	pid_t pid_of_simulator() const
+	{
+		return simulator.pid;
+	}
+	pid_t pid_of_daemon() const
+	{
+		return daemon.pid;
+	}
+
+	/* A second vorlind beside the first: it must refuse. */
+	void begin_second_daemon();
+
+	/* The line. */
+	std::string control(const std::string &command);
+	void clear_faults();
+	void unplug(unsigned milliseconds);
+	void plug();
+	void move_link(chance &dice);
+
+	/* The segment, as a client that holds the lock may write it. */
+	ble_segment &shared()
+	{
+		return *segment;
+	}
+	guard &guarded()
+	{
+		return m_guard;
+	}
+	/* False when the daemon keeps the lock because the line keeps the daemon. */
+	bool lock();
+	void unlock_again();
+	void put_words(const std::vector<std::string> &words);
+	/* Words, cmd_doing, SIGUSR1. */
+	bool post(const std::vector<std::string> &words);
+	/* The same, until the daemon is through with it; false when the line keeps the daemon. */
+	bool ask(const std::vector<std::string> &words, const std::function<bool()> &is_done);
+	/* The same, until the daemon has also printed this. */
+	bool ask(const std::vector<std::string> &words, const std::string &expected);
+	/* A process that plays a client may write from now on, until the next check. */
+	void let_clients_write()
+	{
+		m_writers |= CLIENT;
+	}
+
+	/* Until the daemon takes commands; a block by the line is ended. */
+	void settle(chance &dice);
+	/* Everything in order, the controller set up anew: now commands have to work. */
+	void heal(chance &dice);
+	/* What must hold after every step; `is_quiet`: after settle(). */
+	void check(bool is_quiet);
+
+	tally &counted;
+	std::string log; /* what the step does, in words */
+
+	/* The last that the daemon printed. */
+	std::string last_words() const;
+	std::string state() const;
+
+      private:
+	void TestBody() override {}
+
+	bool wait_for(const std::function<bool()> &condition);
+	std::string printed_from(size_t offset) const;
+	size_t printed_size() const;
+	void end_block(chance &dice);
+	void replug();
+	void collect_strikes();
+	void set_sane_record();
+	void check_a_beacon(chance &dice);
+	void check_segment() const;
+	void check_processes();
+	void check_size();
+	void check_lock(bool is_quiet);
+	void take_reports();
+
+	std::vector<std::string> m_kinds;
+	program daemon;
+	program simulator;
+	guard m_guard;
+	uint8_t m_writers = DAEMON_RUNS;
+	int m_segment_id = -1;
+	std::string m_link;  /* where the simulator's port is to be found */
+	std::string m_moved; /* where a link of it has gone to */
+	bool m_unplugged = false;
+	std::map<std::string, uint64_t> m_strikes; /* of the faults that are set */
+	process_size m_first;                      /* of the first daemon, when it was healthy */
+	uint64_t m_born = 0;                       /* the daemon's first step */
+	sim::text_socket m_listener;               /* the access controller */
+};
