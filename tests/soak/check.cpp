@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 /* What a daemon may grow beyond the first one, when that was healthy. */
-constexpr uint64_t RESIDENT_BOUND = 1024; /* KiB */
-constexpr uint64_t DATA_BOUND = 256;      /* KiB */
+constexpr uint64_t RESIDENT_BOUND = 512; /* KiB */
+constexpr uint64_t DATA_BOUND = 256;     /* KiB */
 
 void world::check_segment() const
 {
@@ -26,6 +26,10 @@ void world::check_segment() const
 	const std::string trespass = m_guard.trespass(m_writers);
 	if (!trespass.empty())
 		throw violation(trespass);
+	const uint32_t turn = segment->unused;
+	if ((m_writers & CLIENT) != 0 && turn != 0 && turn != FIRST_WORD &&
+	    std::ranges::count(m_clients, static_cast<pid_t>(turn)) == 0)
+		throw violation("the first word is " + std::to_string(turn));
 	const uint32_t status = segment->config.opt.status;
 	if (status > BLE_STATUS_TESTING || status == 4)
 		throw violation("opt.status is " + std::to_string(status));
@@ -108,5 +112,6 @@ void world::check(bool is_quiet)
 	collect_strikes();
 	counted.longest_life = std::max(counted.longest_life, counted.steps - m_born);
 	m_guard.accept();
+	m_clients.clear();
 	m_writers = DAEMON_RUNS;
 }

@@ -7,8 +7,6 @@
 #include <sys/sem.h>
 #include <unistd.h>
 
-/* No process has this id, so that vorlinctl takes the turn of whoever left it there. */
-constexpr uint32_t FIRST_WORD = 0x7EADBEEF;
 constexpr uint8_t MARK = 0xA5;
 
 struct field_row {

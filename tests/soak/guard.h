@@ -8,6 +8,9 @@
 #include <sys/types.h>
 #include <vector>
 
+/* Kept in the clients' word: no process has this id, so that vorlinctl takes its turn over. */
+constexpr uint32_t FIRST_WORD = 0x7EADBEEF;
+
 // clang-format off
 enum writer : uint8_t {
 	DAEMON_RUNS   = 0x01,

@@ -152,6 +152,7 @@ static void run_step(world &w, uint64_t number, const soak_options &o, diary &st
 	const step &one = any_step(dice);
 	const bool settles = !dice.one_in(4);
 
+	const auto start = steady_clock::now();
 	w.log = one.name + std::string(":");
 	w.counted.by_step[one.name]++;
 	try {
@@ -163,7 +164,9 @@ static void run_step(world &w, uint64_t number, const soak_options &o, diary &st
 		steps.note(number, w.log);
 		throw;
 	}
-	steps.note(number, w.log + " | " + w.state());
+	const double milliseconds = seconds(steady_clock::now() - start).count() * 1000;
+	steps.note(number, w.log + " | " + w.state() + ", " +
+				   std::to_string(static_cast<int>(milliseconds)) + " ms");
 }
 
 static void tell_violation(const world &w, const diary &steps, const char *what)
@@ -187,6 +190,7 @@ static void write_file(const std::string &path, const std::string &text)
 
 int main(int argc, char **argv)
 {
+	close_range(3, ~0U, 0); /* what was left open here the daemon would inherit */
 	const soak_options o = options_of(argc, argv);
 	tally counted;
 	diary steps(o.log);

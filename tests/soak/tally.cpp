@@ -42,6 +42,7 @@ static const number_row numbers[] = {
 	{ "daemons started",                     "daemons",             &tally::daemons },
 	{ "steps served by the longest-lived",   "longest_life",        &tally::longest_life },
 	{ "reports to the access controller",    "reports",             &tally::reports },
+	{ "resident memory at first, KiB",       "first_rss_kib",       &tally::first_resident },
 	{ "most resident memory, KiB",           "max_rss_kib",         &tally::most_resident },
 	{ "most data, KiB",                      "max_data_kib",        &tally::most_data },
 	{ "most descriptors",                    "max_descriptors",     &tally::most_descriptors },

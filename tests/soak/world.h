@@ -125,7 +125,8 @@ class world : public SystemTest
 	program daemon;
 	program simulator;
 	guard m_guard;
-	uint8_t m_writers = DAEMON_RUNS;
+	uint8_t m_writers = DAEMON_RUNS; /* since the last check */
+	std::vector<pid_t> m_clients;    /* the same */
 	int m_segment_id = -1;
 	std::string m_link;  /* where the simulator's port is to be found */
 	std::string m_moved; /* where a link of it has gone to */
