@@ -3,8 +3,6 @@
 #include "tests/soak/world.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
@@ -70,9 +68,7 @@ void world::check_processes()
 	};
 	if (!comes_true(is_alone))
 		throw violation("process " + std::to_string(stray) + " is left over");
-	const char *sandbox = getenv("VORLIND_SANDBOX");
-	if (sandbox && strcmp(sandbox, "private") == 0 &&
-	    (segments_in_use() != 1 || semaphores_in_use() != 1))
+	if (is_private() && (segments_in_use() != 1 || semaphores_in_use() != 1))
 		throw violation("there are " + std::to_string(segments_in_use()) +
 				" segments and " + std::to_string(semaphores_in_use()) +
 				" semaphores");

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <sys/ipc.h>
 #include <sys/sem.h>
@@ -125,6 +126,13 @@ std::vector<process_row> processes()
 				 stat.substr(open + 1, close - open - 1), stat[close + 2] });
 	}
 	return rows;
+}
+
+bool is_private()
+{
+	const char *sandbox = getenv("VORLIND_SANDBOX");
+
+	return sandbox && strcmp(sandbox, "private") == 0;
 }
 
 int segments_in_use()

@@ -39,6 +39,9 @@ struct process_row {
 };
 std::vector<process_row> processes();
 
+/* True in a sandbox with namespaces of its own. */
+bool is_private();
+
 /* System V objects of the kind on this machine, or in this sandbox. */
 int segments_in_use();
 int semaphores_in_use();

@@ -321,12 +321,12 @@ static void heal(world &w, chance &dice)
 
 // clang-format off
 static const step steps[] = {
-	{ 16, "client",                    run_client },
+	{ 22, "client",                    run_client },
 	{  4, "several clients",           run_crowd },
-	{ 12, "client killed",             kill_client },
+	{ 16, "client killed",             kill_client },
 	{  3, "client stopped",            stop_client },
 	{  7, "lock holder killed",        kill_lock_holder },
-	{ 18, "command",                   send_words },
+	{ 22, "command",                   send_words },
 	{ 12, "bad command",               send_junk },
 	{  7, "hostile settings",          write_hostile_fields },
 	{  4, "hostile action",            write_action },
@@ -336,9 +336,9 @@ static const step steps[] = {
 	{  4, "signal without a command",  signal_without_command },
 	{  4, "daemon stopped",            stop_daemon },
 	{  3, "simulator stopped",         stop_simulator },
-	{  2, "daemon killed",             kill_daemon },
-	{  1, "daemon killed starting",    kill_starting_daemon },
-	{  1, "daemon terminated",         end_daemon },
+	{  2, "daemon killed",             kill_daemon, true },
+	{  1, "daemon killed starting",    kill_starting_daemon, true },
+	{  1, "daemon terminated",         end_daemon, true },
 	{  1, "second daemon",             start_second_daemon },
 	{  5, "port unplugged",            unplug },
 	{  3, "controller exchanged",      exchange_controller },
@@ -348,15 +348,18 @@ static const step steps[] = {
 };
 // clang-format on
 
-const step &any_step(chance &dice)
+const step &any_step(chance &dice, bool spares_daemon)
 {
 	unsigned sum = 0;
 
 	for (const step &one : steps)
 		sum += one.weight;
-	uint64_t at = dice.below(sum);
-	const step *chosen = steps;
-	while (at >= chosen->weight)
-		at -= chosen++->weight;
-	return *chosen;
+	while (true) {
+		uint64_t at = dice.below(sum);
+		const step *chosen = steps;
+		while (at >= chosen->weight)
+			at -= chosen++->weight;
+		if (!spares_daemon || !chosen->ends_daemon)
+			return *chosen;
+	}
 }

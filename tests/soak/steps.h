@@ -8,6 +8,8 @@ struct step {
 	unsigned weight;
 	const char *name;
 	void (*run)(world &w, chance &dice);
+	bool ends_daemon = false;
 };
 
-const step &any_step(chance &dice);
+/* With `spares_daemon` none that kills or ends it. */
+const step &any_step(chance &dice, bool spares_daemon);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/soak/words.h"
 
-#include <cstdlib>
+#include "tests/soak/process.h"
+
 #include <cstring>
 #include <sstream>
 
@@ -55,10 +56,9 @@ static std::string junk(chance &dice)
 /* Traces go to the sandbox's own console; a machine's real one is spared them. */
 static std::string mask(chance &dice)
 {
-	const char *sandbox = getenv("VORLIND_SANDBOX");
 	const std::string bits = hex(dice, dice.between(1, 8));
 
-	return sandbox && strcmp(sandbox, "private") == 0 ? "0x" + bits : "0";
+	return is_private() ? "0x" + bits : "0";
 }
 
 struct token {

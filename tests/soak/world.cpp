@@ -22,9 +22,14 @@ namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
+/* As big as a real one: should it not be freed, that is soon to be seen. */
+static const char patch_size[] = "30000";
+
 /* How long a line may keep the daemon before something is done about it. */
-constexpr auto WITHIN_EVENT = 120ms;
-constexpr auto SILENCE = 500ms;
+constexpr std::chrono::milliseconds WITHIN_EVENT = 120ms;
+constexpr std::chrono::milliseconds SILENCE = 500ms;
+constexpr std::chrono::milliseconds CLEAN_LINE =
+	4s;                    /* a busy machine is slow, but never as slow as silence */
 constexpr auto ANY_WAIT = 15s; /* two silent exchanges, and a patch */
 
 static const std::vector<std::string> devices = {
@@ -44,7 +49,7 @@ bool world::open(chance &dice)
 		return false;
 	std::ofstream(folder + "/" + beacons_file) << beacons_text;
 	if (run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin", "--patch-size",
-		  "1200" },
+		  patch_size },
 		&maker) != 0)
 		throw violation("no patch: " + content_of(maker.err));
 	if (fs::exists(fs::path(reports_socket).parent_path()))
@@ -82,6 +87,16 @@ void world::clean_up()
 		fs::remove(reports_socket);
 }
 
+/* Whether the line keeps the daemon, for it has been at the same so long. */
+static bool is_block(pursuit what, steady_clock::duration lasted, bool is_clean)
+{
+	if (what == pursuit::within_event)
+		return lasted > (is_clean ? CLEAN_LINE : WITHIN_EVENT);
+	if (what == pursuit::awaiting_event)
+		return lasted > (is_clean ? CLEAN_LINE : SILENCE);
+	return false;
+}
+
 /* Until the condition holds; false when the line keeps the daemon from it. */
 bool world::wait_for(const std::function<bool()> &condition)
 {
@@ -95,11 +110,8 @@ bool world::wait_for(const std::function<bool()> &condition)
 		if (what != before)
 			since = now;
 		before = what;
-		if ((what == pursuit::within_event && now - since > WITHIN_EVENT) ||
-		    (what == pursuit::awaiting_event && now - since > SILENCE) ||
-		    now - start > ANY_WAIT)
-			return false;
-		if (has_ended(daemon.pid))
+		if (is_block(what, now - since, m_is_clean) || now - start > ANY_WAIT ||
+		    has_ended(daemon.pid))
 			return false;
 		usleep(1000);
 	}
@@ -357,6 +369,10 @@ void world::move_link(chance &dice)
 	const std::string to = dice.of(devices);
 	std::error_code gone;
 
+	/* On the plain machine the pty that a link leads to may become somebody else's. */
+	if (!is_private())
+		return;
+
 	/* The simulator puts its own one back when it is plugged in again. */
 	if (to != m_link && fs::exists(m_link)) {
 		fs::rename(m_link, to, gone);
@@ -429,7 +445,7 @@ void world::end_block(chance &dice)
 	if (has_ended(daemon.pid))
 		return;
 	clear_faults();
-	if (what == pursuit::awaiting_event && dice.one_in(12)) {
+	if (what == pursuit::awaiting_event && dice.one_in(25)) {
 		counted.blocks["silence waited out"]++;
 		comes_true([&] { return pursuit_of(daemon.pid) != what; });
 	} else if (what == pursuit::within_event && !m_unplugged && dice.one_in(2)) {
@@ -513,6 +529,7 @@ void world::heal(chance &dice)
 	} else {
 		control("reboot");
 	}
+	m_is_clean = true;
 	set_sane_record();
 	signal_daemon(SIGUSR2);
 	if (!ask({ "show", "version" }, version_line))
@@ -537,6 +554,7 @@ void world::heal(chance &dice)
 	}
 	if (dice.one_in(2))
 		check_a_beacon(dice);
+	m_is_clean = false;
 	counted.healings++;
 	log += " healed";
 }

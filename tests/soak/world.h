@@ -131,6 +131,7 @@ class world : public SystemTest
 	std::string m_link;  /* where the simulator's port is to be found */
 	std::string m_moved; /* where a link of it has gone to */
 	bool m_unplugged = false;
+	bool m_is_clean = false; /* the line: no fault is set, and nothing is under way on it */
 	std::map<std::string, uint64_t> m_strikes; /* of the faults that are set */
 	process_size m_first;                      /* of the first daemon, when it was healthy */
 	uint64_t m_born = 0;                       /* the daemon's first step */
