@@ -6,7 +6,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -22,21 +21,13 @@ namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-/* As big as a real one: should it not be freed, that is soon to be seen. */
+/* So big that it is soon to be seen should the daemon not free it. */
 static const char patch_size[] = "30000";
-
-/* How long a line may keep the daemon before something is done about it. */
-constexpr std::chrono::milliseconds WITHIN_EVENT = 120ms;
-constexpr std::chrono::milliseconds SILENCE = 500ms;
-constexpr std::chrono::milliseconds CLEAN_LINE =
-	4s;                    /* a busy machine is slow, but never as slow as silence */
-constexpr auto ANY_WAIT = 15s; /* two silent exchanges, and a patch */
 
 static const std::vector<std::string> devices = {
 	"/dev/ttyMSM1", "/dev/ttyBT0", "/dev/ttyACM0", "/dev/ttyS1", "/dev/ttyUSB0",
 };
 static const char reports_socket[] = "/run/vorlind/ac.sock";
-static const char version_line[] = "BLE configuration utility: 0.3.0\n";
 
 world::world(const std::vector<std::string> &kinds, tally &t) : counted(t), m_kinds(kinds) {}
 
@@ -85,56 +76,6 @@ void world::clean_up()
 	m_listener.close();
 	if (fs::is_socket(fs::status(reports_socket)))
 		fs::remove(reports_socket);
-}
-
-/* Whether the line keeps the daemon, for it has been at the same so long. */
-static bool is_block(pursuit what, steady_clock::duration lasted, bool is_clean)
-{
-	if (what == pursuit::within_event)
-		return lasted > (is_clean ? CLEAN_LINE : WITHIN_EVENT);
-	if (what == pursuit::awaiting_event)
-		return lasted > (is_clean ? CLEAN_LINE : SILENCE);
-	return false;
-}
-
-/* Until the condition holds; false when the line keeps the daemon from it. */
-bool world::wait_for(const std::function<bool()> &condition)
-{
-	const auto start = steady_clock::now();
-	auto since = start;
-	pursuit before = pursuit::running;
-
-	while (!condition()) {
-		const auto now = steady_clock::now();
-		const pursuit what = pursuit_of(daemon.pid);
-		if (what != before)
-			since = now;
-		before = what;
-		if (is_block(what, now - since, m_is_clean) || now - start > ANY_WAIT ||
-		    has_ended(daemon.pid))
-			return false;
-		usleep(1000);
-	}
-	return true;
-}
-
-size_t world::printed_size() const
-{
-	struct stat file = {};
-
-	stat(daemon.err.c_str(), &file);
-	return static_cast<size_t>(file.st_size);
-}
-
-std::string world::printed_from(size_t offset) const
-{
-	std::string text(printed_size() - offset, '\0');
-	const int fd = ::open(daemon.err.c_str(), O_RDONLY | O_CLOEXEC);
-	const ssize_t length = pread(fd, text.data(), text.size(), static_cast<off_t>(offset));
-
-	::close(fd);
-	text.resize(length > 0 ? static_cast<size_t>(length) : 0);
-	return text;
 }
 
 void world::begin_daemon()
@@ -389,197 +330,8 @@ void world::replug()
 	signal_daemon(SIGUSR2);
 }
 
-bool world::lock()
-{
-	return wait_for([] { return try_lock(); });
-}
-
-void world::unlock_again()
-{
-	unlock();
-}
-
-void world::put_words(const std::vector<std::string> &words)
-{
-	const auto argc = static_cast<int32_t>(words.size());
-
-	m_guard.put(const_cast<int32_t *>(&segment->cmd.argc), &argc, sizeof(argc));
-	for (size_t i = 0; i < words.size() && i < BLE_WORDS; i++)
-		m_guard.put_text(segment->cmd.argv[i], BLE_WORD_SIZE,
-				 words[i].substr(0, BLE_WORD_SIZE - 1));
-}
-
-bool world::post(const std::vector<std::string> &words)
-{
-	if (!lock())
-		return false;
-	put_words(words);
-	segment->cmd_doing = 1;
-	unlock_again();
-	signal_daemon(SIGUSR1);
-	counted.commands["written into the segment"]++;
-	return true;
-}
-
-bool world::ask(const std::vector<std::string> &words, const std::function<bool()> &is_done)
-{
-	/* cmd_doing alone may be cleared by the end of an earlier round. */
-	return post(words) && wait_for([&] {
-		       return segment->cmd_doing == 0 && lock_value() == 1 &&
-			      lock_user() == daemon.pid && is_done();
-	       });
-}
-
-bool world::ask(const std::vector<std::string> &words, const std::string &expected)
-{
-	const size_t from = printed_size();
-
-	return ask(words, [&] { return printed_from(from).find(expected) != std::string::npos; });
-}
-
-/* The line keeps the daemon: let it wait, send the bytes, or take the port away. */
-void world::end_block(chance &dice)
-{
-	const pursuit what = pursuit_of(daemon.pid);
-
-	if (has_ended(daemon.pid))
-		return;
-	clear_faults();
-	if (what == pursuit::awaiting_event && dice.one_in(25)) {
-		counted.blocks["silence waited out"]++;
-		comes_true([&] { return pursuit_of(daemon.pid) != what; });
-	} else if (what == pursuit::within_event && !m_unplugged && dice.one_in(2)) {
-		counted.blocks["the missing bytes"]++;
-		std::string zeros(size_t{ 2 } * 258, '0');
-		control("send " + zeros);
-	} else {
-		counted.blocks["a replug"]++;
-		replug();
-	}
-}
-
-void world::settle(chance &dice)
-{
-	const auto start = steady_clock::now();
-
-	/* A client's dwell must not be the driver's. */
-	m_guard.put_text(segment->config.interval, sizeof(segment->config.interval), "100");
-	while (!ask({ "show", "version" }, version_line)) {
-		if (has_ended(daemon.pid))
-			throw violation("the daemon has ended");
-		if (steady_clock::now() - start > 60s)
-			throw violation("the daemon takes no command any more");
-		end_block(dice);
-	}
-}
-
-void world::set_sane_record()
-{
-	ble_record &record = segment->config;
-	const uint32_t none = ACTION_NONE;
-
-	if (!lock())
-		throw violation("the lock is kept after healing");
-	m_guard.put(const_cast<uint32_t *>(&record.opt.action), &none, sizeof(none));
-	m_guard.put_text(record.interval, sizeof(record.interval), "100");
-	m_guard.put_text(record.power_index, sizeof(record.power_index), "max");
-	m_guard.put_text(record.mac, sizeof(record.mac), "NONE");
-	unlock_again();
-}
-
-/* A beacon of the driver's own is on the air of the simulated controller. */
-void world::check_a_beacon(chance &dice)
-{
-	const std::string major = std::to_string(dice.below(65536));
-	const std::string minor = std::to_string(dice.below(65536));
-
-	if (!lock())
-		throw violation("the lock is kept after healing");
-	for (beacon_entry &entry : segment->config.beacon)
-		m_guard.put_text(entry.enable, sizeof(entry.enable), "0");
-	beacon_entry &entry = segment->config.beacon[dice.below(BLE_BEACONS)];
-	m_guard.put_text(entry.enable, sizeof(entry.enable), "1");
-	m_guard.put_text(entry.prefix, sizeof(entry.prefix), "0201061AFF4C000215");
-	m_guard.put_text(entry.uuid, sizeof(entry.uuid), dice.digits("0123456789ABCDEF", 32));
-	m_guard.put_text(entry.major, sizeof(entry.major), major);
-	m_guard.put_text(entry.minor, sizeof(entry.minor), minor);
-	unlock_again();
-	if (!ask({ "ibeacon", "start" },
-		 [&] { return segment->config.opt.status == BLE_STATUS_ADVERTISING; }))
-		throw violation("beacons do not start after healing");
-	const std::string air = control("air");
-	if (air.find("major " + major + " minor " + minor + " ") == std::string::npos)
-		throw violation("after healing the air has " + air);
-}
-
-void world::heal(chance &dice)
-{
-	clear_faults();
-	settle(dice);
-	/* No exchange must be under way in what follows. */
-	while (!ask({ "ibeacon", "stop" }, [&] {
-		return segment->config.opt.action == ACTION_NONE ||
-		       segment->config.opt.status < BLE_STATUS_AVAILABLE;
-	}))
-		end_block(dice);
-	plug();
-	if (dice.one_in(2)) {
-		unplug(1);
-		plug();
-	} else {
-		control("reboot");
-	}
-	m_is_clean = true;
-	set_sane_record();
-	signal_daemon(SIGUSR2);
-	if (!ask({ "show", "version" }, version_line))
-		throw violation("no answer after healing");
-	if (segment->config.opt.status != BLE_STATUS_AVAILABLE)
-		throw violation("after healing the status is " +
-				std::to_string(segment->config.opt.status));
-
-	const std::string address = dice.digits("0123456789ABCDEF", 12);
-	const std::string expected = "BLE MAC Address: " + address + "\n";
-	if (!ask({ "config", "mac", address },
-		 [&] { return strcmp(segment->config.mac, address.c_str()) == 0; }))
-		throw violation("no address can be set after healing");
-	if (dice.one_in(2)) {
-		if (!ask({ "show", "mac" }, expected))
-			throw violation("after healing the address is not " + address);
-	} else {
-		const std::string shown = end_client(begin_client({ "show", "mac" }));
-		if (shown.find(expected) == std::string::npos) /* a trace may be around it */
-			throw violation("after healing vorlinctl says " + shown + "and not " +
-					address);
-	}
-	if (dice.one_in(2))
-		check_a_beacon(dice);
-	m_is_clean = false;
-	counted.healings++;
-	log += " healed";
-}
-
 void world::take_reports()
 {
 	while (m_listener.is_open() && sim::accept_from(m_listener).is_open())
 		counted.reports++;
-}
-
-std::string world::last_words() const
-{
-	const size_t size = printed_size();
-
-	return printed_from(size > 3000 ? size - 3000 : 0);
-}
-
-std::string world::state() const
-{
-	char text[160];
-
-	if (!segment)
-		return "no segment";
-	snprintf(text, sizeof(text), "status %u, action %u, cmd_doing %u, lock %d, daemon %d %s",
-		 segment->config.opt.status, segment->config.opt.action, segment->cmd_doing,
-		 lock_value(), daemon.pid, pursuit_name(pursuit_of(daemon.pid)));
-	return text;
 }

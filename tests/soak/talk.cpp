@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The dealings of a soak run with the daemon: words for it, what it prints, how long it takes. */
+#include "tests/soak/world.h"
+
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+/* How long a line may keep the daemon before something is done about it. */
+constexpr std::chrono::milliseconds WITHIN_EVENT = 120ms;
+constexpr std::chrono::milliseconds SILENCE = 500ms;
+constexpr std::chrono::milliseconds CLEAN_LINE = 4s; /* less than the daemon waits itself */
+constexpr std::chrono::milliseconds ANY_WAIT = 15s;  /* two silent exchanges, and a patch */
+
+/* Whether the line keeps the daemon, for it has been at the same so long. */
+static bool is_block(pursuit what, steady_clock::duration lasted, bool is_clean)
+{
+	if (what == pursuit::within_event)
+		return lasted > (is_clean ? CLEAN_LINE : WITHIN_EVENT);
+	if (what == pursuit::awaiting_event)
+		return lasted > (is_clean ? CLEAN_LINE : SILENCE);
+	return false;
+}
+
+/* Until the condition holds; false when the line keeps the daemon from it. */
+bool world::wait_for(const std::function<bool()> &condition)
+{
+	const auto start = steady_clock::now();
+	auto since = start;
+	pursuit before = pursuit::running;
+
+	while (!condition()) {
+		const auto now = steady_clock::now();
+		const pursuit what = pursuit_of(daemon.pid);
+		if (what != before)
+			since = now;
+		before = what;
+		if (is_block(what, now - since, m_is_clean) || now - start > ANY_WAIT ||
+		    has_ended(daemon.pid))
+			return false;
+		usleep(1000);
+	}
+	return true;
+}
+
+size_t world::printed_size() const
+{
+	struct stat file = {};
+
+	stat(daemon.err.c_str(), &file);
+	return static_cast<size_t>(file.st_size);
+}
+
+std::string world::printed_from(size_t offset) const
+{
+	std::string text(printed_size() - offset, '\0');
+	const int fd = ::open(daemon.err.c_str(), O_RDONLY | O_CLOEXEC);
+	const ssize_t length = pread(fd, text.data(), text.size(), static_cast<off_t>(offset));
+
+	::close(fd);
+	text.resize(length > 0 ? static_cast<size_t>(length) : 0);
+	return text;
+}
+
+bool world::lock()
+{
+	return wait_for([] { return try_lock(); });
+}
+
+void world::unlock_again()
+{
+	unlock();
+}
+
+void world::put_words(const std::vector<std::string> &words)
+{
+	const auto argc = static_cast<int32_t>(words.size());
+
+	m_guard.put(const_cast<int32_t *>(&segment->cmd.argc), &argc, sizeof(argc));
+	for (size_t i = 0; i < words.size() && i < BLE_WORDS; i++)
+		m_guard.put_text(segment->cmd.argv[i], BLE_WORD_SIZE,
+				 words[i].substr(0, BLE_WORD_SIZE - 1));
+}
+
+bool world::post(const std::vector<std::string> &words)
+{
+	if (!lock())
+		return false;
+	put_words(words);
+	segment->cmd_doing = 1;
+	unlock_again();
+	signal_daemon(SIGUSR1);
+	counted.commands["written into the segment"]++;
+	return true;
+}
+
+bool world::ask(const std::vector<std::string> &words, const std::function<bool()> &is_done)
+{
+	/* cmd_doing alone may be cleared by the end of an earlier round. */
+	return post(words) && wait_for([&] {
+		       return segment->cmd_doing == 0 && lock_value() == 1 &&
+			      lock_user() == daemon.pid && is_done();
+	       });
+}
+
+bool world::ask(const std::vector<std::string> &words, const std::string &expected)
+{
+	const size_t from = printed_size();
+
+	return ask(words, [&] { return printed_from(from).find(expected) != std::string::npos; });
+}
+
+std::string world::last_words() const
+{
+	const size_t size = printed_size();
+
+	return printed_from(size > 3000 ? size - 3000 : 0);
+}
+
+std::string world::state() const
+{
+	char text[160];
+
+	if (!segment)
+		return "no segment";
+	snprintf(text, sizeof(text), "status %u, action %u, cmd_doing %u, lock %d, daemon %d %s",
+		 segment->config.opt.status, segment->config.opt.action, segment->cmd_doing,
+		 lock_value(), daemon.pid, pursuit_name(pursuit_of(daemon.pid)));
+	return text;
+}
