@@ -113,6 +113,7 @@ void world::check(bool is_quiet)
 	if (is_quiet)
 		check_size();
 	take_reports();
+	trim_console();
 	collect_strikes();
 	counted.longest_life = std::max(counted.longest_life, counted.steps - m_born);
 	m_guard.accept();

@@ -58,7 +58,7 @@ void world::set_sane_record()
 	m_guard.put_text(record.interval, sizeof(record.interval), "100");
 	m_guard.put_text(record.power_index, sizeof(record.power_index), "max");
 	m_guard.put_text(record.mac, sizeof(record.mac), "NONE");
-	unlock_again();
+	unlock();
 }
 
 /* A beacon of the driver's own is on the air of the simulated controller. */
@@ -77,7 +77,7 @@ void world::check_a_beacon(chance &dice)
 	m_guard.put_text(entry.uuid, sizeof(entry.uuid), dice.digits("0123456789ABCDEF", 32));
 	m_guard.put_text(entry.major, sizeof(entry.major), major);
 	m_guard.put_text(entry.minor, sizeof(entry.minor), minor);
-	unlock_again();
+	unlock();
 	if (!ask({ "ibeacon", "start" },
 		 [&] { return segment->config.opt.status == BLE_STATUS_ADVERTISING; }))
 		throw violation("beacons do not start after healing");

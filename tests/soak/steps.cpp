@@ -110,7 +110,7 @@ static void send_junk(world &w, chance &dice)
 		w.guarded().put(area.argv[word], bytes.data(), bytes.size());
 	}
 	w.shared().cmd_doing = static_cast<uint32_t>(dice.between(1, UINT32_MAX));
-	w.unlock_again();
+	unlock();
 	w.log += " argc " + std::to_string(argc) + " " + words[0];
 	w.signal_daemon(SIGUSR1);
 	w.counted.commands["written into the segment, bad"]++;
@@ -151,7 +151,7 @@ static void write_hostile_fields(world &w, chance &dice)
 		guarded.put_text(entry.measured_power, sizeof(entry.measured_power),
 				 hostile_text(dice));
 	}
-	w.unlock_again();
+	unlock();
 	w.counted.commands["settings that cannot be"]++;
 	static const std::vector<std::vector<std::string>> users = {
 		{ "ibeacon", "start" },
@@ -171,7 +171,7 @@ static void write_action(world &w, chance &dice)
 		return;
 	w.guarded().put(const_cast<uint32_t *>(&w.shared().config.opt.action), &action,
 			sizeof(action));
-	w.unlock_again();
+	unlock();
 	w.log += " " + std::to_string(action);
 	w.signal_daemon(dice.one_in(2) ? SIGUSR1 : SIGUSR2);
 }

@@ -72,11 +72,6 @@ bool world::lock()
 	return wait_for([] { return try_lock(); });
 }
 
-void world::unlock_again()
-{
-	unlock();
-}
-
 void world::put_words(const std::vector<std::string> &words)
 {
 	const auto argc = static_cast<int32_t>(words.size());
@@ -93,7 +88,7 @@ bool world::post(const std::vector<std::string> &words)
 		return false;
 	put_words(words);
 	segment->cmd_doing = 1;
-	unlock_again();
+	unlock();
 	signal_daemon(SIGUSR1);
 	counted.commands["written into the segment"]++;
 	return true;

@@ -219,15 +219,20 @@ static void remove_output(const program &of)
 	fs::remove(of.err, gone);
 }
 
+void world::count_exit(int status, const std::string &printed)
+{
+	if (status < 0 || status > 5)
+		throw violation("vorlinctl ended with status " + std::to_string(status) + ": " +
+				printed);
+	counted.client_exits[std::to_string(status)]++;
+}
+
 std::string world::end_client(const program &client)
 {
 	const int status = wait_for_end(client);
 	const std::string text = content_of(client.out) + content_of(client.err);
 
-	if (status < 0 || status > 5)
-		throw violation("vorlinctl ended with status " + std::to_string(status) + ": " +
-				text);
-	counted.client_exits[std::to_string(status)]++;
+	count_exit(status, text);
 	log += " = " + std::to_string(status);
 	remove_output(client);
 	return text;
@@ -240,7 +245,7 @@ void world::kill_client(const program &client)
 	if (status == 128 + SIGKILL)
 		counted.crashes["client"]++;
 	else
-		counted.client_exits[std::to_string(status)]++;
+		count_exit(status, content_of(client.err));
 	log += status == 128 + SIGKILL ? " killed" : " ended before";
 	remove_output(client);
 }
@@ -328,6 +333,13 @@ void world::replug()
 	unplug(1);
 	plug();
 	signal_daemon(SIGUSR2);
+}
+
+/* Traces go there; a sandbox keeps them in memory. */
+void world::trim_console()
+{
+	if (is_private() && fs::file_size("/dev/console") > 1 << 20)
+		fs::resize_file("/dev/console", 0);
 }
 
 void world::take_reports()

@@ -74,9 +74,8 @@ class world : public SystemTest
 	{
 		return m_guard;
 	}
-	/* False when the daemon keeps the lock because the line keeps the daemon. */
+	/* To be ended with unlock(); false when the line keeps the daemon, and that the lock. */
 	bool lock();
-	void unlock_again();
 	void put_words(const std::vector<std::string> &words);
 	/* Words, cmd_doing, SIGUSR1. */
 	bool post(const std::vector<std::string> &words);
@@ -112,6 +111,7 @@ class world : public SystemTest
 	size_t printed_size() const;
 	void end_block(chance &dice);
 	void replug();
+	void count_exit(int status, const std::string &printed);
 	void collect_strikes();
 	void set_sane_record();
 	void check_a_beacon(chance &dice);
@@ -120,6 +120,7 @@ class world : public SystemTest
 	void check_size();
 	void check_lock(bool is_quiet);
 	void take_reports();
+	static void trim_console();
 
 	std::vector<std::string> m_kinds;
 	program daemon;
