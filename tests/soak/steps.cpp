@@ -152,7 +152,6 @@ static void write_hostile_fields(world &w, chance &dice)
 				 hostile_text(dice));
 	}
 	unlock();
-	w.counted.commands["settings that cannot be"]++;
 	static const std::vector<std::vector<std::string>> users = {
 		{ "ibeacon", "start" },
 		{ "ibeacon", "restart" },
