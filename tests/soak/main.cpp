@@ -219,13 +219,18 @@ int main(int argc, char **argv)
 		}
 		w.close(dice);
 	} catch (const violation &broken) {
-		counted.violations++;
-		tell_violation(w, steps, broken.what());
+		/* Ctrl-C reaches the daemon as well: that it ends then is right. */
+		if (!is_interrupted) {
+			counted.violations++;
+			tell_violation(w, steps, broken.what());
+		}
 	}
 	w.clean_up();
 	counted.seconds = seconds(steady_clock::now() - start).count();
 	printf("%s%s", isatty(STDOUT_FILENO) ? "\n" : "", as_text(counted).c_str());
 	if (!o.json.empty())
 		write_file(o.json, as_json(counted));
+	if (is_interrupted)
+		return 130;
 	return counted.violations == 0 ? 0 : 1;
 }
