@@ -2,9 +2,8 @@
 /* One exchange of a command function: what it sends, what it makes of the answer. */
 #pragma once
 
+#include "tests/unit/fake_console.h"
 #include "tests/unit/fake_daemon.h"
-
-#include <regex>
 
 struct command_row {
 	const char *name;
@@ -21,12 +20,11 @@ class CommandTest : public DaemonTest
 	/* The console without line numbers, and without what the exchange itself traces. */
 	std::string traced()
 	{
-		static const std::regex line_number("\\([0-9]+\\) ");
-		static const std::regex exchange(
+		return replaced(
+			replaced(console(), "\\([0-9]+\\) ", "(N) "),
 			"(hci_send_command|ble_select_read|read_hci_event|hci_receive_event)\\(N\\) "
-			"[^\n]*\n+");
-		return std::regex_replace(std::regex_replace(console(), line_number, "(N) "),
-					  exchange, "");
+			"[^\n]*\n+",
+			"");
 	}
 
 	template <size_t count> void hold(const command_row (&rows)[count])

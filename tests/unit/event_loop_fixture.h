@@ -3,10 +3,10 @@
 #pragma once
 
 #include "daemon/event_loop.h"
+#include "tests/unit/fake_console.h"
 #include "tests/unit/fake_daemon.h"
 
 #include <map>
-#include <regex>
 
 class EventLoop : public DaemonTest
 {
@@ -34,8 +34,7 @@ class EventLoop : public DaemonTest
 
 	std::string traced()
 	{
-		static const std::regex line_number("\\([0-9]+\\) ");
-		return std::regex_replace(console(), line_number, "(N) ");
+		return replaced(console(), "\\([0-9]+\\) ", "(N) ");
 	}
 
 	void enable_entry(size_t i)

@@ -201,9 +201,8 @@ TEST_F(EventLoop, AnUnknownActionIsSaidAtEveryEventAndStays)
 			flag_cmd_change = 1;
 		};
 	std::string printed = run_loop();
-	EXPECT_TRUE(std::regex_match(printed,
-				     std::regex("run_daemon_task\\([0-9]+\\) Unknown command\n"
-						"run_daemon_task\\([0-9]+\\) Unknown command\n")))
+	EXPECT_TRUE(matches(printed, "run_daemon_task\\([0-9]+\\) Unknown command\n"
+				     "run_daemon_task\\([0-9]+\\) Unknown command\n"))
 		<< printed;
 	EXPECT_EQ(ble_config->opt.action, 5U);
 

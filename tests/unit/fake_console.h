@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Traces compared without their line numbers: "function(N) text". */
+/* Texts compared without what differs from run to run. <regex> itself is slow to compile. */
 #pragma once
 
-#include <regex>
 #include <string>
 
-inline std::string without_lines(const std::string &traces)
-{
-	static const std::regex line_number("(^|\n)([a-z_0-9]+)\\([0-9]+\\) ");
-	return std::regex_replace(traces, line_number, "$1$2(N) ");
-}
+/* `text` with every match of the regular expression replaced. */
+std::string replaced(const std::string &text, const char *pattern, const char *by);
+
+/* Whether the whole text matches. */
+bool matches(const std::string &text, const char *pattern);
+
+/* Traces with (N) for the number of the source line; texts that hold numbers keep them. */
+std::string without_lines(const std::string &traces);

@@ -3,9 +3,8 @@
 #pragma once
 
 #include "daemon/interpreter.h"
+#include "tests/unit/fake_console.h"
 #include "tests/unit/fake_daemon.h"
-
-#include <regex>
 
 class Interpreter : public DaemonTest
 {
@@ -20,7 +19,6 @@ class Interpreter : public DaemonTest
 	/* The console without line numbers. */
 	std::string traced()
 	{
-		static const std::regex line_number("\\([0-9]+\\) ");
-		return std::regex_replace(console(), line_number, "(N) ");
+		return replaced(console(), "\\([0-9]+\\) ", "(N) ");
 	}
 };

@@ -86,10 +86,8 @@ class Main : public DaemonTest
 	/* The console with the names and numbers that any run has. */
 	std::string traced()
 	{
-		static const std::regex name("(^|\n)daemon_main\\(");
-		static const std::regex id("(id=|0x)[0-9a-f]+");
-		const std::string text = std::regex_replace(console(), name, "$1main(");
-		return without_lines(std::regex_replace(text, id, "$1X"));
+		const std::string text = replaced(console(), "(^|\n)daemon_main\\(", "$1main(");
+		return without_lines(replaced(text, "(id=|0x)[0-9a-f]+", "$1X"));
 	}
 
 	static void expect_nothing_left()

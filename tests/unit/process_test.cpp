@@ -83,8 +83,7 @@ TEST_F(Process, TheCheckIsTraced)
 	pidof_prints(own + " 77\\n");
 	dbg_level = TRACE_FLOW;
 	is_daemon_exist("vorlind");
-	const std::string text =
-		std::regex_replace(console(), std::regex("exist\\([0-9]+\\)"), "exist(N)");
+	const std::string text = replaced(console(), "exist\\([0-9]+\\)", "exist(N)");
 	EXPECT_EQ(text, "is_daemon_exist(N) buf=pidof vorlind"
 			"is_daemon_exist(N) buf_pidof=" +
 				own + " 77\n, buf=" + own + "\n")
@@ -132,10 +131,9 @@ TEST_F(Process, WithoutAnotherProcessToRunNothingIsAsked)
 	fake_refuse("popen", EAGAIN);
 	dbg_level = TRACE_FLOW;
 	EXPECT_EQ(is_daemon_exist("vorlind"), -1);
-	EXPECT_TRUE(std::regex_match(
-		console(),
-		std::regex("is_daemon_exist\\([0-9]+\\) buf=pidof vorlind"
-			   "is_daemon_exist\\([0-9]+\\) Could not run pidof vorlind\n")));
+	EXPECT_TRUE(matches(console(),
+			    "is_daemon_exist\\([0-9]+\\) buf=pidof vorlind"
+			    "is_daemon_exist\\([0-9]+\\) Could not run pidof vorlind\n"));
 	EXPECT_EQ(send_signal_to_process("vorlind", SIGKILL), -1);
 	EXPECT_EQ(without_lines(console()),
 		  "send_signal_to_process(N) bin=vorlind, sig_num=9\n"

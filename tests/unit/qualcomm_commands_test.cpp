@@ -281,7 +281,7 @@ TEST_F(Qualcomm, TheAddressCommandSaysWhatTheTableSays)
 /* Addresses of the daemon's buffer stand as P. */
 static std::string without_pointers(const std::string &text)
 {
-	return std::regex_replace(text, std::regex("0x[0-9a-f]{6,}"), "P");
+	return replaced(text, "0x[0-9a-f]{6,}", "P");
 }
 
 TEST_F(Qualcomm, TheDownloadIsTracedAndDumped)
