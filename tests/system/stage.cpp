@@ -183,6 +183,8 @@ program SystemTest::start_daemon()
 			       std::string::npos &&
 		       segment->cmd_doing == 0;
 	})) << content_of(daemon.err);
+	/* It answers under the lock, and clears cmd_doing once more when the round is over. */
+	usleep(50000);
 	daemon.ready = content_of(daemon.err).size();
 	return daemon;
 }
