@@ -229,7 +229,8 @@ TEST_F(Qualcomm, AFileTooLargeForTheMemoryIsTold)
 		GTEST_SKIP() << "no file of 8 TiB, mostly hole, can be made here";
 	std::string said;
 	EXPECT_EQ(download(&said), -1);
-	EXPECT_EQ(said, "WARNING: can't malloc memory for patch file mpnv10.bin!!\n");
+	EXPECT_TRUE(said.ends_with("WARNING: can't malloc memory for patch file mpnv10.bin!!\n"))
+		<< said; /* a sanitizer has a word of its own before it */
 	EXPECT_EQ(fake_heard(), "");
 	EXPECT_TRUE(fake_sleeps.empty());
 }
