@@ -269,9 +269,9 @@ static const command_row rows[] = {
 	  "01 14 FC 06 A1 B2 C3 D4 E5 F6", "04 0E 05 01 14 FC 00 00", 0,
 	  "_hci_func_set_bdaddr_qualcomm(N) Start...\n" },
 	{ "the address, refused", [] { return _hci_func_set_bdaddr_qualcomm(""); },
-	  "01 14 FC 06 00 00 00 00 00 00", "04 0E 05 01 14 FC 0C 00", 0x0C,
+	  "01 14 FC 06 00 00 00 00 00 00", "04 0E 05 01 14 FC 01 00", 1,
 	  "_hci_func_set_bdaddr_qualcomm(N) Start...\n"
-	  "_hci_func_set_bdaddr_qualcomm(N) HCI error code = 0xc\n" },
+	  "_hci_func_set_bdaddr_qualcomm(N) HCI error code = 0x1\n" },
 };
 
 TEST_F(Qualcomm, TheAddressCommandSaysWhatTheTableSays)

@@ -26,10 +26,10 @@ static const command_row rows[] = {
 	  "_hci_func_reset_system_cmd(N) Start...\n"
 	  "_hci_func_reset_system_cmd(N) type=1\n" },
 	{ "a refused reset", [] { return _hci_func_reset_system_cmd(1); }, "01 03 0C 00",
-	  "04 0E 04 01 03 0C 0C", 0x0C,
+	  "04 0E 04 01 03 0C 01", 1,
 	  "_hci_func_reset_system_cmd(N) Start...\n"
 	  "_hci_func_reset_system_cmd(N) type=1\n"
-	  "_hci_func_reset_system_cmd(N) HCI error code = 0xc\n" },
+	  "_hci_func_reset_system_cmd(N) HCI error code = 0x1\n" },
 	{ "local version", [] { return _hci_func_read_local_version_information(event); },
 	  "01 01 10 00", "04 0E 0C 01 01 10 00 08 01 00 08 0D 00 02 00", 0,
 	  "_hci_func_read_local_version_information(N) Start...\n" },
@@ -69,42 +69,42 @@ static const command_row rows[] = {
 	  "01 08 20 20 1E " PAYLOAD " 00", "04 0E 04 01 08 20 00", 0,
 	  "_hci_func_le_set_advertising_data(N) Start...\n" },
 	{ "advertising data, refused", [] { return _hci_func_le_set_advertising_data(payload); },
-	  "01 08 20 20 1E " PAYLOAD " 00", "04 0E 04 01 08 20 0C", 0x0C,
+	  "01 08 20 20 1E " PAYLOAD " 00", "04 0E 04 01 08 20 01", 1,
 	  "_hci_func_le_set_advertising_data(N) Start...\n"
-	  "_hci_func_le_set_advertising_data(N) HCI event error code = 0xc\n" },
+	  "_hci_func_le_set_advertising_data(N) HCI event error code = 0x1\n" },
 	{ "advertising on", [] { return _hci_func_le_set_advertise_enable(1); }, "01 0A 20 01 01",
 	  "04 0E 04 01 0A 20 00", 0,
 	  "_hci_func_le_set_advertise_enable(N) Start...\n"
 	  "_hci_func_le_set_advertise_enable(N) advertise_enable=1\n" },
 	{ "advertising off, refused", [] { return _hci_func_le_set_advertise_enable(0); },
-	  "01 0A 20 01 00", "04 0E 04 01 0A 20 0C", 0x0C,
+	  "01 0A 20 01 00", "04 0E 04 01 0A 20 01", 1,
 	  "_hci_func_le_set_advertise_enable(N) Start...\n"
 	  "_hci_func_le_set_advertise_enable(N) advertise_enable=0\n"
-	  "_hci_func_le_set_advertise_enable(N) HCI event error code = 0xc\n" },
+	  "_hci_func_le_set_advertise_enable(N) HCI event error code = 0x1\n" },
 	{ "receiver test", [] { return _hci_func_le_receiver_test(39); }, "01 1D 20 01 27",
 	  "04 0E 04 01 1D 20 00", 0,
 	  "_hci_func_le_receiver_test(N) Start...\n"
 	  "_hci_func_le_receiver_test(N) rx_channel=39\n" },
 	{ "receiver test, refused", [] { return _hci_func_le_receiver_test(0); }, "01 1D 20 01 00",
-	  "04 0E 04 01 1D 20 0C", 0x0C,
+	  "04 0E 04 01 1D 20 01", 1,
 	  "_hci_func_le_receiver_test(N) Start...\n"
 	  "_hci_func_le_receiver_test(N) rx_channel=0\n"
-	  "_hci_func_le_receiver_test(N) HCI error code = 0xc\n" },
+	  "_hci_func_le_receiver_test(N) HCI error code = 0x1\n" },
 	{ "transmitter test", [] { return _hci_func_le_transmitter_test(1, 37, 7); },
 	  "01 1E 20 03 01 25 07", "04 0E 04 01 1E 20 00", 0,
 	  "_hci_func_le_transmitter_test(N) Start...\n"
 	  "_hci_func_le_transmitter_test(N) tx_channel=1, test_data_length=37, test_data=7\n" },
 	{ "transmitter test, refused", [] { return _hci_func_le_transmitter_test(1, 2, 3); },
-	  "01 1E 20 03 01 02 03", "04 0E 04 01 1E 20 12", 0x12,
+	  "01 1E 20 03 01 02 03", "04 0E 04 01 1E 20 01", 1,
 	  "_hci_func_le_transmitter_test(N) Start...\n"
 	  "_hci_func_le_transmitter_test(N) tx_channel=1, test_data_length=2, test_data=3\n"
-	  "_hci_func_le_transmitter_test(N) HCI error code = 0x12\n" },
+	  "_hci_func_le_transmitter_test(N) HCI error code = 0x1\n" },
 	{ "test end", [] { return _hci_func_le_test_end_command(event); }, "01 1F 20 00",
 	  "04 0E 06 01 1F 20 00 34 12", 0, "_hci_func_le_test_end_command(N) Start...\n" },
 	{ "test end, refused", [] { return _hci_func_le_test_end_command(event); }, "01 1F 20 00",
-	  "04 0E 04 01 1F 20 0C", 0x0C,
+	  "04 0E 04 01 1F 20 01", 1,
 	  "_hci_func_le_test_end_command(N) Start...\n"
-	  "_hci_func_le_test_end_command(N) HCI error code = 0xc\n" },
+	  "_hci_func_le_test_end_command(N) HCI error code = 0x1\n" },
 };
 
 TEST_F(StandardCommands, SayAndReturnWhatTheTableSays)

@@ -66,18 +66,18 @@ static const command_row rows[] = {
 	  "_hci_func_ext_set_tx_power_cmd_06(N) Start...\n"
 	  "_hci_func_ext_set_tx_power_cmd_06(N) power_index=\n" },
 	{ "power, refused by the controller", [] { return _hci_func_ext_set_tx_power_cmd_08("1"); },
-	  "01 01 FC 01 01", "04 FF 05 01 04 02 01 FC", 2,
+	  "01 01 FC 01 01", "04 FF 05 01 04 01 01 FC", 1,
 	  "_hci_func_ext_set_tx_power_cmd_08(N) Start...\n"
 	  "_hci_func_ext_set_tx_power_cmd_08(N) power_index=1\n"
-	  "_hci_func_ext_set_tx_power_cmd_08(N) HCI error code = 0x2\n" },
+	  "_hci_func_ext_set_tx_power_cmd_08(N) HCI error code = 0x1\n" },
 	/* address, revision, reset */
 	{ "the address goes last pair first",
 	  [] { return _hci_func_set_bdaddr_ti("A1b2C3D4E5F6"); }, "01 0C FC 06 F6 E5 D4 C3 B2 A1",
 	  "04 FF 05 0C 04 00 0C FC", 0, "_hci_func_set_bdaddr_ti(N) Start...\n" },
 	{ "no digits are six zero bytes", [] { return _hci_func_set_bdaddr_ti(""); },
-	  "01 0C FC 06 00 00 00 00 00 00", "04 FF 05 0C 04 02 0C FC", 2,
+	  "01 0C FC 06 00 00 00 00 00 00", "04 FF 05 0C 04 01 0C FC", 1,
 	  "_hci_func_set_bdaddr_ti(N) Start...\n"
-	  "_hci_func_set_bdaddr_ti(N) HCI error code = 0x2\n" },
+	  "_hci_func_set_bdaddr_ti(N) HCI error code = 0x1\n" },
 	{ "revision: any mode but 0 sends 1 and no value",
 	  [] { return _hci_func_ext_build_revision_cmd(7, 0x1234, event); }, "01 1B FC 03 01 00 00",
 	  "04 FF 09 1B 04 00 1B FC 01 00 02 00", 0,
@@ -85,10 +85,10 @@ static const command_row rows[] = {
 	  "_hci_func_ext_build_revision_cmd(N) mode=7, val=4660\n" },
 	{ "revision: mode 0 sends the value",
 	  [] { return _hci_func_ext_build_revision_cmd(0, 0x1234, event); }, "01 1B FC 03 00 34 12",
-	  "04 FF 05 1B 04 02 1B FC", 2,
+	  "04 FF 05 1B 04 01 1B FC", 1,
 	  "_hci_func_ext_build_revision_cmd(N) Start...\n"
 	  "_hci_func_ext_build_revision_cmd(N) mode=0, val=4660\n"
-	  "_hci_func_ext_build_revision_cmd(N) HCI error code = 0x2\n" },
+	  "_hci_func_ext_build_revision_cmd(N) HCI error code = 0x1\n" },
 	{ "06: hard reset", [] { return _hci_func_ext_reset_system_cmd_ti_06(0); },
 	  "01 1D FC 01 00", RESET_OK, 0,
 	  "_hci_func_ext_reset_system_cmd_ti_06(N) Start...\n"
@@ -111,25 +111,25 @@ static const command_row rows[] = {
 	{ "device init", [] { return _hci_func_gap_device_init(); }, INIT_SENT,
 	  STATUS("00", "00") " | " INIT_DONE, 0, "_hci_func_gap_device_init(N) Start...\n" },
 	{ "device init, second event refuses", [] { return _hci_func_gap_device_init(); },
-	  INIT_SENT, STATUS("00", "00") " | 04 FF 03 00 06 0C", 0x0C,
+	  INIT_SENT, STATUS("00", "00") " | 04 FF 03 00 06 01", 1,
 	  "_hci_func_gap_device_init(N) Start...\n"
-	  "_hci_func_gap_device_init(N) HCI event2 error code = 0xc\n" },
+	  "_hci_func_gap_device_init(N) HCI event2 error code = 0x1\n" },
 	{ "make discoverable", [] { return _hci_func_gap_make_discoverable(); },
 	  "01 06 FE 0A 03 00 00 00 00 00 00 00 07 00", STATUS("00", "06") " | 04 FF 03 03 06 00", 0,
 	  "_hci_func_gap_make_discoverable(N) Start...\n" },
 	{ "make discoverable, refused: no second event is awaited",
 	  [] { return _hci_func_gap_make_discoverable(); },
-	  "01 06 FE 0A 03 00 00 00 00 00 00 00 07 00", STATUS("12", "06"), 0x12,
+	  "01 06 FE 0A 03 00 00 00 00 00 00 00 07 00", STATUS("01", "06"), 1,
 	  "_hci_func_gap_make_discoverable(N) Start...\n"
-	  "_hci_func_gap_make_discoverable(N) HCI event1 error code = 0x12\n" },
+	  "_hci_func_gap_make_discoverable(N) HCI event1 error code = 0x1\n" },
 	{ "advertising data", [] { return _hci_func_gap_update_advertising_data(payload); },
 	  "01 07 FE 20 01 1E " PAYLOAD, STATUS("00", "07") " | 04 FF 04 02 06 00 01", 0,
 	  "_hci_func_gap_update_advertising_data(N) Start...\n" },
 	{ "advertising data, refused",
 	  [] { return _hci_func_gap_update_advertising_data(payload); },
-	  "01 07 FE 20 01 1E " PAYLOAD, STATUS("02", "07"), 2,
+	  "01 07 FE 20 01 1E " PAYLOAD, STATUS("01", "07"), 1,
 	  "_hci_func_gap_update_advertising_data(N) Start...\n"
-	  "_hci_func_gap_update_advertising_data(N) HCI event1 error code = 0x2\n" },
+	  "_hci_func_gap_update_advertising_data(N) HCI event1 error code = 0x1\n" },
 	{ "end discoverable", [] { return _hci_func_gap_end_discoverable(); }, "01 08 FE 00",
 	  STATUS("00", "08") " | 04 FF 03 04 06 00", 0,
 	  "_hci_func_gap_end_discoverable(N) Start...\n" },
@@ -137,9 +137,9 @@ static const command_row rows[] = {
 	  [] { return _hci_func_gap_end_discoverable(); }, "01 08 FE 00", STATUS("12", "08"), 0,
 	  "_hci_func_gap_end_discoverable(N) Start...\n" },
 	{ "end discoverable: another refusal is one",
-	  [] { return _hci_func_gap_end_discoverable(); }, "01 08 FE 00", STATUS("11", "08"), 0x11,
+	  [] { return _hci_func_gap_end_discoverable(); }, "01 08 FE 00", STATUS("01", "08"), 1,
 	  "_hci_func_gap_end_discoverable(N) Start...\n"
-	  "_hci_func_gap_end_discoverable(N) HCI event1 error code = 0x11\n" },
+	  "_hci_func_gap_end_discoverable(N) HCI event1 error code = 0x1\n" },
 	{ "end discoverable: 0x12 in the second event is a refusal",
 	  [] { return _hci_func_gap_end_discoverable(); }, "01 08 FE 00",
 	  STATUS("00", "08") " | 04 FF 03 04 06 12", 0x12,
@@ -175,20 +175,23 @@ static const struct {
 	const char *answer;
 	const char *traced;
 } received[] = {
-	{ [] { return _hci_func_gap_set_param(1, 2); }, STATUS("12", "30"),
+	{ [] { return _hci_func_gap_set_param(1, 2); }, STATUS("01", "30"),
 	  "_hci_func_gap_set_param(N) Start...\n"
 	  "_hci_func_gap_set_param(N) id=1, val=2\n"
-	  "_hci_func_gap_set_param(N) HCI error code = 0x12\n" },
-	{ [] { return _hci_func_gap_get_param(1, event); }, STATUS("02", "31"),
+	  "_hci_func_gap_set_param(N) HCI error code = 0x1\n" },
+	{ [] { return _hci_func_gap_get_param(1, event); }, STATUS("01", "31"),
 	  "_hci_func_gap_get_param(N) Start...\n"
 	  "_hci_func_gap_get_param(N) id=1\n"
-	  "_hci_func_gap_get_param(N) HCI error code = 0x2\n" },
+	  "_hci_func_gap_get_param(N) HCI error code = 0x1\n" },
+	{ [] { return _hci_func_gap_set_param(1, 2); }, STATUS("00", "30"),
+	  "_hci_func_gap_set_param(N) Start...\n"
+	  "_hci_func_gap_set_param(N) id=1, val=2\n" },
 	{ [] { return _hci_func_gap_end_discoverable(); }, STATUS("12", "08"),
 	  "_hci_func_gap_end_discoverable(N) Start...\n"
 	  "_hci_func_gap_end_discoverable(N) HCI event1 error code = 0x12\n" },
-	{ [] { return _hci_func_gap_end_discoverable(); }, STATUS("11", "08"),
+	{ [] { return _hci_func_gap_end_discoverable(); }, STATUS("01", "08"),
 	  "_hci_func_gap_end_discoverable(N) Start...\n"
-	  "_hci_func_gap_end_discoverable(N) HCI event1 error code = 0x11\n" },
+	  "_hci_func_gap_end_discoverable(N) HCI event1 error code = 0x1\n" },
 };
 
 TEST_F(TiCommands, SomeErrorsAreTracedWithWhatIsReceived)
