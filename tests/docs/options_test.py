@@ -1,0 +1,132 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Every option and command that a program's help has stands in its page, and the other way.
+
+usage: options_test.py BUILD, inside tools/sandbox
+"""
+
+import pathlib
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+import time
+
+from project import ROOT, finish
+
+BUILD = pathlib.Path(sys.argv[1]).resolve()
+
+# The mdoc macros that end a list of words behind Fl or Cm.
+MACROS = set("Ar Cm Dl Dq Fl It Nm Ns Oc Oo Op Pa Pq Sq Sx Xr Li Em Ql".split())
+# Stands in a page, and is nothing that a help could list: where it comes from.
+PAGE_ONLY = {"h": "the short form of --help"}
+
+OPTION = re.compile(r"(?<![\w-])--([a-z][a-z-]*)")
+WORD = re.compile(r"^[a-z][a-z0-9]*(?:-[a-z0-9]+)*$")
+
+
+def run(*command):
+    return subprocess.run(
+        [str(part) for part in command], capture_output=True, text=True, timeout=20, check=True
+    ).stdout
+
+
+def page_words(page, section=None):
+    """The options and the command words of a page, or of one of its sections."""
+    options, words, here = set(), set(), None
+    for line in page.read_text().replace("\\\n", "").splitlines():
+        if line.startswith(".Sh"):
+            here = line.removeprefix(".Sh").strip().strip('"')
+        if not line.startswith(".") or line.startswith('.\\"') or section not in (None, here):
+            continue
+        kind = None
+        for token in shlex.split(line[1:]):
+            if token in MACROS:
+                kind = token
+            elif kind == "Fl":
+                options.update([token.lstrip("-")] if token.startswith("-") else [])
+            elif kind == "Cm" and WORD.match(token):
+                words.add(token)
+    return options, words
+
+
+def help_options(text):
+    return set(OPTION.findall(text))
+
+
+def left_column(text):
+    """The words in front of the explanation of each indented line."""
+    words = set()
+    for line in text.splitlines():
+        if line.startswith("  ") and line.strip():
+            column = re.split(r"  +", line.strip())[0]
+            column = re.sub(r" [A-Z]+ .*", "", column)  # a long one runs into its explanation
+            words.update(w for w in re.split(r"[ |\[\],]+", column) if WORD.match(w))
+    return words
+
+
+def compare(program, what, helped, paged, all_help):
+    for word in sorted(helped - paged):
+        yield f"{program}: the page does not have the {what} {word}"
+    for word in sorted(paged - helped):
+        if word not in PAGE_ONLY and not re.search(rf"(?<![\w-]){word}(?![\w-])", all_help):
+            yield f"{program}: the help does not have the {what} {word}"
+
+
+def client_faults():
+    client, page = BUILD / "vorlinctl", ROOT / "docs" / "vorlinctl.1"
+    text = run(client, "--help")
+    commands = re.findall(r"^  ([a-z]+) +\S", text.split("Commands")[1].split("\n\n")[0], re.M)
+    if len(commands) < 5:
+        yield "vorlinctl: its help lists no commands"
+    words = set(commands)
+    for command in commands:
+        more = run(client, "help", command)
+        usage = more.splitlines()[0].removeprefix(f"Usage: vorlinctl {command}")
+        words.update(w for w in re.split(r"[ |\[\]]+", usage) if WORD.match(w))
+        words |= left_column(more)
+        text += more
+    options, paged = page_words(page)
+    yield from compare("vorlinctl", "option", help_options(text), options, text)
+    yield from compare("vorlinctl", "word", words, paged, text)
+
+
+def control_help():
+    with tempfile.TemporaryDirectory() as scratch:
+        socket = pathlib.Path(scratch) / "socket"
+        simulator = subprocess.Popen(
+            [BUILD / "vorlin-sim", "--control", socket, "--quiet", "--seconds", "20"],
+            stdout=subprocess.DEVNULL,
+        )
+        try:
+            while not socket.exists() and simulator.poll() is None:
+                time.sleep(0.02)
+            return run(BUILD / "vorlin-sim", "control", socket, "help")
+        finally:
+            simulator.terminate()
+            simulator.wait()
+
+
+def simulator_faults():
+    program, page = BUILD / "vorlin-sim", ROOT / "docs" / "vorlin-sim.1"
+    text = run(program, "--help")
+    options = help_options(text)
+    yield from compare("vorlin-sim", "option", options, page_words(page)[0], text)
+
+    faults, control = run(program, "--help=faults"), control_help()
+    quirks = run(program, "--help=quirks")
+    fault_words = left_column(faults) | set(re.findall(r"\b([a-z]+)=", faults))
+    sections = (
+        ("DESCRIPTION", left_column(quirks), text + quirks + control),
+        ("FAULTS", fault_words, faults),
+        ("CONTROL COMMANDS", left_column(control), control),
+    )
+    for section, helped, whole in sections:
+        yield from compare("vorlin-sim", "word", helped, page_words(page, section)[1], whole)
+    for part, found in (("faults", fault_words), ("control help", left_column(control))):
+        if len(found) < 5:
+            yield f"vorlin-sim: its {part} list nothing"
+
+
+finish([*client_faults(), *simulator_faults()])
