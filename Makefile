@@ -7,12 +7,12 @@ all:
 	cmake --preset dev -DVORLIND_TESTS=OFF
 	cmake --build --preset dev
 
-test demo coverage mutants fuzz soak cross ap:
+test demo coverage mutants fuzz soak cross ap docs:
 	./run $@
 
 # Only the tracked files: what else lies around is nobody's business.
 SOURCES = $$(git ls-files '*.cpp' '*.h')
-SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -v tools/mutants)
+SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -vx -e tools/mutants -e tools/sequences)
 
 format:
 	clang-format -i $(SOURCES)
@@ -25,6 +25,12 @@ analyse:
 	cmake --preset dev
 	tools/analyse build
 
+# What is made and committed: the record of the line, and a picture of the beacons on the air.
+docs: all
+	tools/sandbox tools/sequences build >docs/controllers.md.new
+	mv docs/controllers.md.new docs/controllers.md
+	tools/sandbox tools/demo $(CURDIR)/build ti-08 3 $(CURDIR)/docs/live-view.svg
+
 install:
 	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 	cmake --build --preset release
@@ -33,4 +39,4 @@ install:
 clean:
 	rm -rf build build-*
 
-.PHONY: all test demo coverage mutants mutants fuzz soak cross ap format check analyse install clean
+.PHONY: all test demo docs coverage mutants mutants fuzz soak cross ap format check analyse install clean
