@@ -32,13 +32,17 @@ def run(*command):
     ).stdout
 
 
-def page_words(page, section=None):
-    """The options and the command words of a page, or of one of its sections."""
-    options, words, here = set(), set(), None
+def page_words(page, section=None, command=None):
+    """The options and the command words of a page, of one section, or of one command there."""
+    options, words, here, told = set(), set(), None, command is None
     for line in page.read_text().replace("\\\n", "").splitlines():
         if line.startswith(".Sh"):
             here = line.removeprefix(".Sh").strip().strip('"')
-        if not line.startswith(".") or line.startswith('.\\"') or section not in (None, here):
+        if command and line.startswith((".It", ".Sh", ".Ss")):
+            told = line.startswith(f".It Cm {command}")
+        if not line.startswith(".") or line.startswith('.\\"') or not told:
+            continue
+        if section not in (None, here):
             continue
         kind = None
         for token in shlex.split(line[1:]):
@@ -70,7 +74,8 @@ def compare(program, what, helped, paged, all_help):
     for word in sorted(helped - paged):
         yield f"{program}: the page does not have the {what} {word}"
     for word in sorted(paged - helped):
-        if word not in PAGE_ONLY and not re.search(rf"(?<![\w-]){word}(?![\w-])", all_help):
+        spelled = f"--{word}" if what == "option" else word
+        if word not in PAGE_ONLY and not re.search(rf"(?<![\w-]){spelled}(?![\w-])", all_help):
             yield f"{program}: the help does not have the {what} {word}"
 
 
@@ -80,16 +85,17 @@ def client_faults():
     commands = re.findall(r"^  ([a-z]+) +\S", text.split("Commands")[1].split("\n\n")[0], re.M)
     if len(commands) < 5:
         yield "vorlinctl: its help lists no commands"
-    words = set(commands)
-    for command in commands:
-        more = run(client, "help", command)
-        usage = more.splitlines()[0].removeprefix(f"Usage: vorlinctl {command}")
-        words.update(w for w in re.split(r"[ |\[\]]+", usage) if WORD.match(w))
-        words |= left_column(more)
-        text += more
-    options, paged = page_words(page)
-    yield from compare("vorlinctl", "option", help_options(text), options, text)
-    yield from compare("vorlinctl", "word", words, paged, text)
+    helps = {command: run(client, "help", command) for command in commands}
+    everything = text + "".join(helps.values())
+    for command, more in helps.items():
+        usage = more.splitlines()[0].removeprefix("Usage: vorlinctl ")
+        words = left_column(more) | {w for w in re.split(r"[ |\[\]]+", usage) if WORD.match(w)}
+        options, paged = page_words(page, "COMMANDS", command)
+        yield from compare(f"vorlinctl {command}", "option", help_options(more), options, everything)
+        yield from compare(f"vorlinctl {command}", "word", words, paged, everything)
+    options, words = page_words(page)
+    yield from compare("vorlinctl", "option", help_options(text), options, everything)
+    yield from compare("vorlinctl", "word", set(commands), words, everything)
 
 
 def control_help():
