@@ -4,7 +4,7 @@
 
 #include "client/perform.h"
 
-/* "start", "stop" or "restart": when such a task has come to its end. */
+/* "start", "stop" or "restart": the function that says when such a task has come to its end. */
 bool (*settled_by(const char *action))(const ble_segment *segment);
 
 /* What has become of a beacon task; a complaint unless all is well. */

@@ -23,7 +23,7 @@ struct command {
 
 extern const command commands[]; /* ends with a null name */
 
-const command *find_command(const char *name);
+const command *find_command(const char *name); /* null: there is none */
 
 /* What --help says, and what "help NAME" says. */
 void print_help();
@@ -41,6 +41,7 @@ bool take_option(request *r, const char *option, const char **value);
 /* "15" -> 15000 milliseconds, up to a day; 0 for anything else. */
 int64_t read_seconds(const char *text);
 
+/* Carry out the command, its complaint included, and how vorlinctl then ends. */
 exit_status run_status(request *r);
 exit_status run_wait(request *r);
 exit_status run_beacon(request *r);

@@ -23,6 +23,7 @@ const text_field *find_field(const text_field *fields, const char *name, size_t 
 
 /* The text of a field as it stands at `base`, which need not be terminated: into FIELD_TEXT. */
 char *field_text(const text_field *field, const void *base, char *text);
+/* The same for `width` characters at `field`; both return `text`. */
 char *bounded_text(const char *field, size_t width, char *text);
 
 /* Put text that fits into a field at `base`, filled up with zeros; a full one has no NUL. */
@@ -34,12 +35,13 @@ void clear_entry(beacon_entry *entry, int number);
 /* Whether the daemon counts the entry as a beacon to advertise. */
 bool is_active(const beacon_entry *entry);
 
-/* "0123..." -> "01234567-89AB-..."; text that is no UUID stays as it is. */
+/* "0123..." -> "01234567-89AB-..." in `text` (FIELD_TEXT); text that is no UUID stays as it is. */
 char *hyphenated(const char *uuid, char *text);
 
-/* With '?' for each character that might upset a terminal. */
+/* In place, with '?' for each character that might upset a terminal; returns `text`. */
 char *printable(char *text);
 
 /* A whole number of decimal digits, at most `limit`: false for anything else. */
 bool read_number(const char *text, unsigned limit, unsigned *number);
+/* Exactly so many hexadecimal digits, and nothing behind them. */
 bool is_hexadecimal(const char *text, size_t digits);

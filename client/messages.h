@@ -30,6 +30,7 @@ void messages_stop(messages *m);
  * (null: any warning), for an attach event or the start-up may have warned as well.
  */
 void messages_take(messages *m, FILE *results, const char *failure, outcome *end);
+/* Close what messages_begin has opened. */
 void messages_end(messages *m);
 
 /* One message's part of the outcome: true when it is a result. */

@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-/* "vorlinctl: ..." and a line end, to stderr. */
+/* "vorlinctl: ..." and a line end, to stderr; a printf format without one. */
 void complain(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 /*

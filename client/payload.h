@@ -15,6 +15,7 @@ struct beacon_payload {
 /* As the daemon builds it: text that is no number counts as 0, no power as -56 dBm. */
 beacon_payload payload_of(const ble_record *record, const beacon_entry *entry);
 
+/* What the payload says: 0 to 65535. */
 unsigned payload_major(const beacon_payload *payload);
 unsigned payload_minor(const beacon_payload *payload);
 int payload_power(const beacon_payload *payload); /* dBm at one metre */

@@ -38,9 +38,9 @@ exit_status open_for(session *s, const request *r, int64_t usual_timeout);
  */
 exit_status perform(session *s, const task *t, bool json, outcome *end);
 
-/* Change the record under the lock, without a command. */
+/* Change the record under the lock, without a command. EXIT_USAGE: `edit` would not. */
 exit_status change_record(session *s, bool (*edit)(ble_record *record, void *context),
 			  void *context);
 
-/* Open, perform, close. */
+/* Open, perform, close: how the last of them ended that was reached. */
 exit_status perform_request(const request *r, const task *t, outcome *end);

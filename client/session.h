@@ -29,11 +29,11 @@ enum session_state {
 	SESSION_FOREIGN, /* what is there is not vorlind's */
 };
 session_state session_try(session *s);
-const char *session_reason(session_state state);
+const char *session_reason(session_state state); /* a line for the user */
 
 /* The same with a complaint. The daemon has `milliseconds` from now on for whatever follows. */
 exit_status session_open(session *s, int64_t milliseconds);
-void session_close(session *s);
+void session_close(session *s); /* also one that did not open */
 
 /* Whether the daemon still runs. */
 bool session_alive(const session *s);

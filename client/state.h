@@ -12,8 +12,10 @@ struct state { /* a copy, for the daemon goes on writing */
 	ble_segment segment;
 };
 
+/* Copy the segment as it stands. */
 void take_state(state *s, const ble_segment *live, pid_t daemon);
 
+/* "available", "start", ...; a number that has no name is "unknown". */
 const char *status_name(uint32_t status);
 const char *action_name(uint32_t action);
 
@@ -26,6 +28,7 @@ bool has_active_beacon(const ble_record *record);
 /* Whether the attached controller is one of TI's: its refusals are then the vendor's own. */
 bool is_ti(const ble_segment *segment);
 
+/* For people; beacons by their index from 0. */
 void print_state(FILE *out, const state *s, bool with_payload);
 void print_beacons(FILE *out, const ble_record *record, bool with_payload);
 void print_beacon(FILE *out, const ble_record *record, size_t i);

@@ -41,21 +41,29 @@ enum : int32_t { /* the option of bleipc_semget and bleipc_shmget */
 };
 // clang-format on
 
-/* The identifier, or -1. A created semaphore gets `value`; an existing one keeps its own. */
+/*
+ * All of these set `bleipc_errno`, and all but shmat return -1 for what the kernel refuses. The
+ * identifier, noted in the handle with the key; a created semaphore gets `value`, an existing
+ * one keeps its own.
+ */
 int32_t bleipc_semget(bleipc_sem *sem, uint32_t key, int32_t value, int32_t option);
-int32_t bleipc_setval(bleipc_sem *sem, int32_t value);
-int32_t bleipc_getval(bleipc_sem *sem); /* the value, or -1 */
+int32_t bleipc_setval(bleipc_sem *sem, int32_t value); /* 0 or -1 */
+int32_t bleipc_getval(bleipc_sem *sem);                /* the value, or -1 */
 
 /* Take the lock, waiting as long as it takes: 0 or -1. The kernel gives a dead owner's back. */
 int32_t bleipc_dolock(bleipc_sem *sem);
-int32_t bleipc_unlock(bleipc_sem *sem);
-int32_t bleipc_semctl(bleipc_sem *sem, int32_t command); /* acts on IPC_RMID only */
+int32_t bleipc_unlock(bleipc_sem *sem); /* 0 or -1; does not ask who holds it */
 
-/* The identifier, or -1. */
+/* Acts on IPC_RMID only, and forgets the identifier: 0 or -1; 0 for any other command. */
+int32_t bleipc_semctl(bleipc_sem *sem, int32_t command);
+
+/* The identifier, or -1. `size` bytes, zeroed; an existing segment keeps its own. */
 int32_t bleipc_shmget(bleipc_shm *shm, uint32_t key, uint32_t size, int32_t option);
 int32_t bleipc_shmat(bleipc_shm *shm); /* 1, or -1 for a null address */
-int32_t bleipc_shmdt(bleipc_shm *shm);
-int32_t bleipc_shmctl(bleipc_shm *shm, int32_t command); /* acts on IPC_RMID only */
+int32_t bleipc_shmdt(bleipc_shm *shm); /* 0 or -1; `addr` is null after both */
+
+/* As bleipc_semctl: the segment is gone when the last process has detached it. */
+int32_t bleipc_shmctl(bleipc_shm *shm, int32_t command);
 
 /*
  * Create the semaphore and the segment, or take over what a crashed daemon left, and set

@@ -7,5 +7,5 @@
 /* Install the four handlers and fill ble_sig_set: 0, or -1 after messages to stderr. */
 int32_t system_data_init();
 
-/* Write the default settings; opt is left alone. */
+/* Write the default settings, the address from the manufacturing data; opt is left alone. */
 void ble_data_init();

@@ -10,7 +10,10 @@
  */
 int32_t is_daemon_exist(const char *name);
 
-/* Signal the first process that pidof lists for `name`: 0 sent, -1 could not ask. */
+/*
+ * Signal the first process that pidof lists for `name`: 0 sent, -1 could not ask. Nobody of that
+ * name: 0 too, and the signal goes to the own process group.
+ */
 int32_t send_signal_to_process(const char *name, int sig_num);
 
 /* Write the own process id, without newline: 0, or -1 when `path` cannot be opened. */

@@ -12,6 +12,7 @@ extern volatile sig_atomic_t flag_uevent_change; /* SIGUSR2: a controller came o
 /* SIGUSR1 and SIGUSR2: blocked while the serial reader waits for the controller. */
 extern sigset_t ble_sig_set;
 
+/* The handlers: trace `signo` and set the flag, nothing else. */
 void signal_daemon_quit(int signo);
 void signal_usr1(int signo);
 void signal_usr2(int signo);

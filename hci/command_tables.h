@@ -14,7 +14,11 @@ extern const int32_t BLE_HCI_SUPPORT_VERSION[4]; /* 6, 8, 11, then 0 for the end
 extern int32_t hci_ver_index; /* slot in force; -1: an unsupported manufacturer answered */
 extern int32_t ble_used_chip; /* 0 unknown, 1 TI 06, 2 TI 08, 3 Qualcomm */
 
-/* Results of all entries: 0; -1 not sent, or no valid event; a positive HCI status. */
+/*
+ * Results of all entries: 0; -1 not sent, or no valid event; a positive HCI status. What the
+ * arguments mean stands with the functions of each controller. An event buffer receives the
+ * whole event; its size is in its name.
+ */
 extern int32_t (*const func_reset_system_cmd[4])(uint8_t type); /* 0 hard, 1 soft */
 extern int32_t (*const func_read_local_version_information[4])(uint8_t *event15);
 extern int32_t (*const func_read_bd_addr[4])(uint8_t *event13);

@@ -25,9 +25,13 @@ int32_t _hci_func_le_set_advertising_parameters(uint32_t baseband_slot_interval)
 /* Power level in dBm, signed, at 7. */
 int32_t _hci_func_le_read_advertising_channel_tx_power(uint8_t *event8);
 
+/* Thirty bytes of payload; the packet's 31st is 0. */
 int32_t _hci_func_le_set_advertising_data(const uint8_t *data30);
-int32_t _hci_func_le_set_advertise_enable(uint8_t enable);
+int32_t _hci_func_le_set_advertise_enable(uint8_t enable); /* 0 off, 1 on */
+
+/* Channel 0 to 39, 2402 MHz and up in steps of 2; none of the three is checked here. */
 int32_t _hci_func_le_receiver_test(uint8_t channel);
+/* The same; `length` bytes a packet, and the number of their pattern. */
 int32_t _hci_func_le_transmitter_test(uint8_t channel, uint8_t length, uint8_t data);
 
 /* Number of received packets at 7-8, low byte first. */

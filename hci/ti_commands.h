@@ -15,7 +15,10 @@ int32_t _hci_func_ext_set_tx_power_cmd_08(const char *power_index);
 /* Twelve hexadecimal digits, most significant pair first. */
 int32_t _hci_func_set_bdaddr_ti(const char *address);
 
-/* A mode other than 0 asks for the revision and sends no value. */
+/*
+ * A mode other than 0 asks for the revision and sends no value; 0 sets the user revision. User
+ * revision at 8-9, system revision at 10-11, low byte first.
+ */
 int32_t _hci_func_ext_build_revision_cmd(int32_t mode, uint16_t value, uint8_t *event12);
 
 /* Type 0 hard, 1 soft; waits 100 ms after the answer. */
@@ -28,5 +31,6 @@ int32_t _hci_func_gap_make_discoverable();
 int32_t _hci_func_gap_end_discoverable(); /* not discoverable to begin with: success */
 int32_t _hci_func_gap_update_advertising_data(const uint8_t *data30);
 
+/* Neither id nor value is checked here. What is got: value at 9-10, low byte first. */
 int32_t _hci_func_gap_set_param(uint8_t id, uint16_t value);
 int32_t _hci_func_gap_get_param(uint8_t id, uint8_t *event11);

@@ -15,7 +15,10 @@ const char *copy_field(char *text, const char *field, size_t width);
 /* Store a text and its NUL in a field of `width`, cut if it does not fit, the rest zero. */
 void set_field(char *field, size_t width, const char *text);
 
-/* The number, 0 for an empty text, -1 if any character is not a digit (a sign as well). */
+/*
+ * The number, 0 for an empty text, -1 if any character is not a digit (a sign as well). One
+ * that has more than 32 bits is cut to them.
+ */
 int32_t is_decimal_text(const char *text);
 
 /*
@@ -27,7 +30,7 @@ int32_t hex_to_bytes(uint8_t *out, const char *text, int32_t count);
 /* Between text order and the controller's: six bytes reversed in place. */
 void reverse_addr_bytes(uint8_t *addr);
 
-/* Copy `src` to `dst` without any `ch`; both may be the same buffer. */
+/* Copy `src` to `dst`, which holds as much, without any `ch`; both may be the same buffer. */
 void remove_char(char ch, const char *src, char *dst);
 
 /* 32 digits as 8-4-4-4-12 into `dst`, which holds 37: 0, or -1 for any other length. */
