@@ -117,8 +117,6 @@ def main():
     unused = dict(entries)
     count = 0
     for path in code_files(DAEMON):
-        if path.suffix != ".cpp":
-            continue
         for line, text, fault in messages(path):
             count += 1
             if text is not None:

@@ -19,8 +19,6 @@ BUILD = pathlib.Path(sys.argv[1]).resolve()
 
 # The mdoc macros that end a list of words behind Fl or Cm.
 MACROS = set("Ar Cm Dl Dq Fl It Nm Ns Oc Oo Op Pa Pq Sq Sx Xr Li Em Ql".split())
-# Stands in a page, and is nothing that a help could list: where it comes from.
-PAGE_ONLY = {"h": "the short form of --help"}
 
 OPTION = re.compile(r"(?<![\w-])--([a-z][a-z-]*)")
 WORD = re.compile(r"^[a-z][a-z0-9]*(?:-[a-z0-9]+)*$")
@@ -75,7 +73,7 @@ def compare(program, what, helped, paged, all_help):
         yield f"{program}: the page does not have the {what} {word}"
     for word in sorted(paged - helped):
         spelled = f"--{word}" if what == "option" else word
-        if word not in PAGE_ONLY and not re.search(rf"(?<![\w-]){spelled}(?![\w-])", all_help):
+        if not re.search(rf"(?<![\w-]){spelled}(?![\w-])", all_help):
             yield f"{program}: the help does not have the {what} {word}"
 
 
