@@ -89,8 +89,9 @@ def client_faults():
         usage = more.splitlines()[0].removeprefix("Usage: vorlinctl ")
         words = left_column(more) | {w for w in re.split(r"[ |\[\]]+", usage) if WORD.match(w)}
         options, paged = page_words(page, "COMMANDS", command)
-        yield from compare(f"vorlinctl {command}", "option", help_options(more), options, everything)
-        yield from compare(f"vorlinctl {command}", "word", words, paged, everything)
+        whose = f"vorlinctl {command}"
+        yield from compare(whose, "option", help_options(more), options, everything)
+        yield from compare(whose, "word", words, paged, everything)
     options, words = page_words(page)
     yield from compare("vorlinctl", "option", help_options(text), options, everything)
     yield from compare("vorlinctl", "word", set(commands), words, everything)

@@ -52,7 +52,8 @@ def function_faults():
             seen.add(function)
             lines = last - first + 1
             if lines > FUNCTION_LINES and function not in LONG_FUNCTIONS:
-                yield f"{name(path)}:{first}: {function} has {lines} lines, more than {FUNCTION_LINES}"
+                where = f"{name(path)}:{first}"
+                yield f"{where}: {function} has {lines} lines, more than {FUNCTION_LINES}"
     for function in ("main", "read_hci_event", "do_beacon_advertising", "print_help"):
         if function not in seen:
             yield f"the counter does not see {function}()"
