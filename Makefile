@@ -25,7 +25,8 @@ analyse:
 	cmake --preset dev
 	tools/analyse build
 
-# What is made and committed: the record of the line, and a picture of the beacons on the air.
+# What is made and committed: the record of the line, which comes out the same, and a picture of
+# the beacons on the air, which never does.
 docs: all
 	tools/sandbox tools/sequences build >docs/controllers.md.new
 	mv docs/controllers.md.new docs/controllers.md
