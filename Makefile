@@ -7,7 +7,7 @@ all:
 	cmake --preset dev -DVORLIND_TESTS=OFF
 	cmake --build --preset dev
 
-test demo coverage mutants fuzz soak cross ap docs:
+test demo coverage mutants fuzz soak cross ap:
 	./run $@
 
 # Only the tracked files: what else lies around is nobody's business.
@@ -40,4 +40,4 @@ install:
 clean:
 	rm -rf build build-*
 
-.PHONY: all test demo docs coverage mutants mutants fuzz soak cross ap format check analyse install clean
+.PHONY: all test demo docs coverage mutants fuzz soak cross ap format check analyse install clean
