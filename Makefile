@@ -7,7 +7,7 @@ all:
 	cmake --preset dev -DVORLIND_TESTS=OFF
 	cmake --build --preset dev
 
-test demo coverage mutants fuzz soak cross ap:
+test demo coverage mutants fuzz soak cross ap package:
 	./run $@
 
 # Only the tracked files: what else lies around is nobody's business.
@@ -37,7 +37,13 @@ install:
 	cmake --build --preset release
 	DESTDIR=$(DESTDIR) cmake --install build-release
 
+# The packages for Debian, in build-release/.
+package:
+	cmake --preset release -DCMAKE_INSTALL_PREFIX=/usr -DVORLIND_DEVICE_LIBS=
+	cmake --build --preset release
+	cpack --config build-release/CPackConfig.cmake -B build-release
+
 clean:
 	rm -rf build build-*
 
-.PHONY: all test demo docs coverage mutants fuzz soak cross ap format check analyse install clean
+.PHONY: all test demo package docs coverage mutants fuzz soak cross ap format check analyse install clean

@@ -1,0 +1,169 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# The init scripts start, stop and reload the daemon, with its settings. Run in tools/sandbox.
+# usage: service_test.sh BUILD busybox|openwrt SHELL...
+
+set -u
+here=$(dirname "$(readlink -f "$0")")
+build=$1
+manager=$2
+shift 2
+# shellcheck source=tests/packaging/stage.sh
+. "$here/stage.sh"
+command -v "$1" >/dev/null || skip "there is no $1"
+lay_over daemon client "$manager"
+
+# settings MINOR...: these beacons and no others, as this manager keeps them.
+case $manager in
+busybox)
+	settings()
+	{
+		number=0
+		echo 'beacon clear all'
+		for minor in "$@"; do
+			number=$((number + 1))
+			echo "beacon $number --uuid random --minor $minor on"
+		done
+		echo start
+	} >/etc/vorlind/beacons
+	service()
+	{
+		"$shell" ${applet+"$applet"} /etc/init.d/S60vorlind "$1"
+	}
+	;;
+openwrt)
+	cp "$here/rc.common" /etc/rc.common
+	settings()
+	{
+		number=0
+		printf "config radio 'radio'\n\toption interval '150'\n"
+		for minor in "$@"; do
+			number=$((number + 1))
+			printf "config beacon\n\toption number '%s'\n\toption enabled '1'\n" $number
+			printf "\toption uuid 'random'\n\toption minor '%s'\n" "$minor"
+		done
+	} >/etc/config/vorlind
+	service()
+	{
+		"$shell" ${applet+"$applet"} /etc/rc.common /etc/init.d/vorlin "$1"
+	}
+	;;
+esac
+shell=$1
+[ $# -lt 2 ] || applet=$2
+
+# The shipped example is taken as it is: no beacon is on.
+hotplug=/usr/libexec/vorlind/hotplug
+if [ "$manager" = openwrt ]; then
+	hotplug=/etc/hotplug.d/tty/50-vorlind
+	cp -r /etc/config $scratch/config
+	"$shell" ${applet+"$applet"} -c ". /dev/stdin; settings_text" >$scratch/shipped <<-END
+		action=none
+		$(sed '/^script=/,$d' /etc/rc.common)
+		. /etc/init.d/vorlin
+	END
+	grep -qx 'set interval 100' $scratch/shipped && grep -qx 'stop' $scratch/shipped ||
+		fail "the shipped configuration becomes: $(cat $scratch/shipped)"
+	service triggers
+	grep -qx vorlind /run/procd/triggers || fail 'a changed configuration does not reload'
+fi
+
+event()
+{
+	ACTION=$1 DEVNAME=$2 "$shell" ${applet+"$applet"} $hotplug
+}
+
+### A process of the name that is not ready for the signal: it would die of it.
+mkdir -p $scratch/early
+cp "$(command -v sleep)" $scratch/early/vorlind
+$scratch/early/vorlind 60 &
+early=$!
+within 5 pidof vorlind >/dev/null
+event add ttyUSB0
+sleep 0.3
+kill -0 $early 2>/dev/null || fail 'an attach event ends a daemon that is just starting'
+kill $early
+wait $early 2>/dev/null
+
+if [ "$manager" = busybox ]; then
+	service status >/dev/null
+	[ $? = 3 ] || fail 'the status of a stopped daemon is not 3'
+	service nonsense 2>/dev/null
+	[ $? = 2 ] || fail 'an unknown action is not refused'
+fi
+service reload >/dev/null 2>&1
+[ "$(daemons)" = 0 ] || fail 'a reload starts a stopped daemon'
+
+### Start
+plug_in
+settings 11 12
+service start || fail 'start fails'
+within 20 on_air 11 && within 5 on_air 12 || fail 'the two beacons are not on the air'
+[ "$(daemons)" = 1 ] || fail "there are $(daemons) daemons"
+daemon=$(pidof vorlind)
+[ "$(readlink "/proc/$daemon/cwd")" = / ] || fail 'the daemon does not run in /'
+[ "$(cat "/proc/$daemon/comm")" = vorlind ] || fail 'the daemon has another name'
+messages=$(readlink "/proc/$daemon/fd/2")
+[ "$messages" = /run/vorlind/messages ] || fail "the messages go to $messages"
+grep -qx 'Start vorlind daemon...' "$messages" || fail 'the messages do not begin with the start'
+vorlinctl show version | grep -q '^BLE configuration utility' || fail 'vorlinctl hears no answer'
+if [ "$manager" = busybox ]; then
+	service start | grep -q 'runs already' || fail 'a second start does not say that it runs'
+	[ "$(pidof vorlind)" = "$daemon" ] || fail 'a second start changes the daemon'
+	service status | grep -q '^status *3 advertising' || fail 'the status is not told'
+else
+	grep -qx 'set interval 150' /run/procd/../vorlind/settings || fail 'the interval is lost'
+fi
+
+### The messages stay short
+head -c 70000 /dev/zero >>"$messages"
+vorlinctl raw nonsense >/dev/null 2>&1
+kill -0 "$daemon" || fail 'a full file of messages ends the daemon'
+[ "$(stat -c %s "$messages")" = $((70000 + $(tr -d '\0' <"$messages" | wc -c))) ] ||
+	fail 'the size of the file cannot be explained'
+grep -qa 'user_cmd_change' "$messages" && fail 'a full file grows'
+
+### Reload
+settings 13
+service reload || fail 'reload fails'
+within 10 on_air 13 || fail 'the new beacon is not on the air'
+on_air 11 && fail 'the old beacon is on the air still'
+[ "$(pidof vorlind)" = "$daemon" ] || fail 'a reload changes the daemon'
+[ "$(stat -c %s "$messages")" -lt 32768 ] || fail 'a reload does not empty the full file'
+vorlinctl raw nonsense >/dev/null 2>&1
+grep -qa 'user_cmd_change' "$messages" || fail 'nothing is written into the emptied file'
+
+### A controller that goes and comes
+vorlinctl stop
+pull_out
+event change /dev/ttyMSM1
+event remove /dev/ttyS0
+sleep 0.5
+has_status available || fail 'an event that is no concern of it reaches the daemon'
+event remove ttyMSM1
+within 10 has_status none || fail 'the loss of the controller is not told'
+service reload || fail 'reload fails without a controller'
+plug_in
+event add /dev/ttyMSM1
+within 10 on_air 13 || fail 'the settings have not waited for the controller'
+
+### A daemon that is killed, and one that does not hear
+kill -KILL "$daemon"
+within 5 test ! -d "/proc/$daemon"
+[ "$manager" = openwrt ] || service start || fail 'it does not start after a crash'
+within 20 on_air 13 || fail 'after a crash the beacon does not come back'
+kill -STOP "$(pidof vorlind)"
+service restart || fail 'a daemon that does not hear keeps a new one from starting'
+within 20 on_air 13 || fail 'after a restart the beacon is not on the air'
+
+### Stop
+service stop || fail 'stop fails'
+[ "$(daemons)" = 0 ] || fail 'the daemon is left'
+ipcs -m -s | grep -qiE '^0x0abcd00[12] ' && fail 'an IPC object is left'
+if [ "$manager" = busybox ]; then
+	service stop || fail 'a second stop fails'
+fi
+pull_out
+
+[ $failures = 0 ] || tail -n 5 /run/procd/stderr /run/vorlind/messages $scratch/simulator.out
+exit $((failures > 0))

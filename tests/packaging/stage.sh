@@ -1,0 +1,80 @@
+# shellcheck shell=dash
+# SPDX-License-Identifier: Apache-2.0
+# For the tests of the packages: a machine with their files laid over this one, and what they look
+# for. Sourced inside tools/sandbox, with $build set.
+
+failures=0
+scratch=/run/stage
+simulator=''
+
+fail()
+{
+	echo "FAILED: $1"
+	failures=$((failures + 1))
+}
+
+skip()
+{
+	echo "not run: $1"
+	exit 77
+}
+
+# True as soon as the command is, false when that takes longer than so many seconds.
+within()
+{
+	tries=$(($1 * 10))
+	shift
+	until "$@"; do
+		[ $tries -gt 0 ] || return 1
+		tries=$((tries - 1))
+		sleep 0.1
+	done
+}
+
+# The files of components, as they are installed, over /usr and /etc.
+lay_over()
+{
+	[ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
+	mkdir -p $scratch/image/usr $scratch/image/etc $scratch/work $scratch/upper
+	for component in "$@"; do
+		DESTDIR=$scratch/image cmake --install "$build" --prefix /usr \
+			--component "$component" >$scratch/install.log || {
+			fail "component $component does not install"
+			cat $scratch/install.log
+		}
+	done
+	mount -t overlay -o lowerdir=$scratch/image/usr:/usr overlay /usr &&
+		mount -t overlay -o lowerdir=$scratch/image/etc:/etc,upperdir=$scratch/upper,workdir=$scratch/work \
+			overlay /etc || skip 'no overlay can be mounted here'
+}
+
+plug_in()
+{
+	"$build/vorlin-sim" --controller ti-08 --link /dev/ttyMSM1 --log $scratch/air.json \
+		--control $scratch/control >$scratch/simulator.out 2>&1 &
+	simulator=$!
+	within 5 test -e /dev/ttyMSM1 || fail 'the simulated controller did not start'
+}
+
+pull_out()
+{
+	kill $simulator
+	wait $simulator
+	simulator=''
+}
+
+# The beacon with this minor number is on the air.
+on_air()
+{
+	"$build/vorlin-sim" control $scratch/control air 2>/dev/null | grep -q "minor $1\b"
+}
+
+has_status()
+{
+	"$build/vorlinctl" status 2>/dev/null | grep -qE "^status +[0-9] $1"
+}
+
+daemons()
+{
+	pidof vorlind | wc -w
+}
