@@ -19,7 +19,7 @@ busybox)
 	settings()
 	{
 		number=0
-		echo 'beacon clear all'
+		printf 'set mac NONE\nbeacon clear all\n'
 		for minor in "$@"; do
 			number=$((number + 1))
 			echo "beacon $number --uuid random --minor $minor on"
@@ -36,7 +36,7 @@ openwrt)
 	settings()
 	{
 		number=0
-		printf "config radio 'radio'\n\toption interval '150'\n"
+		printf "config radio 'radio'\n\toption interval '150'\n\toption mac 'NONE'\n"
 		for minor in "$@"; do
 			number=$((number + 1))
 			printf "config beacon\n\toption number '%s'\n\toption enabled '1'\n" $number
@@ -56,14 +56,14 @@ shell=$1
 hotplug=/usr/libexec/vorlind/hotplug
 if [ "$manager" = openwrt ]; then
 	hotplug=/etc/hotplug.d/tty/50-vorlind
-	cp -r /etc/config $scratch/config
 	"$shell" ${applet+"$applet"} -c ". /dev/stdin; settings_text" >$scratch/shipped <<-END
 		action=none
 		$(sed '/^script=/,$d' /etc/rc.common)
 		. /etc/init.d/vorlin
 	END
-	grep -qx 'set interval 100' $scratch/shipped && grep -qx 'stop' $scratch/shipped ||
+	if ! grep -qx 'set interval 100' $scratch/shipped || ! grep -qx 'stop' $scratch/shipped; then
 		fail "the shipped configuration becomes: $(cat $scratch/shipped)"
+	fi
 	service triggers
 	grep -qx vorlind /run/procd/triggers || fail 'a changed configuration does not reload'
 fi
@@ -98,7 +98,8 @@ service reload >/dev/null 2>&1
 plug_in
 settings 11 12
 service start || fail 'start fails'
-within 20 on_air 11 && within 5 on_air 12 || fail 'the two beacons are not on the air'
+within 20 on_air 11 || fail 'the first beacon is not on the air'
+within 5 on_air 12 || fail 'the second beacon is not on the air'
 [ "$(daemons)" = 1 ] || fail "there are $(daemons) daemons"
 daemon=$(pidof vorlind)
 [ "$(readlink "/proc/$daemon/cwd")" = / ] || fail 'the daemon does not run in /'
@@ -112,7 +113,7 @@ if [ "$manager" = busybox ]; then
 	[ "$(pidof vorlind)" = "$daemon" ] || fail 'a second start changes the daemon'
 	service status | grep -q '^status *3 advertising' || fail 'the status is not told'
 else
-	grep -qx 'set interval 150' /run/procd/../vorlind/settings || fail 'the interval is lost'
+	grep -qx 'set interval 150' /run/vorlind/settings || fail 'the interval is lost'
 fi
 
 ### The messages stay short
@@ -149,7 +150,7 @@ within 10 on_air 13 || fail 'the settings have not waited for the controller'
 
 ### A daemon that is killed, and one that does not hear
 kill -KILL "$daemon"
-within 5 test ! -d "/proc/$daemon"
+within 5 test ! -d "/proc/$daemon" || fail 'the daemon survives SIGKILL'
 [ "$manager" = openwrt ] || service start || fail 'it does not start after a crash'
 within 20 on_air 13 || fail 'after a crash the beacon does not come back'
 kill -STOP "$(pidof vorlind)"

@@ -3,6 +3,7 @@
 # For the tests of the packages: a machine with their files laid over this one, and what they look
 # for. Sourced inside tools/sandbox, with $build set.
 
+: "${build:?}"
 failures=0
 scratch=/run/stage
 simulator=''
@@ -43,9 +44,10 @@ lay_over()
 			cat $scratch/install.log
 		}
 	done
-	mount -t overlay -o lowerdir=$scratch/image/usr:/usr overlay /usr &&
-		mount -t overlay -o lowerdir=$scratch/image/etc:/etc,upperdir=$scratch/upper,workdir=$scratch/work \
-			overlay /etc || skip 'no overlay can be mounted here'
+	layers=lowerdir=$scratch/image/etc:/etc,upperdir=$scratch/upper,workdir=$scratch/work
+	mount -t overlay -o lowerdir=$scratch/image/usr:/usr overlay /usr ||
+		skip 'no overlay can be mounted here'
+	mount -t overlay -o "$layers" overlay /etc || skip 'no overlay can be written to here'
 }
 
 plug_in()
@@ -58,14 +60,15 @@ plug_in()
 
 pull_out()
 {
-	kill $simulator
-	wait $simulator
+	kill "$simulator"
+	wait "$simulator"
 	simulator=''
 }
 
-# The beacon with this minor number is on the air.
+# The daemon has the beacon with this minor number on the air; a killed one leaves it there.
 on_air()
 {
+	has_status advertising || return
 	"$build/vorlin-sim" control $scratch/control air 2>/dev/null | grep -q "minor $1\b"
 }
 

@@ -1,0 +1,46 @@
+# shellcheck shell=dash
+# SPDX-License-Identifier: Apache-2.0
+# The Debian packages of a build, and a copy of this machine's root to install them in. Sourced
+# behind stage.sh.
+
+: "${build:?}" "${scratch:?}"
+root=$scratch/root
+
+# Releases 1 and 2, to upgrade from and to.
+make_packages()
+{
+	for program in cpack dpkg dpkg-shlibdeps dpkg-deb; do
+		command -v $program >/dev/null || skip "there is no $program"
+	done
+	mkdir -p "$scratch"
+	for release in 1 2; do
+		cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" \
+			-D CPACK_DEBIAN_PACKAGE_RELEASE=$release >"$scratch/cpack.log" 2>&1 || {
+			cat "$scratch/cpack.log"
+			fail 'the packages cannot be made'
+			exit 1
+		}
+	done
+	version=$(sed -n 's/^set(CPACK_PACKAGE_VERSION "\(.*\)")/\1/p' "$build/CPackConfig.cmake")
+	arch=$(dpkg --print-architecture)
+	export version arch
+}
+
+# The machine's own files below, a file system in memory above: what is done there is gone with it.
+make_root()
+{
+	mkdir -p "$root" "$scratch/over" "$scratch/work"
+	mount -t overlay -o "lowerdir=/,upperdir=$scratch/over,workdir=$scratch/work" \
+		overlay "$root" || skip 'no overlay can be mounted here'
+	mount -t proc proc "$root/proc"
+	mount --rbind /dev "$root/dev"
+	mount -t tmpfs -o mode=755 tmpfs "$root/run"
+	rm -f "$root"/etc/dpkg/dpkg.cfg.d/* # some machines leave manual pages out
+	mkdir "$root/packages"
+	cp "$scratch"/packages/*.deb "$root/packages/"
+}
+
+inside()
+{
+	chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive "$@"
+}

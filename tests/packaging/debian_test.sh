@@ -1,0 +1,75 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# The Debian packages install, upgrade, remove and purge, on a copy of this machine's root; run in
+# tools/sandbox. usage: debian_test.sh BUILD
+
+set -u
+build=$1
+# shellcheck source=tests/packaging/stage.sh
+. "$(dirname "$(readlink -f "$0")")/stage.sh"
+# shellcheck source=tests/packaging/debian_root.sh
+. "$(dirname "$(readlink -f "$0")")/debian_root.sh"
+
+[ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
+make_packages
+make_root
+
+expect_file()
+{
+	[ "$(stat -c '%U:%G %a' "$root$2" 2>&1)" = "root:root $1" ] ||
+		fail "$2 is $(stat -c '%U:%G %a' "$root$2" 2>&1), not root:root $1"
+}
+
+### Install
+inside dpkg --no-triggers -i "/packages/vorlind_$version-1_$arch.deb" \
+	"/packages/vorlin-sim_$version-1_$arch.deb" || fail 'the packages do not install'
+while read -r mode path; do
+	expect_file "$mode" "$path"
+done <<'END'
+755 /usr/sbin/vorlind
+755 /usr/bin/vorlinctl
+755 /usr/bin/vorlin-sim
+755 /usr/libexec/vorlind/run
+755 /usr/libexec/vorlind/restore
+755 /usr/libexec/vorlind/hotplug
+755 /etc/vorlind
+644 /usr/lib/systemd/system/vorlind.service
+644 /usr/lib/udev/rules.d/60-vorlind.rules
+644 /usr/share/man/man8/vorlind.8
+644 /usr/share/man/man1/vorlinctl.1
+644 /usr/share/man/man1/vorlin-sim.1
+644 /usr/share/bash-completion/completions/vorlinctl
+644 /usr/share/zsh/site-functions/_vorlinctl
+644 /usr/share/doc/vorlind/examples/beacons
+644 /usr/share/doc/vorlind/copyright
+644 /usr/share/doc/vorlin-sim/copyright
+END
+inside dpkg -L vorlind | grep -q '/libqvsh_log.so$' || fail 'there are no stand-ins'
+inside ldd /usr/sbin/vorlind | grep -q 'not found' && fail 'the daemon lacks a library'
+inside dpkg --verify vorlind vorlin-sim || fail 'the files differ from the packages'
+inside vorlinctl --version | grep -qF "$version" || fail 'the installed client tells another version'
+[ ! -e "$root/etc/systemd/system/multi-user.target.wants/vorlind.service" ] ||
+	fail 'an installed service is enabled unasked'
+if command -v systemd-analyze >/dev/null; then
+	inside systemd-analyze --man=no verify /usr/lib/systemd/system/vorlind.service ||
+		fail 'systemd finds fault with the unit'
+fi
+
+### Upgrade, remove, purge
+echo stop >"$root/etc/vorlind/beacons"
+inside systemctl --quiet enable vorlind
+inside dpkg --no-triggers -i "/packages/vorlind_$version-2_$arch.deb" || fail 'it does not upgrade'
+[ "$(inside dpkg-query -f "\${Version}" -W vorlind)" = "$version-2" ] || fail 'the version is old'
+[ "$(cat "$root/etc/vorlind/beacons")" = stop ] || fail 'an upgrade changes the settings'
+inside systemctl --quiet is-enabled vorlind || fail 'an upgrade disables the service'
+inside dpkg --no-triggers -r vorlind vorlin-sim || fail 'it cannot be removed'
+[ ! -e "$root/usr/sbin/vorlind" ] || fail 'the daemon is left'
+[ ! -e "$root/usr/libexec/vorlind" ] || fail 'the scripts are left'
+[ "$(cat "$root/etc/vorlind/beacons")" = stop ] || fail 'removing loses the settings'
+[ ! -L "$root/etc/systemd/system/multi-user.target.wants/vorlind.service" ] ||
+	fail 'a removed service is enabled'
+inside dpkg --no-triggers -P vorlind vorlin-sim || fail 'it cannot be purged'
+[ ! -e "$root/etc/vorlind" ] || fail 'a purge leaves the settings'
+inside dpkg -l vorlind vorlin-sim 2>/dev/null | grep -qE '^[a-z]+ +vorlin' &&
+	fail 'dpkg still knows of it'
+exit $((failures > 0))

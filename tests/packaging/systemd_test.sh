@@ -1,0 +1,158 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# The Debian package as systemd runs it: a systemd of its own in namespaces starts, confines, stops,
+# upgrades and removes the service. Run in tools/sandbox. usage: systemd_test.sh BUILD
+
+set -u
+build=$1
+# shellcheck source=tests/packaging/stage.sh
+. "$(dirname "$(readlink -f "$0")")/stage.sh"
+# shellcheck source=tests/packaging/debian_root.sh
+. "$(dirname "$(readlink -f "$0")")/debian_root.sh"
+
+# In its namespaces: the file systems that systemd expects, nothing of them to be written that is
+# the whole machine's.
+become_systemd()
+{
+	set -e
+	mount -t sysfs -o ro sysfs "$root/sys"
+	mount -t cgroup2 cgroup2 "$root/sys/fs/cgroup"
+	mount -t proc proc "$root/proc"
+	mount --bind "$root/proc/sys" "$root/proc/sys"
+	mount -o remount,bind,ro "$root/proc/sys"
+	rm -rf "$root"/etc/systemd/system/*.wants
+	exec chroot "$root" env -i container=test PATH=/usr/sbin:/usr/bin:/sbin:/bin \
+		/lib/systemd/systemd --unit=basic.target --log-target=null --show-status=no
+}
+if [ "${2-}" = --become-systemd ]; then
+	become_systemd
+fi
+
+[ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
+[ -x /lib/systemd/systemd ] || skip 'there is no systemd'
+hierarchy=$(awk '$3 == "cgroup2" { print $2; exit }' /proc/mounts)
+[ -n "$hierarchy" ] || skip 'no cgroup2 file system is mounted'
+group=$hierarchy/vorlind-test-$(cut -c 1-8 /proc/sys/kernel/random/uuid)
+mkdir "$group" 2>/dev/null || skip 'no control group can be made'
+
+clean_up()
+{
+	[ -z "${systemd-}" ] || kill -KILL "$systemd"
+	[ -z "${namespaces-}" ] || wait "$namespaces" 2>/dev/null
+	tries=50 # the kernel takes a moment for the last of them
+	until find "$group" -depth -type d -exec rmdir '{}' + 2>/dev/null || [ $tries = 0 ]; do
+		tries=$((tries - 1))
+		sleep 0.1
+	done
+}
+trap clean_up EXIT
+
+make_packages
+make_root
+(
+	echo 0 >"$group/cgroup.procs"
+	exec unshare --mount --ipc --pid --uts --net --cgroup --fork --kill-child \
+		"$0" "$build" --become-systemd
+) &
+namespaces=$!
+find_systemd()
+{
+	systemd=$(pgrep -P "$namespaces" -x systemd)
+}
+within 10 find_systemd || skip 'systemd does not start in namespaces'
+
+# Inside it as root, outside every unit.
+in_system()
+{
+	nsenter -t "$systemd" -a -r -w env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin \
+		DEBIAN_FRONTEND=noninteractive "$@"
+}
+is_up()
+{
+	in_system systemctl is-active --quiet basic.target
+}
+within 30 is_up || skip 'systemd does not come up in namespaces'
+
+on_air()
+{
+	in_system vorlinctl status 2>/dev/null | grep -qE '^status +3 advertising' &&
+		in_system vorlin-sim control /tmp/control air | grep -q "minor $1\b"
+}
+main_pid()
+{
+	in_system systemctl show -P MainPID vorlind
+}
+beacon()
+{
+	echo "set mac NONE
+beacon 1 --uuid random --minor $1 on
+start" >"$root/etc/vorlind/beacons"
+}
+
+### Install: nothing starts unasked
+in_system dpkg --no-triggers -i "/packages/vorlind_$version-1_$arch.deb" \
+	"/packages/vorlin-sim_$version-1_$arch.deb" || fail 'the packages do not install'
+in_system systemctl is-active vorlind | grep -qx inactive || fail 'installing starts the service'
+
+### Start
+in_system vorlin-sim --link /dev/ttyMSM1 --control /tmp/control >"$scratch/simulator.out" 2>&1 &
+within 10 in_system test -e /dev/ttyMSM1 || fail 'the simulated controller did not start'
+beacon 21
+in_system systemctl --quiet enable --now vorlind || fail 'the service does not start'
+on_air 21 || fail 'the service is started, and the beacon is not on the air'
+daemon=$(main_pid)
+[ "$(in_system cat "/proc/$daemon/comm")" = vorlind ] || fail 'the main process is not vorlind'
+in_system vorlinctl show version | grep -q '^BLE configuration utility' ||
+	fail 'vorlinctl hears no answer'
+
+### What it may do
+expect_status()
+{
+	in_system sed -n "s/^$1:[[:space:]]*//p" "/proc/$daemon/status" | grep -qx "$2" ||
+		fail "$1 of the service is not $2"
+}
+expect_status CapEff 0000000000000000
+expect_status NoNewPrivs 1
+expect_status Seccomp 2
+in_system systemd-analyze --no-pager security vorlind | tail -n 1
+# Its mounts are seen through its own root.
+in_system nsenter -t "$daemon" -m touch /etc/vorlind/written 2>/dev/null &&
+	fail 'the service can write to /etc'
+in_system nsenter -t "$daemon" -m touch /run/vorlind/written ||
+	fail 'the service cannot write to its own folder'
+
+### Reload, crash, restart
+beacon 22
+in_system systemctl reload vorlind || fail 'the service does not reload'
+on_air 22 || fail 'the reloaded beacon is not on the air'
+[ "$(main_pid)" = "$daemon" ] || fail 'a reload changes the daemon'
+in_system kill -KILL "$daemon"
+within 25 on_air 22 || fail 'after a crash the beacon does not come back'
+[ "$(main_pid)" != "$daemon" ] || fail 'there is no new daemon'
+in_system systemctl stop vorlind || fail 'the service does not stop'
+[ "$(in_system systemctl show -P Result vorlind)" = success ] || fail 'the stop is no success'
+in_system ipcs -m -s | grep -iE '^0x0abcd00[12] ' && fail 'an IPC object is left'
+beacon 23
+in_system systemctl start vorlind || fail 'the service does not start again'
+on_air 23 || fail 'the beacon is not on the air after another start'
+daemon=$(main_pid)
+in_system kill -STOP "$daemon"
+in_system systemctl stop vorlind
+in_system kill -0 "$daemon" 2>/dev/null && fail 'a daemon that does not hear is not killed'
+in_system systemctl reset-failed vorlind
+in_system systemctl start vorlind || fail 'the service does not start after that'
+daemon=$(main_pid)
+
+### Upgrade, remove
+in_system dpkg --no-triggers -i "/packages/vorlind_$version-2_$arch.deb" || fail 'no upgrade'
+on_air 23 || fail 'after an upgrade the beacon is not on the air'
+[ "$(main_pid)" != "$daemon" ] || fail 'an upgrade leaves the old daemon running'
+daemon=$(main_pid)
+in_system dpkg --no-triggers -r vorlind || fail 'no removal'
+in_system kill -0 "$daemon" 2>/dev/null && fail 'a removed daemon runs'
+in_system systemctl is-active --quiet vorlind && fail 'a removed service is active'
+in_system dpkg --no-triggers -P vorlind || fail 'no purge'
+in_system test -e /run/vorlind && fail 'a purge leaves /run/vorlind'
+
+[ $failures = 0 ] || in_system journalctl --no-pager -n 30
+exit $((failures > 0))
