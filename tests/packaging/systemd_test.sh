@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # The Debian package as systemd runs it: a systemd of its own in namespaces starts, confines, stops,
 # upgrades and removes the service. Run in tools/sandbox. usage: systemd_test.sh BUILD
+# shellcheck disable=SC2317 # trap and within call functions
 
 set -u
 build=$1
@@ -12,8 +13,7 @@ build=$1
 
 # In its namespaces: the file systems that systemd expects, nothing of them to be written that is
 # the whole machine's.
-become_systemd()
-{
+if [ "${2-}" = --become-systemd ]; then
 	set -e
 	mount -t sysfs -o ro sysfs "$root/sys"
 	mount -t cgroup2 cgroup2 "$root/sys/fs/cgroup"
@@ -23,9 +23,6 @@ become_systemd()
 	rm -rf "$root"/etc/systemd/system/*.wants
 	exec chroot "$root" env -i container=test PATH=/usr/sbin:/usr/bin:/sbin:/bin \
 		/lib/systemd/systemd --unit=basic.target --log-target=null --show-status=no
-}
-if [ "${2-}" = --become-systemd ]; then
-	become_systemd
 fi
 
 [ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
@@ -38,9 +35,9 @@ mkdir "$group" 2>/dev/null || skip 'no control group can be made'
 clean_up()
 {
 	[ -z "${systemd-}" ] || kill -KILL "$systemd"
-	[ -z "${namespaces-}" ] || wait "$namespaces" 2>/dev/null
+	[ -z "${namespaces-}" ] || wait "$namespaces"
 	tries=50 # the kernel takes a moment for the last of them
-	until find "$group" -depth -type d -exec rmdir '{}' + 2>/dev/null || [ $tries = 0 ]; do
+	until find "$group" -depth -type d -exec rmdir '{}' + 2>/dev/null || [ "$tries" = 0 ]; do
 		tries=$((tries - 1))
 		sleep 0.1
 	done
@@ -52,8 +49,8 @@ make_root
 (
 	echo 0 >"$group/cgroup.procs"
 	exec unshare --mount --ipc --pid --uts --net --cgroup --fork --kill-child \
-		"$0" "$build" --become-systemd
-) &
+		"$0" "$build" --become-systemd 2>/dev/null
+) 2>/dev/null &
 namespaces=$!
 find_systemd()
 {
@@ -69,7 +66,7 @@ in_system()
 }
 is_up()
 {
-	in_system systemctl is-active --quiet basic.target
+	in_system systemctl is-active --quiet basic.target 2>/dev/null
 }
 within 30 is_up || skip 'systemd does not come up in namespaces'
 
@@ -120,6 +117,22 @@ in_system nsenter -t "$daemon" -m touch /etc/vorlind/written 2>/dev/null &&
 	fail 'the service can write to /etc'
 in_system nsenter -t "$daemon" -m touch /run/vorlind/written ||
 	fail 'the service cannot write to its own folder'
+
+# A node without a driver behind it tells apart what is not allowed and what is not there.
+open_as_service()
+{
+	in_system mknod "$1" c "$2" "$3"
+	in_system sh -c "echo 0 >/sys/fs/cgroup/system.slice/vorlind.service/cgroup.procs
+		exec dd if=$1 count=0" 2>&1 | head -n 1
+	in_system rm "$1"
+}
+if open_as_service /dev/ttyUSB1 188 1 | grep -q 'not permitted'; then
+	open_as_service /dev/ttyUSB0 188 0 | grep -q 'not permitted' && fail 'ttyUSB0 is forbidden'
+	open_as_service /dev/ttyACM0 166 0 | grep -q 'not permitted' && fail 'ttyACM0 is forbidden'
+	open_as_service /dev/ttyS1 4 65 | grep -q 'not permitted' && fail 'ttyS1 is forbidden'
+else
+	echo 'not looked at: the devices of the service, which are not confined on this kernel'
+fi
 
 ### Reload, crash, restart
 beacon 22

@@ -1,0 +1,21 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# The serial lines of the packages are those that the daemon opens. usage: names_test.sh SOURCES
+
+set -u
+cd "$1" || exit 1
+failures=0
+
+lines=$(sed -n 's/^\t"\/dev\/\(tty.*\)",$/\1/p' hci/serial.cpp)
+[ "$(echo "$lines" | wc -w)" = 5 ] || {
+	echo "FAILED: the lines of the daemon are not found in hci/serial.cpp"
+	exit 1
+}
+for file in packaging/hotplug packaging/systemd/60-vorlind.rules; do
+	named=$(grep -oE 'tty[A-Z]+[0-9]' "$file")
+	[ "$named" = "$lines" ] || {
+		printf 'FAILED: %s has other lines than the daemon:\n%s\n' "$file" "$named"
+		failures=$((failures + 1))
+	}
+done
+exit $((failures > 0))
