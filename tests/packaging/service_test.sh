@@ -10,12 +10,20 @@ manager=$2
 shift 2
 # shellcheck source=tests/packaging/stage.sh
 . "$here/stage.sh"
-command -v "$1" >/dev/null || skip "there is no $1"
+shell=$1
+[ $# -lt 2 ] || applet=$2
+command -v "$shell" >/dev/null || skip "there is no $shell"
+if [ "$shell" = busybox ]; then
+	# Its pidof takes a script for a daemon of the same name.
+	mkdir -p $scratch/image/usr/sbin
+	ln -s "$(command -v busybox)" $scratch/image/usr/sbin/pidof
+fi
 lay_over daemon client "$manager"
 
 # settings MINOR...: these beacons and no others, as this manager keeps them.
 case $manager in
 busybox)
+	script=/etc/init.d/S60vorlind
 	settings()
 	{
 		number=0
@@ -28,11 +36,12 @@ busybox)
 	} >/etc/vorlind/beacons
 	service()
 	{
-		"$shell" ${applet+"$applet"} /etc/init.d/S60vorlind "$1"
+		"$shell" ${applet+"$applet"} "$script" "$1"
 	}
 	;;
 openwrt)
-	cp "$here/rc.common" /etc/rc.common
+	script=/etc/init.d/vorlin
+	cp "$here/rc_common.sh" /etc/rc.common
 	settings()
 	{
 		number=0
@@ -45,12 +54,10 @@ openwrt)
 	} >/etc/config/vorlind
 	service()
 	{
-		"$shell" ${applet+"$applet"} /etc/rc.common /etc/init.d/vorlin "$1"
+		"$shell" ${applet+"$applet"} /etc/rc.common "$script" "$1"
 	}
 	;;
 esac
-shell=$1
-[ $# -lt 2 ] || applet=$2
 
 # The shipped example is taken as it is: no beacon is on.
 hotplug=/usr/libexec/vorlind/hotplug
@@ -154,7 +161,8 @@ within 5 test ! -d "/proc/$daemon" || fail 'the daemon survives SIGKILL'
 [ "$manager" = openwrt ] || service start || fail 'it does not start after a crash'
 within 20 on_air 13 || fail 'after a crash the beacon does not come back'
 kill -STOP "$(pidof vorlind)"
-service restart || fail 'a daemon that does not hear keeps a new one from starting'
+# By its own name, as somebody at the device types it.
+$script restart || fail 'a daemon that does not hear keeps a new one from starting'
 within 20 on_air 13 || fail 'after a restart the beacon is not on the air'
 
 ### Stop

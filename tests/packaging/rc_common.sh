@@ -1,7 +1,7 @@
 # shellcheck shell=dash
 # SPDX-License-Identifier: Apache-2.0
 # Stands in for OpenWrt's rc.common, procd and configuration, as far as an init script sees them.
-# usage: sh rc.common SCRIPT ACTION
+# usage: sh rc_common.sh SCRIPT ACTION
 
 state=/run/procd
 mkdir -p $state
