@@ -55,6 +55,25 @@ if command -v systemd-analyze >/dev/null; then
 		fail 'systemd finds fault with the unit'
 fi
 
+### The rule, with a line that every machine has in the place of one that it may have
+told_by_udev()
+{
+	unshare --mount sh -c "mount -t tmpfs tmpfs $root/dev && mount --rbind /sys $root/sys &&
+		exec chroot $root udevadm test --action=$1 /sys/class/tty/$2" 2>&1 |
+		grep -qx "run: '/usr/libexec/vorlind/hotplug'"
+}
+if command -v udevadm >/dev/null; then
+	rule=/lib/udev/rules.d/60-vorlind.rules
+	told_by_udev add tty && fail 'the rule is for a line that is no concern of it'
+	sed 's/ttyS1/tty/' "$root/usr$rule" >"$root/etc/udev/rules.d/${rule##*/}"
+	told_by_udev add tty || fail 'the rule does not tell of a new line'
+	told_by_udev remove tty || fail 'the rule does not tell of a lost line'
+	told_by_udev change tty && fail 'the rule tells of a change'
+	rm "$root/etc/udev/rules.d/${rule##*/}"
+else
+	echo 'not looked at: the rule, for there is no udevadm'
+fi
+
 ### Upgrade, remove, purge
 echo stop >"$root/etc/vorlind/beacons"
 inside systemctl --quiet enable vorlind
@@ -68,7 +87,7 @@ inside dpkg --no-triggers -r vorlind vorlin-sim || fail 'it cannot be removed'
 [ "$(cat "$root/etc/vorlind/beacons")" = stop ] || fail 'removing loses the settings'
 [ ! -L "$root/etc/systemd/system/multi-user.target.wants/vorlind.service" ] ||
 	fail 'a removed service is enabled'
-inside dpkg --no-triggers -P vorlind vorlin-sim || fail 'it cannot be purged'
+inside dpkg --no-triggers -P vorlind || fail 'it cannot be purged'
 [ ! -e "$root/etc/vorlind" ] || fail 'a purge leaves the settings'
 inside dpkg -l vorlind vorlin-sim 2>/dev/null | grep -qE '^[a-z]+ +vorlin' &&
 	fail 'dpkg still knows of it'
