@@ -41,7 +41,7 @@ install:
 package:
 	cmake --preset release -DCMAKE_INSTALL_PREFIX=/usr -DVORLIND_DEVICE_LIBS=
 	cmake --build --preset release
-	cpack --config build-release/CPackConfig.cmake -B build-release
+	umask 022 && cpack --config build-release/CPackConfig.cmake -B build-release
 
 clean:
 	rm -rf build build-*

@@ -13,6 +13,7 @@ make_packages()
 		command -v $program >/dev/null || skip "there is no $program"
 	done
 	mkdir -p "$scratch"
+	umask 022 # folders in the packages get their mode by it
 	for release in 1 2; do
 		cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" \
 			-D CPACK_DEBIAN_PACKAGE_RELEASE=$release >"$scratch/cpack.log" 2>&1 || {
