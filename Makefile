@@ -7,12 +7,13 @@ all:
 	cmake --preset dev -DVORLIND_TESTS=OFF
 	cmake --build --preset dev
 
-test demo coverage mutants fuzz soak cross ap package:
+test demo coverage mutants fuzz soak cross ap:
 	./run $@
 
 # Only the tracked files: what else lies around is nobody's business.
 SOURCES = $$(git ls-files '*.cpp' '*.h')
-SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -vx -e tools/mutants -e tools/sequences)
+SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -vx -e tools/mutants -e tools/sequences) \
+	$$(git grep -lE '^\#!/bin/sh' -- packaging)
 
 format:
 	clang-format -i $(SOURCES)
