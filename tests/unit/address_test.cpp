@@ -5,7 +5,9 @@
 #include "tests/unit/fake_console.h"
 #include "tests/unit/fake_daemon.h"
 
+#include <fcntl.h>
 #include <fstream>
+#include <unistd.h>
 
 #define OK "04 FF 05 0C 04 00 0C FC"
 
@@ -117,6 +119,19 @@ TEST_F(Address, AShortReadCountsAsZeroBytes)
 	put_mrd("", 0);
 	EXPECT_EQ(read_mrd_mac(5, text), 0);
 	EXPECT_STREQ(text, "00:00:00:00:00:05");
+}
+
+TEST_F(Address, ReadingTheManufacturingDataLeavesNoDescriptor)
+{
+	char text[MRD_MAC_SIZE];
+
+	put_mrd(std::string(6, '\x01'));
+	const int lowest = fcntl(0, F_DUPFD_CLOEXEC, 0);
+	close(lowest);
+	EXPECT_EQ(read_mrd_mac(0, text), 0);
+	const int after = fcntl(0, F_DUPFD_CLOEXEC, 0);
+	close(after);
+	EXPECT_EQ(after, lowest);
 }
 
 TEST_F(Address, WithoutManufacturingDataTheBufferIsLeftAlone)

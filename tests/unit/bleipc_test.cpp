@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
+#include <sched.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -129,6 +131,32 @@ TEST_F(Ipc, SetvalAndGetvalReportFailures)
 	EXPECT_EQ(bleipc_semctl(&sem, IPC_RMID), -1);
 	EXPECT_EQ(bleipc_errno, 1);
 	EXPECT_EQ(sem.id, 0) << "whatever the outcome";
+}
+
+TEST_F(Ipc, ASuccessClearsTheErrorOfTheCallBefore)
+{
+	ASSERT_GE(bleipc_semget(&sem, own_key(), 1, 1), 0);
+	ASSERT_GE(bleipc_shmget(&shm, own_key(), 100, 1), 0);
+	const std::function<void()> calls[] = {
+		[&] { bleipc_semget(&sem, own_key(), 1, 2); },
+		[&] { bleipc_setval(&sem, 1); },
+		[&] { bleipc_getval(&sem); },
+		[&] { bleipc_dolock(&sem); },
+		[&] { bleipc_unlock(&sem); },
+		[&] { bleipc_semctl(&sem, IPC_STAT); },
+		[&] { bleipc_shmget(&shm, own_key(), 0, 2); },
+		[&] { bleipc_shmat(&shm); },
+		[&] { bleipc_shmdt(&shm); },
+		[&] { bleipc_shmctl(&shm, IPC_STAT); },
+		[&] { bleipc_shmctl(&shm, IPC_RMID); },
+		[&] { bleipc_semctl(&sem, IPC_RMID); },
+	};
+
+	for (size_t i = 0; i < std::size(calls); i++) {
+		bleipc_errno = 99;
+		calls[i]();
+		EXPECT_EQ(bleipc_errno, 0) << "call " << i;
+	}
 }
 
 TEST_F(Ipc, LockAndUnlockMoveTheValueAndADeadOwnersLockIsGivenBack)
@@ -390,6 +418,29 @@ TEST_F(IpcInit, AnAttachOfNullTakesBothWithIt)
 	EXPECT_EQ(ble_ipc.sem.id, 0);
 	EXPECT_LT(semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600), 0);
 	EXPECT_LT(shmget(static_cast<key_t>(BLE_SHM_KEY), 0, 0600), 0);
+}
+
+TEST_F(IpcInit, AnIdentifierOf0IsOneLikeAnyOther)
+{
+	const pid_t child = fork();
+	if (child == 0) { /* where nobody has asked for an object yet, the first gets 0 */
+		if (unshare(CLONE_NEWIPC) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWIPC) != 0)
+			_exit(77);
+		close(STDERR_FILENO); /* told already by the tests above */
+		const bool made = ipc_init() == 0 && ble_ipc.sem.id == 0 && ble_ipc.shm.id == 0;
+		ble_ipc = {};
+		const bool taken_over = ipc_init() == 0 && ble_ipc.buf != nullptr;
+		ipc_deinit();
+		_exit(made && taken_over && semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0) < 0 &&
+				      shmget(static_cast<key_t>(BLE_SHM_KEY), 0, 0) < 0
+			      ? 0
+			      : 1);
+	}
+	int status = 1;
+	waitpid(child, &status, 0);
+	if (WIFEXITED(status) && WEXITSTATUS(status) == 77)
+		GTEST_SKIP() << "no IPC namespace of its own to be had here";
+	EXPECT_EQ(status, 0);
 }
 
 TEST_F(IpcInit, OnlyWhatIsLeftIsTold)

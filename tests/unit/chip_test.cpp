@@ -371,6 +371,20 @@ TEST_F(Chip, ItsWayIsTraced)
 		"ble_chip_init(N) ble_config->opt.status: 2\n");
 }
 
+TEST_F(Chip, ALineIsAnyDescriptorButTheFirst)
+{
+	const struct {
+		int32_t fd;
+		bool exists;
+	} lines[] = { { -1, false }, { 0, false }, { 1, true }, { 7, true } };
+
+	for (const auto &line : lines) {
+		ble_fd = line.fd;
+		EXPECT_EQ(is_tty_exist(), line.exists) << line.fd;
+	}
+	ble_fd = -1;
+}
+
 TEST_F(Chip, WithoutALineNobodyIsAsked)
 {
 	dbg_level = TRACE_FLOW;
