@@ -41,6 +41,25 @@ class CommandTest : public DaemonTest
 			EXPECT_EQ(fake_heard(), row.sent);
 			EXPECT_EQ(fake_unread(), 0U) << "an event was left in the line";
 			EXPECT_EQ(traced(), row.traced);
+			if (row.result == 0)
+				hold_dump(row);
 		}
+	}
+
+      private:
+	/* What answers is dumped in its length: all of it, and nothing after it. */
+	void hold_dump(const command_row &row)
+	{
+		fake_answers(row.answer);
+		dbg_level = TRACE_HCI_RX;
+		const std::string dumped = stderr_of([&] { EXPECT_EQ(row.call(), 0); });
+		EXPECT_EQ(bytes_of(dumped), bytes_of(row.answer));
+		console(); /* read, so that the next row begins anew */
+	}
+
+	/* Hexadecimal bytes, however they are parted. */
+	static std::string bytes_of(const std::string &text)
+	{
+		return replaced(text, "[^0-9A-F]+", "");
 	}
 };

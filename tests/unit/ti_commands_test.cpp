@@ -204,30 +204,6 @@ TEST_F(TiCommands, SomeErrorsAreTracedWithWhatIsReceived)
 	}
 }
 
-TEST_F(TiCommands, BothEventsAreDumpedInTheirLength)
-{
-	static const struct {
-		int32_t (*call)();
-		const char *answers;
-		const char *second; /* its line of the dump */
-	} twice[] = {
-		{ [] { return _hci_func_gap_make_discoverable(); },
-		  STATUS("00", "06") " | 04 FF 03 03 06 00", "\n 04 FF 03 03 06 00 \n" },
-		{ [] { return _hci_func_gap_update_advertising_data(payload); },
-		  STATUS("00", "07") " | 04 FF 04 02 06 00 01", "\n 04 FF 04 02 06 00 01 \n" },
-		{ [] { return _hci_func_gap_end_discoverable(); },
-		  STATUS("00", "08") " | 04 FF 03 04 06 00", "\n 04 FF 03 04 06 00 \n" },
-	};
-
-	for (const auto &row : twice) {
-		fake_answers(row.answers);
-		dbg_level = TRACE_HCI_RX;
-		const std::string dumped = stderr_of([&] { EXPECT_EQ(row.call(), 0); });
-		EXPECT_TRUE(dumped.starts_with(" 04 FF 06 7F 06 00 ")) << dumped;
-		EXPECT_NE(dumped.find(row.second), std::string::npos) << dumped;
-	}
-}
-
 TEST_F(TiCommands, AResetThatWasSentIsFollowedBy100Milliseconds)
 {
 	fake_answers(RESET_OK);
