@@ -7,7 +7,7 @@ all:
 	cmake --preset dev -DVORLIND_TESTS=OFF
 	cmake --build --preset dev
 
-test demo coverage mutants fuzz soak cross ap:
+test demo coverage mutants fuzz soak cross ap bench:
 	./run $@
 
 # Only the tracked files: what else lies around is nobody's business.
@@ -47,4 +47,4 @@ package:
 clean:
 	rm -rf build build-*
 
-.PHONY: all test demo package docs coverage mutants fuzz soak cross ap format check analyse install clean
+.PHONY: all test demo package docs coverage mutants fuzz soak cross ap bench format check analyse install clean

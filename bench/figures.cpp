@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "bench/figures.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <numeric>
+#include <stdexcept>
+
+double percentile(std::vector<double> samples, double percent)
+{
+	if (samples.empty())
+		throw std::runtime_error("a figure without a measurement");
+	std::ranges::sort(samples);
+	const double rank = std::ceil(percent / 100 * static_cast<double>(samples.size()));
+	return samples[static_cast<size_t>(std::max(rank, 1.0)) - 1];
+}
+
+double mean(const std::vector<double> &samples)
+{
+	return std::accumulate(samples.begin(), samples.end(), 0.0) /
+	       static_cast<double>(samples.size());
+}
+
+static double median(const figure &of)
+{
+	return percentile(of.samples, 50);
+}
+
+static const char *verdict(const figure &of)
+{
+	if (of.allowed <= 0)
+		return "";
+	return median(of) <= of.allowed ? "kept" : "MISSED";
+}
+
+static std::string number(double value)
+{
+	char text[32];
+
+	snprintf(text, sizeof(text), std::fabs(value) >= 100 ? "%.1f" : "%.3f", value);
+	return text;
+}
+
+void begin_table()
+{
+	printf("%-52s %10s %21s %-8s %10s %6s %10s\n", "figure", "median", "lowest - highest",
+	       "unit", "limit", "ratio", "allowed");
+}
+
+void print_figure(const figure &of)
+{
+	const std::string spread =
+		number(percentile(of.samples, 0)) + " - " + number(percentile(of.samples, 100));
+	const std::string limit = of.limit > 0 ? number(of.limit) : "";
+	const std::string ratio = of.limit > 0 ? number(median(of) / of.limit) : "";
+	const std::string allowed = of.allowed > 0 ? number(of.allowed) : "";
+
+	printf("%-52s %10s %21s %-8s %10s %6s %10s %s\n", of.name.c_str(),
+	       number(median(of)).c_str(), of.samples.size() > 1 ? spread.c_str() : "",
+	       of.unit.c_str(), limit.c_str(), ratio.c_str(), allowed.c_str(), verdict(of));
+	fflush(stdout);
+}
+
+static void write_one(FILE *out, const figure &of)
+{
+	fprintf(out, "    {\"name\": \"%s\", \"unit\": \"%s\", \"median\": %.6g, ", of.name.c_str(),
+		of.unit.c_str(), median(of));
+	if (of.limit > 0)
+		fprintf(out, "\"limit\": %.6g, \"ratio\": %.6g, ", of.limit, median(of) / of.limit);
+	if (of.allowed > 0)
+		fprintf(out, "\"allowed\": %.6g, \"kept\": %s, ", of.allowed,
+			median(of) <= of.allowed ? "true" : "false");
+	fputs("\"samples\": [", out);
+	for (size_t i = 0; i < of.samples.size(); i++)
+		fprintf(out, "%s%.6g", i == 0 ? "" : ", ", of.samples[i]);
+	fputs("]}", out);
+}
+
+void write_json(const std::vector<figure> &figures, const std::string &path)
+{
+	FILE *const out = fopen(path.c_str(), "w");
+
+	if (!out)
+		throw std::runtime_error("cannot write " + path);
+	fputs("{\n  \"figures\": [\n", out);
+	for (size_t i = 0; i < figures.size(); i++) {
+		write_one(out, figures[i]);
+		fputs(i + 1 < figures.size() ? ",\n" : "\n", out);
+	}
+	fputs("  ]\n}\n", out);
+	fclose(out);
+}

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The measured figures: their spread, the limit beside each, the table and the JSON of them. */
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct figure {
+	std::string name;
+	std::string unit;
+	std::vector<double> samples; /* one a run, the median is shown */
+	double limit = 0;            /* what the line and its sleeps take; 0: there is none */
+	double allowed = 0;          /* the most it may be, in the same unit; 0: nothing is set */
+};
+
+/* The value that so many of a hundred samples do not exceed. */
+double percentile(std::vector<double> samples, double percent);
+double mean(const std::vector<double> &samples);
+
+void begin_table();
+void print_figure(const figure &of); /* as soon as it is measured */
+void write_json(const std::vector<figure> &figures, const std::string &path);

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The simulator's record of the line: each packet, when it was through, how long it took. */
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct line_packet {
+	int64_t at; /* nanoseconds since 1970: its last byte was through */
+	bool to_host;
+	std::vector<uint8_t> bytes;
+
+	bool is_command(uint16_t opcode) const
+	{
+		return !to_host && (bytes[1] | bytes[2] << 8) == opcode;
+	}
+};
+
+/* Nanoseconds that so many bytes take at 115200 baud, start and stop bit included. */
+int64_t wire_time(size_t bytes);
+
+/* When its first byte began. */
+int64_t begin_of(const line_packet &packet);
+
+std::vector<line_packet> read_line_record(const std::string &path);
+
+/* The bytes of [first, last), both ways. */
+size_t bytes_of(const std::vector<line_packet> &packets, size_t first, size_t last);

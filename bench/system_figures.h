@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+/* What is measured of the shipped daemon in front of the simulated controller. */
+#pragma once
+
+#include "bench/figures.h"
+
+struct bench_settings {
+	std::string build;     /* folder of the programs */
+	bool is_short = false; /* fewer runs, less time: to see that it works */
+};
+
+using figure_list = std::vector<figure>;
+
+/* Each prints its figures as it has them, and adds them to the list. */
+void measure_starts(const bench_settings &settings, figure_list &figures);
+void measure_rotation(const bench_settings &settings, figure_list &figures);
+void measure_response(const bench_settings &settings, figure_list &figures);
+void measure_system_calls(const bench_settings &settings, figure_list &figures);
+void measure_idle_and_load(const bench_settings &settings, figure_list &figures);
+
+inline void add(figure_list &figures, const figure &one)
+{
+	print_figure(one);
+	figures.push_back(one);
+}
