@@ -4,8 +4,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <numeric>
+#include <sched.h>
 #include <stdexcept>
+#include <unistd.h>
 
 double percentile(std::vector<double> samples, double percent)
 {
@@ -42,8 +45,23 @@ static std::string number(double value)
 	return text;
 }
 
+/* Ahead of all other processes, or one among them: it decides what a figure is worth. */
+static bool is_alone()
+{
+	return sched_getscheduler(0) == SCHED_FIFO;
+}
+
+static double load()
+{
+	double average = 0;
+
+	return getloadavg(&average, 1) == 1 ? average : -1;
+}
+
 void begin_table()
 {
+	printf("%ld processors, load %.2f, %s\n", sysconf(_SC_NPROCESSORS_ONLN), load(),
+	       is_alone() ? "ahead of all other processes" : "one process among others");
 	printf("%-52s %10s %21s %-8s %10s %6s %10s\n", "figure", "median", "lowest - highest",
 	       "unit", "limit", "ratio", "allowed");
 }
@@ -83,7 +101,9 @@ void write_json(const std::vector<figure> &figures, const std::string &path)
 
 	if (!out)
 		throw std::runtime_error("cannot write " + path);
-	fputs("{\n  \"figures\": [\n", out);
+	fprintf(out, "{\n  \"processors\": %ld,\n  \"load_at_the_end\": %.2f,\n",
+		sysconf(_SC_NPROCESSORS_ONLN), load());
+	fprintf(out, "  \"alone\": %s,\n  \"figures\": [\n", is_alone() ? "true" : "false");
 	for (size_t i = 0; i < figures.size(); i++) {
 		write_one(out, figures[i]);
 		fputs(i + 1 < figures.size() ? ",\n" : "\n", out);
