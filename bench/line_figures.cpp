@@ -12,6 +12,7 @@
 #include <poll.h>
 #include <random>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -185,49 +186,128 @@ void measure_starts(const bench_settings &settings, figure_list &figures)
 	measure_pidof(settings.is_short ? 5 : 50, figures);
 	for (const start_row &row : start_rows) {
 		const bool is_long = row.sleeps == PATCH_SETTLES;
-		measure_start(settings, row, settings.is_short ? 1 : is_long ? 5 : 15, figures);
+		measure_start(settings, row, settings.is_short ? 1 : is_long ? 3 : 15, figures);
 	}
+}
+
+/* How much later than the interval and the exchange each step came, and what that is. */
+struct rotation {
+	std::vector<double> extra;
+	std::vector<double> due;
+};
+
+/* The first step also switches advertising on, the last is followed by no other. */
+static rotation steps_of(const std::vector<line_packet> &packets, uint16_t opcode)
+{
+	constexpr int64_t INTERVAL = 100'000'000;
+	rotation steps;
+	size_t at = find_command(packets, opcode, find_command(packets, opcode, 0) + 1);
+
+	for (size_t next = at + 1; next < packets.size(); next++) {
+		if (!packets[next].is_command(opcode))
+			continue;
+		const int64_t least = INTERVAL + wire_time(bytes_of(packets, at, next));
+		const int64_t took = begin_of(packets[next]) - begin_of(packets[at]);
+		steps.extra.push_back(static_cast<double>(took - least) / MS);
+		steps.due.push_back(static_cast<double>(least) / MS);
+		at = next;
+	}
+	return steps;
+}
+
+static void add_rotation(figure_list &figures, const std::string &name, const rotation &steps,
+			 bool is_bound)
+{
+	const double drift = mean(steps.extra) / mean(steps.due) * 100;
+
+	printf("%s: %zu steps, each of %.3f ms\n", name.c_str(), steps.extra.size(),
+	       mean(steps.due));
+	add(figures, { name + ", dwell error p50", "ms", { percentile(steps.extra, 50) } });
+	add(figures, { name + ", dwell error p99",
+		       "ms",
+		       { percentile(steps.extra, 99) },
+		       0,
+		       is_bound ? 3.0 : 0 });
+	add(figures, { name + ", dwell error, greatest", "ms", { percentile(steps.extra, 100) } });
+	add(figures, { name + ", drift of the mean", "%", { drift }, 0, is_bound ? 0.5 : 0 });
+}
+
+static double rotation_seconds(const bench_settings &settings)
+{
+	return settings.is_short ? 3 : 40;
 }
 
 static void measure_rotation_of(const bench_settings &settings, int beacons, figure_list &figures)
 {
-	constexpr int64_t INTERVAL = 100'000'000;
-	const std::string name = "rotation of " + std::to_string(beacons) + ", ";
 	access_point point(settings.build);
-	std::vector<double> extra;
-	std::vector<double> due; /* interval and exchange */
 
 	point.start_simulator("ti-08", { "--capture", point.file("line") });
 	point.start_and_wait();
 	point.load_beacons(beacons, "100");
 	point.say_and_wait({ "ibeacon", "start" });
-	sleep_for(settings.is_short ? 3 : 60);
+	sleep_for(rotation_seconds(settings));
 	point.say_and_wait({ "ibeacon", "stop" });
 	point.stop_daemon();
 	point.stop_simulator();
+	add_rotation(figures, "rotation of " + std::to_string(beacons),
+		     steps_of(read_line_record(point.file("line")), 0xFE07), true);
+}
 
-	const std::vector<line_packet> packets = read_line_record(point.file("line"));
-	/* The first step also switches advertising on; the last is followed by no other. */
-	size_t at = find_command(packets, 0xFE07, find_command(packets, 0xFE07, 0) + 1);
-	for (size_t next = at + 1; next < packets.size(); next++) {
-		if (!packets[next].is_command(0xFE07))
-			continue;
-		const int64_t least = INTERVAL + wire_time(bytes_of(packets, at, next));
-		const int64_t took = begin_of(packets[next]) - begin_of(packets[at]);
-		extra.push_back(static_cast<double>(took - least) / MS);
-		due.push_back(static_cast<double>(least) / MS);
-		at = next;
+static bool make_raw(int line)
+{
+	struct termios raw;
+
+	if (tcgetattr(line, &raw) != 0)
+		return false;
+	cfmakeraw(&raw);
+	raw.c_cflag |= CRTSCTS;
+	return tcsetattr(line, TCSANOW, &raw) == 0;
+}
+
+/* Asks for the version, reads the answer with as few calls as can be, sleeps, again. */
+static pid_t start_asker(const char *port)
+{
+	constexpr size_t ANSWER = 15;
+	const pid_t pid = fork();
+	char answer[ANSWER];
+
+	if (pid != 0)
+		return pid;
+	prctl(PR_SET_TIMERSLACK, 50'000); /* as the daemon has it */
+	const int line = open(port, O_RDWR | O_NOCTTY);
+	if (!make_raw(line))
+		_exit(1);
+	for (;;) {
+		if (write(line, "\x01\x01\x10\x00", 4) != 4)
+			_exit(1);
+		for (size_t left = ANSWER; left > 0;) {
+			const ssize_t count = read(line, answer, left);
+			if (count <= 0)
+				_exit(1);
+			left -= static_cast<size_t>(count);
+		}
+		usleep(100000);
 	}
-	printf("%s%zu steps, each of %.3f ms\n", name.c_str(), extra.size(), mean(due));
-	add(figures, { name + "dwell error p50", "ms", { percentile(extra, 50) } });
-	add(figures, { name + "dwell error p99", "ms", { percentile(extra, 99) }, 0, 3 });
-	add(figures, { name + "dwell error, greatest", "ms", { percentile(extra, 100) } });
-	add(figures,
-	    { name + "drift of the mean", "%", { mean(extra) / mean(due) * 100 }, 0, 0.5 });
+}
+
+/* What machine and simulator add to a sleep and an exchange, whoever makes them. */
+static void measure_bare_rotation(const bench_settings &settings, figure_list &figures)
+{
+	access_point point(settings.build);
+
+	point.start_simulator("ti-08", { "--capture", point.file("line") });
+	const pid_t asker = start_asker("/dev/ttyMSM1");
+	sleep_for(rotation_seconds(settings));
+	kill(asker, SIGKILL);
+	waitpid(asker, nullptr, 0);
+	point.stop_simulator();
+	add_rotation(figures, "bare sleep and exchange",
+		     steps_of(read_line_record(point.file("line")), 0x1001), false);
 }
 
 void measure_rotation(const bench_settings &settings, figure_list &figures)
 {
+	measure_bare_rotation(settings, figures);
 	for (const int beacons : { 2, 5 })
 		measure_rotation_of(settings, beacons, figures);
 }
@@ -246,11 +326,10 @@ static pid_t start_idler(const char *port)
 
 	if (pid != 0)
 		return pid;
+	prctl(PR_SET_TIMERSLACK, 50'000); /* as the daemon has it */
 	const int line = open(port, O_RDWR | O_NOCTTY);
-	struct termios raw;
-	tcgetattr(line, &raw);
-	cfmakeraw(&raw);
-	tcsetattr(line, TCSANOW, &raw);
+	if (!make_raw(line))
+		_exit(1);
 	signal(SIGUSR1, note_signal);
 	for (is_signalled = 1;; usleep(100000))
 		if (is_signalled) {
@@ -324,7 +403,7 @@ static std::vector<double> responses(const bench_settings &settings, int count,
 
 void measure_response(const bench_settings &settings, figure_list &figures)
 {
-	const int count = settings.is_short ? 30 : 1000;
+	const int count = settings.is_short ? 30 : 500;
 	std::mt19937 chance(1);
 	const std::vector<double> bare = signal_deliveries(count, chance);
 	const std::vector<double> daemon = responses(settings, count, chance);
