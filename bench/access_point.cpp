@@ -14,6 +14,7 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 static const char serial_port[] = "/dev/ttyMSM1";
@@ -54,6 +55,17 @@ int64_t wait_until(const std::function<bool()> &condition, const std::string &wh
 		sleep_for(50e-6);
 	}
 	return wall_clock();
+}
+
+bool make_raw(int line)
+{
+	struct termios raw;
+
+	if (tcgetattr(line, &raw) != 0)
+		return false;
+	cfmakeraw(&raw);
+	raw.c_cflag |= CRTSCTS;
+	return tcsetattr(line, TCSANOW, &raw) == 0;
 }
 
 static int segment_id()

@@ -83,3 +83,6 @@ class access_point
 
 /* What a file holds, empty if there is none. */
 std::string content_of(const std::string &path);
+
+/* A serial line as the daemon sets it: raw, with flow control. */
+bool make_raw(int line);

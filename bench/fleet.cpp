@@ -20,7 +20,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-constexpr double MS = 1e6; /* nanoseconds */
 constexpr double INTERVAL_MS = 100;
 constexpr double LATE_MS = 10;
 constexpr int STARTED_AT_ONCE = 10;

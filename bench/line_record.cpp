@@ -3,6 +3,8 @@
 
 #include "bench/access_point.h"
 
+#include <stdexcept>
+
 constexpr int64_t BAUD = 115200;
 constexpr int64_t BITS_PER_BYTE = 10;
 constexpr size_t FILE_HEADER = 16;
@@ -59,4 +61,12 @@ size_t bytes_of(const std::vector<line_packet> &packets, size_t first, size_t la
 	for (size_t i = first; i < last; i++)
 		count += packets[i].bytes.size();
 	return count;
+}
+
+size_t find_command(const std::vector<line_packet> &packets, uint16_t opcode, size_t from)
+{
+	for (size_t i = from; i < packets.size(); i++)
+		if (packets[i].is_command(opcode))
+			return i;
+	throw std::runtime_error("a command is missing in the record of the line");
 }

@@ -17,6 +17,8 @@ struct line_packet {
 	}
 };
 
+constexpr double MS = 1e6; /* nanoseconds */
+
 /* Nanoseconds that so many bytes take at 115200 baud, start and stop bit included. */
 int64_t wire_time(size_t bytes);
 
@@ -27,3 +29,6 @@ std::vector<line_packet> read_line_record(const std::string &path);
 
 /* The bytes of [first, last), both ways. */
 size_t bytes_of(const std::vector<line_packet> &packets, size_t first, size_t last);
+
+/* The index of the first such command from `from` on; there must be one. */
+size_t find_command(const std::vector<line_packet> &packets, uint16_t opcode, size_t from);
