@@ -7,27 +7,48 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <iterator>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-/* How much later than the interval and the exchange each step came, and what that is. */
+constexpr int64_t INTERVAL = 100'000'000;
+
+/* Who exchanges: the daemon, or a process that does nothing else. */
+struct rotation_row {
+	const char *name;
+	int beacons; /* 0: the bare process */
+	int64_t interval;
+	uint16_t opcode;
+	bool is_bound; /* its figures have to be kept */
+};
+
+// clang-format off
+static const rotation_row rotation_rows[] = {
+	/* name                       beacons interval  opcode  bound */
+	{ "bare exchange",               0,   0,        0x1001, false },
+	{ "bare sleep and exchange",     0,   INTERVAL, 0x1001, false },
+	{ "rotation of 2",               2,   INTERVAL, 0xFE07, true },
+	{ "rotation of 5",               5,   INTERVAL, 0xFE07, true },
+};
+// clang-format on
+
+/* How much later than its interval and its bytes each step came; and how long that is. */
 struct rotation {
 	std::vector<double> extra;
 	std::vector<double> due;
 };
 
 /* The first step also switches advertising on, the last is followed by no other. */
-static rotation steps_of(const std::vector<line_packet> &packets, uint16_t opcode)
+static rotation steps_of(const std::vector<line_packet> &packets, const rotation_row &row)
 {
-	constexpr int64_t INTERVAL = 100'000'000;
 	rotation steps;
-	size_t at = find_command(packets, opcode, find_command(packets, opcode, 0) + 1);
+	size_t at = find_command(packets, row.opcode, find_command(packets, row.opcode, 0) + 1);
 
 	for (size_t next = at + 1; next < packets.size(); next++) {
-		if (!packets[next].is_command(opcode))
+		if (!packets[next].is_command(row.opcode))
 			continue;
-		const int64_t least = INTERVAL + wire_time(bytes_of(packets, at, next));
+		const int64_t least = row.interval + wire_time(bytes_of(packets, at, next));
 		const int64_t took = begin_of(packets[next]) - begin_of(packets[at]);
 		steps.extra.push_back(static_cast<double>(took - least) / MS);
 		steps.due.push_back(static_cast<double>(least) / MS);
@@ -36,46 +57,23 @@ static rotation steps_of(const std::vector<line_packet> &packets, uint16_t opcod
 	return steps;
 }
 
-static void add_rotation(figure_list &figures, const std::string &name, const rotation &steps,
-			 bool is_bound)
-{
-	const double drift = mean(steps.extra) / mean(steps.due) * 100;
-
-	printf("%s: %zu steps, each of %.3f ms\n", name.c_str(), steps.extra.size(),
-	       mean(steps.due));
-	add(figures, { name + ", dwell error p50", "ms", { percentile(steps.extra, 50) } });
-	add(figures, { name + ", dwell error p99",
-		       "ms",
-		       { percentile(steps.extra, 99) },
-		       0,
-		       is_bound ? 3.0 : 0 });
-	add(figures, { name + ", dwell error, greatest", "ms", { percentile(steps.extra, 100) } });
-	add(figures, { name + ", drift of the mean", "%", { drift }, 0, is_bound ? 0.5 : 0 });
-}
-
-static double rotation_seconds(const bench_settings &settings)
-{
-	return settings.is_short ? 3 : 40;
-}
-
-static void measure_rotation_of(const bench_settings &settings, int beacons, figure_list &figures)
+static rotation rotate(const bench_settings &settings, const rotation_row &row, double seconds)
 {
 	access_point point(settings.build);
 
 	point.start_simulator("ti-08", { "--capture", point.file("line") });
 	point.start_and_wait();
-	point.load_beacons(beacons, "100");
+	point.load_beacons(row.beacons, "100");
 	point.say_and_wait({ "ibeacon", "start" });
-	sleep_for(rotation_seconds(settings));
+	sleep_for(seconds);
 	point.say_and_wait({ "ibeacon", "stop" });
 	point.stop_daemon();
 	point.stop_simulator();
-	add_rotation(figures, "rotation of " + std::to_string(beacons),
-		     steps_of(read_line_record(point.file("line")), 0xFE07), true);
+	return steps_of(read_line_record(point.file("line")), row);
 }
 
 /* Asks for the version, reads the answer with as few calls as can be, sleeps, again. */
-static pid_t start_asker(const char *port)
+static pid_t start_asker(const char *port, useconds_t interval)
 {
 	constexpr size_t ANSWER = 15;
 	const pid_t pid = fork();
@@ -96,28 +94,63 @@ static pid_t start_asker(const char *port)
 				_exit(1);
 			left -= static_cast<size_t>(count);
 		}
-		usleep(100000);
+		if (interval > 0)
+			usleep(interval);
 	}
 }
 
 /* What machine and simulator add to a sleep and an exchange, whoever makes them. */
-static void measure_bare_rotation(const bench_settings &settings, figure_list &figures)
+static rotation ask(const bench_settings &settings, const rotation_row &row, double seconds)
 {
 	access_point point(settings.build);
 
 	point.start_simulator("ti-08", { "--capture", point.file("line") });
-	const pid_t asker = start_asker("/dev/ttyMSM1");
-	sleep_for(rotation_seconds(settings));
+	const pid_t asker =
+		start_asker("/dev/ttyMSM1", static_cast<useconds_t>(row.interval / 1000));
+	sleep_for(seconds);
 	kill(asker, SIGKILL);
 	waitpid(asker, nullptr, 0);
 	point.stop_simulator();
-	add_rotation(figures, "bare sleep and exchange",
-		     steps_of(read_line_record(point.file("line")), 0x1001), false);
+	return steps_of(read_line_record(point.file("line")), row);
 }
 
+static void add_rotation(figure_list &figures, const rotation_row &row,
+			 const std::vector<rotation> &runs)
+{
+	const std::string name = std::string(row.name) + ", ";
+	figure half = { .name = name + "late by p50", .unit = "ms", .samples = {} };
+	figure most = { .name = name + "late by p99", .unit = "ms", .samples = {} };
+	figure worst = { .name = name + "late by, greatest", .unit = "ms", .samples = {} };
+	figure drift = { .name = name + "drift of the mean", .unit = "%", .samples = {} };
+
+	for (const rotation &run : runs) {
+		half.samples.push_back(percentile(run.extra, 50));
+		most.samples.push_back(percentile(run.extra, 99));
+		worst.samples.push_back(percentile(run.extra, 100));
+		drift.samples.push_back(mean(run.extra) / mean(run.due) * 100);
+	}
+	if (row.is_bound) {
+		most.allowed = 3;
+		drift.allowed = 0.5;
+	}
+	printf("%s%zu times %zu steps, each due after %.3f ms\n", name.c_str(), runs.size(),
+	       runs.front().extra.size(), mean(runs.front().due));
+	for (const figure *each : { &half, &most, &worst, &drift })
+		add(figures, *each);
+}
+
+/* In turns: what disturbs the machine meanwhile meets each of them. */
 void measure_rotation(const bench_settings &settings, figure_list &figures)
 {
-	measure_bare_rotation(settings, figures);
-	for (const int beacons : { 2, 5 })
-		measure_rotation_of(settings, beacons, figures);
+	std::vector<rotation> runs[std::size(rotation_rows)];
+
+	for (int i = 0; i < (settings.is_short ? 1 : 5); i++)
+		for (size_t j = 0; j < std::size(rotation_rows); j++) {
+			const rotation_row &row = rotation_rows[j];
+			const double seconds = settings.is_short || row.interval == 0 ? 2 : 12;
+			runs[j].push_back(row.beacons == 0 ? ask(settings, row, seconds)
+							   : rotate(settings, row, seconds));
+		}
+	for (size_t j = 0; j < std::size(rotation_rows); j++)
+		add_rotation(figures, rotation_rows[j], runs[j]);
 }

@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 constexpr size_t PATCH_SIZE = 128 * 1024;
+constexpr size_t PATCH_SEGMENT = 243;
 constexpr int64_t PATCH_SETTLES = 1'500'000'000;
 
 struct start_row {
@@ -32,7 +33,8 @@ struct start_times {
 	double segment, identified, loop, advertising;
 	double on_the_line, patch; /* from the first byte */
 	double least_identified, least_loop, least_advertising, least_patch;
-	double patch_rate; /* bytes of the patch a second, without the wait behind it */
+	double segment_extra; /* of the patch, beyond its bytes */
+	double patch_rate;    /* bytes of the patch a second, without the wait behind it */
 };
 
 static double least(const std::vector<line_packet> &packets, size_t count, int64_t sleeps)
@@ -60,6 +62,8 @@ static void fill_patch_times(const std::vector<line_packet> &packets, start_time
 
 	times.patch = took / MS;
 	times.least_patch = static_cast<double>(wire + PATCH_SETTLES) / MS;
+	times.segment_extra = (times.patch - times.least_patch) /
+			      static_cast<double>((PATCH_SIZE + PATCH_SEGMENT - 1) / PATCH_SEGMENT);
 	times.patch_rate = static_cast<double>(PATCH_SIZE) / ((took - double(PATCH_SETTLES)) / 1e9);
 }
 
@@ -125,6 +129,7 @@ static void measure_start(const bench_settings &settings, const start_row &row, 
 	figure air = start_figure(row, "start to first advertisement", one.least_advertising, 1.05);
 	figure line = start_figure(row, "first byte to ready for commands", one.least_loop, 1.05);
 	figure patch = start_figure(row, "patch of 128 KiB", one.least_patch, 1.02);
+	figure extra = start_figure(row, "a segment of it beyond its bytes", 0, 0);
 	figure rate = { .name = "qualcomm, patch bytes a second",
 			.unit = "B/s",
 			.samples = {},
@@ -136,12 +141,13 @@ static void measure_start(const bench_settings &settings, const start_row &row, 
 		air.samples.push_back(times.advertising);
 		line.samples.push_back(times.on_the_line);
 		patch.samples.push_back(times.patch);
+		extra.samples.push_back(times.segment_extra);
 		rate.samples.push_back(times.patch_rate);
 	}
 	for (const figure *each : { &segment, &identified, &loop, &air, &line })
 		add(figures, *each);
 	if (one.patch > 0)
-		for (const figure *each : { &patch, &rate })
+		for (const figure *each : { &patch, &extra, &rate })
 			add(figures, *each);
 }
 
