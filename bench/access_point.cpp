@@ -163,13 +163,19 @@ int64_t access_point::start_daemon(const words &before)
 
 int64_t access_point::wait_for_segment()
 {
-	wait_until([] { return segment_id() >= 0; }, "the segment");
+	const int64_t at = wait_until([] { return segment_id() >= 0; }, "the segment");
 	void *address = shmat(segment_id(), nullptr, 0);
 	if (address == reinterpret_cast<void *>(-1))
 		throw std::runtime_error("cannot attach to the segment");
 	m_segment = static_cast<ble_segment *>(address);
-	m_segment->cmd_doing = 1; /* cleared when the loop begins */
-	return wall_clock();
+	return at;
+}
+
+void access_point::watch_for_loop()
+{
+	m_segment->cmd_doing = 1;
+	if (m_segment->config.opt.status >= BLE_STATUS_AVAILABLE)
+		throw std::runtime_error("the machine is too busy to watch the daemon start");
 }
 
 int64_t access_point::wait_for_loop()
@@ -177,14 +183,18 @@ int64_t access_point::wait_for_loop()
 	return wait_until([this] { return m_segment->cmd_doing == 0; }, "the daemon's loop");
 }
 
-void access_point::start_and_wait()
+void access_point::wait_for_controller()
 {
-	start_daemon();
+	wait_until([this] { return m_segment->config.opt.status == BLE_STATUS_AVAILABLE; },
+		   "the controller");
+}
+
+void access_point::start_and_wait(const words &before)
+{
+	start_daemon(before);
 	wait_for_segment();
-	wait_for_loop();
-	if (m_segment->config.opt.status != BLE_STATUS_AVAILABLE)
-		throw std::runtime_error("the daemon has no controller: " +
-					 content_of(file("daemon.err")));
+	wait_for_controller();
+	say_and_wait({ "show", "version" }); /* answered by the loop */
 }
 
 /* The one that made the segment: what was started may be a program that runs it. */

@@ -41,11 +41,12 @@ class access_point
 	/* When a client could attach; the segment is attached then. */
 	int64_t wait_for_segment();
 
-	/* When the loop has run for the first time: whoever waits for a command is told. */
+	/* When the loop begins: it tells whoever waits for a command. Watched before that. */
+	void watch_for_loop();
 	int64_t wait_for_loop();
 
 	/* All of it, for whoever does not measure the start. */
-	void start_and_wait();
+	void start_and_wait(const words &before = {});
 
 	/* The first `count` beacons on, the others off. */
 	void load_beacons(int count, const std::string &interval);
@@ -71,6 +72,7 @@ class access_point
 	}
 
       private:
+	void wait_for_controller();
 	pid_t start(const words &command, const std::string &name) const;
 	void stop(pid_t &pid, pid_t signalled);
 

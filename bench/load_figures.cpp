@@ -61,9 +61,7 @@ static void measure_calls_of(const bench_settings &settings, const call_row &row
 			   .c_str()) != 0)
 		throw std::runtime_error("no patch file");
 	point.start_simulator(row.controller, { "--baud", "0" });
-	point.start_daemon({ "strace", "-o", point.file("calls") });
-	point.wait_for_segment();
-	point.wait_for_loop();
+	point.start_and_wait({ "strace", "-o", point.file("calls") });
 	point.load_beacons(2, "20");
 	point.say_and_wait({ "ibeacon", "start" });
 	sleep_for(2);

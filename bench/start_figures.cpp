@@ -81,6 +81,7 @@ static start_times start_once(const bench_settings &settings, const start_row &r
 	point.start_simulator(row.controller, { "--capture", point.file("line") });
 	const int64_t begin = point.start_daemon();
 	const int64_t segment = point.wait_for_segment();
+	point.watch_for_loop();
 	const int64_t identified = wait_until(
 		[&] { return point.segment().config.opt.status == BLE_STATUS_AVAILABLE; },
 		"the controller");
