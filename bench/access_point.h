@@ -18,7 +18,7 @@ using words = std::vector<std::string>;
 /* Nanoseconds since 1970, the clock of the line's record too. */
 int64_t wall_clock();
 
-/* When `condition` first held, looked at every 50 us. */
+/* When `condition` first held, to a thousandth of the wait and 50 us. */
 int64_t wait_until(const std::function<bool()> &condition, const std::string &what,
 		   int64_t most_seconds = 30);
 
