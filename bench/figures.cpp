@@ -80,6 +80,21 @@ void print_figure(const figure &of)
 	fflush(stdout);
 }
 
+bool hold_guards(const std::vector<figure> &figures)
+{
+	bool hold = true;
+
+	for (const figure &of : figures) {
+		const double best = percentile(of.samples, 0);
+		if (!of.is_guarded || best <= of.allowed)
+			continue;
+		fprintf(stderr, "%s: %s %s at best, %s are allowed\n", of.name.c_str(),
+			number(best).c_str(), of.unit.c_str(), number(of.allowed).c_str());
+		hold = false;
+	}
+	return hold;
+}
+
 static void write_one(FILE *out, const figure &of)
 {
 	fprintf(out, "    {\"name\": \"%s\", \"unit\": \"%s\", \"median\": %.6g, ", of.name.c_str(),

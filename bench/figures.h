@@ -11,6 +11,7 @@ struct figure {
 	std::vector<double> samples; /* one a run, the median is shown */
 	double limit = 0;            /* what the line and its sleeps take; 0: there is none */
 	double allowed = 0;          /* the most it may be, in the same unit; 0: nothing is set */
+	bool is_guarded = false;     /* a ratio that holds on any machine: more is a fault */
 };
 
 /* The value that so many of a hundred samples do not exceed. */
@@ -19,4 +20,11 @@ double mean(const std::vector<double> &samples);
 
 void begin_table();
 void print_figure(const figure &of); /* as soon as it is measured */
+
+/*
+ * Whether each guarded figure had a run within what is allowed: a busy machine spoils some runs,
+ * a slower daemon all of them. Those that had none are told on stderr.
+ */
+bool hold_guards(const std::vector<figure> &figures);
+
 void write_json(const std::vector<figure> &figures, const std::string &path);

@@ -74,7 +74,8 @@ static void measure_calls_of(const bench_settings &settings, const call_row &row
 		       "calls",
 		       { static_cast<double>(step.size()) },
 		       row.calls,
-		       row.calls });
+		       row.calls,
+		       true });
 	for (const std::string &name : step)
 		printf(" %s", name.c_str());
 	printf("\n");
@@ -93,14 +94,16 @@ static void add_memory(figure_list &figures, const std::string &when, const usag
 		       "KiB",
 		       { now.resident_kib },
 		       before.resident_kib,
-		       before.resident_kib });
+		       before.resident_kib,
+		       true });
 	add(figures, { when + ", private and written to",
 		       "KiB",
 		       { now.private_kib },
 		       before.private_kib,
-		       before.private_kib });
+		       before.private_kib,
+		       true });
 	add(figures,
-	    { when + ", mappings", "", { now.mappings }, before.mappings, before.mappings });
+	    { when + ", mappings", "", { now.mappings }, before.mappings, before.mappings, true });
 }
 
 static void measure_idle(access_point &point, double seconds, figure_list &figures)
@@ -116,7 +119,8 @@ static void measure_idle(access_point &point, double seconds, figure_list &figur
 		       "1/s",
 		       { (after.wakeups - before.wakeups) / took },
 		       10,
-		       10.1 });
+		       10.1,
+		       true });
 	add(figures, { "idle, processor time in 10 minutes",
 		       "s",
 		       { (after.cpu_seconds - before.cpu_seconds) / took * 600 } });

@@ -140,7 +140,7 @@ static void add_rotation(figure_list &figures, const rotation_row &row,
 }
 
 /* In turns: what disturbs the machine meanwhile meets each of them. */
-void measure_rotation(const bench_settings &settings, figure_list &figures)
+double measure_rotation(const bench_settings &settings, figure_list &figures)
 {
 	std::vector<rotation> runs[std::size(rotation_rows)];
 
@@ -153,4 +153,9 @@ void measure_rotation(const bench_settings &settings, figure_list &figures)
 		}
 	for (size_t j = 0; j < std::size(rotation_rows); j++)
 		add_rotation(figures, rotation_rows[j], runs[j]);
+
+	std::vector<double> bare; /* the first row */
+	for (const rotation &run : runs[0])
+		bare.push_back(percentile(run.extra, 50));
+	return percentile(bare, 50);
 }

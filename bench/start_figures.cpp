@@ -35,6 +35,7 @@ struct start_times {
 	double least_identified, least_loop, least_advertising, least_patch;
 	double segment_extra; /* of the patch, beyond its bytes */
 	double patch_rate;    /* bytes of the patch a second, without the wait behind it */
+	double exchanges;     /* from the first byte until the loop */
 };
 
 static double least(const std::vector<line_packet> &packets, size_t count, int64_t sleeps)
@@ -99,6 +100,8 @@ static start_times start_once(const bench_settings &settings, const start_row &r
 	times.loop = static_cast<double>(loop - begin) / MS;
 	times.advertising = static_cast<double>(packets[on_air].at - begin) / MS;
 	times.on_the_line = static_cast<double>(loop - begin_of(packets[0])) / MS;
+	for (size_t i = 0; i < first_of_start; i++)
+		times.exchanges += packets[i].to_host ? 0 : 1;
 	times.least_identified = least(packets, 2, 0);
 	times.least_loop = least(packets, first_of_start, row.sleeps);
 	times.least_advertising = least(packets, on_air + 1, row.sleeps);
@@ -117,7 +120,7 @@ static figure start_figure(const start_row &row, const char *what, double limit,
 }
 
 static void measure_start(const bench_settings &settings, const start_row &row, int runs,
-			  figure_list &figures)
+			  double bare_exchange, figure_list &figures)
 {
 	std::vector<start_times> all;
 
@@ -129,23 +132,29 @@ static void measure_start(const bench_settings &settings, const start_row &row, 
 	figure loop = start_figure(row, "start to ready for commands", one.least_loop, 1.05);
 	figure air = start_figure(row, "start to first advertisement", one.least_advertising, 1.05);
 	figure line = start_figure(row, "first byte to ready for commands", one.least_loop, 1.05);
+	/* With what machine and simulator add to each exchange, whoever makes it. */
+	figure bare = start_figure(row, "the same, beside bare exchanges",
+				   one.least_loop + one.exchanges * bare_exchange, 1.05);
 	figure patch = start_figure(row, "patch of 128 KiB", one.least_patch, 1.02);
 	figure extra = start_figure(row, "a segment of it beyond its bytes", 0, 0);
 	figure rate = { .name = "qualcomm, patch bytes a second",
 			.unit = "B/s",
 			.samples = {},
 			.limit = 11520.0 * 243 / 257 };
+	bare.is_guarded = true;
+	patch.is_guarded = true;
 	for (const start_times &times : all) {
 		segment.samples.push_back(times.segment);
 		identified.samples.push_back(times.identified);
 		loop.samples.push_back(times.loop);
 		air.samples.push_back(times.advertising);
 		line.samples.push_back(times.on_the_line);
+		bare.samples.push_back(times.on_the_line);
 		patch.samples.push_back(times.patch);
 		extra.samples.push_back(times.segment_extra);
 		rate.samples.push_back(times.patch_rate);
 	}
-	for (const figure *each : { &segment, &identified, &loop, &air, &line })
+	for (const figure *each : { &segment, &identified, &loop, &air, &line, &bare })
 		add(figures, *each);
 	if (one.patch > 0)
 		for (const figure *each : { &patch, &extra, &rate })
@@ -155,7 +164,7 @@ static void measure_start(const bench_settings &settings, const start_row &row, 
 /* What the check for another instance takes by itself: a shell and a look at every process. */
 static void measure_pidof(int runs, figure_list &figures)
 {
-	figure alone = { .name = "popen(\"pidof vorlind\") alone", .unit = "ms", .samples = {} };
+	figure alone = { .name = "pidof through popen, alone", .unit = "ms", .samples = {} };
 
 	for (int i = 0; i < runs; i++) {
 		const int64_t begin = wall_clock();
@@ -170,11 +179,13 @@ static void measure_pidof(int runs, figure_list &figures)
 	add(figures, alone);
 }
 
-void measure_starts(const bench_settings &settings, figure_list &figures)
+void measure_starts(const bench_settings &settings, double bare_exchange, figure_list &figures)
 {
 	measure_pidof(settings.is_short ? 5 : 50, figures);
 	for (const start_row &row : start_rows) {
 		const bool is_long = row.sleeps == PATCH_SETTLES;
-		measure_start(settings, row, settings.is_short ? 1 : is_long ? 3 : 15, figures);
+		const int runs =
+			is_long ? (settings.is_short ? 1 : 3) : (settings.is_short ? 5 : 15);
+		measure_start(settings, row, runs, bare_exchange, figures);
 	}
 }

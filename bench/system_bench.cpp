@@ -9,17 +9,18 @@
 #include <cstring>
 #include <exception>
 
-static void measure(const bench_settings &settings, const char *json)
+static bool measure(const bench_settings &settings, const char *json)
 {
 	figure_list figures;
 
 	begin_table();
 	measure_system_calls(settings, figures);
 	measure_response(settings, figures);
-	measure_rotation(settings, figures);
-	measure_starts(settings, figures);
+	const double bare_exchange = measure_rotation(settings, figures);
+	measure_starts(settings, bare_exchange, figures);
 	measure_idle_and_load(settings, figures);
 	write_json(figures, json);
+	return hold_guards(figures);
 }
 
 int main(int argc, char **argv)
@@ -33,10 +34,9 @@ int main(int argc, char **argv)
 	settings.build = argv[1];
 	settings.is_short = argc == 4;
 	try {
-		measure(settings, argv[2]);
+		return measure(settings, argv[2]) ? 0 : 1;
 	} catch (const std::exception &problem) {
 		fprintf(stderr, "system_bench: %s\n", problem.what());
 		return 1;
 	}
-	return 0;
 }

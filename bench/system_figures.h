@@ -12,11 +12,13 @@ struct bench_settings {
 using figure_list = std::vector<figure>;
 
 /* Each prints its figures as it has them, and adds them to the list. */
-void measure_starts(const bench_settings &settings, figure_list &figures);
-void measure_rotation(const bench_settings &settings, figure_list &figures);
-void measure_response(const bench_settings &settings, figure_list &figures);
 void measure_system_calls(const bench_settings &settings, figure_list &figures);
+void measure_response(const bench_settings &settings, figure_list &figures);
 void measure_idle_and_load(const bench_settings &settings, figure_list &figures);
+
+/* Also: milliseconds that a bare process's exchange takes beyond its bytes, the median. */
+double measure_rotation(const bench_settings &settings, figure_list &figures);
+void measure_starts(const bench_settings &settings, double bare_exchange, figure_list &figures);
 
 inline void add(figure_list &figures, const figure &one)
 {
