@@ -44,7 +44,14 @@ package:
 	cmake --build --preset release
 	umask 022 && cpack --config build-release/CPackConfig.cmake -B build-release
 
+# What a release is: the tracked files of the newest commit, the same bytes whoever packs them.
+VERSION = $$(sed -n 's/^project(vorlind VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+dist:
+	mkdir -p build
+	git archive --format=tar --prefix=vorlind-$(VERSION)/ HEAD | gzip -9n >build/vorlind-$(VERSION).tar.gz
+	ls -l build/vorlind-$(VERSION).tar.gz
+
 clean:
 	rm -rf build build-*
 
-.PHONY: all test demo package docs coverage mutants fuzz soak cross ap bench format check analyse install clean
+.PHONY: all test demo package dist docs coverage mutants fuzz soak cross ap bench format check analyse install clean
