@@ -2,6 +2,7 @@
 /* Packets out, events in: framing, limits, results and the words for what went wrong. */
 #include "hci/exchange.h"
 
+#include "tests/unit/fake_console.h"
 #include "tests/unit/fake_daemon.h"
 
 #include <chrono>
@@ -127,8 +128,11 @@ TEST_F(Exchange, SilenceIsMinusOneAfterFiveSeconds)
 	const auto start = std::chrono::steady_clock::now();
 	int32_t result = 0;
 
+	dbg_level = TRACE_HCI_TX; /* any bit of the category */
 	EXPECT_EQ(stderr_of([&] { result = receive(); }), no_response);
 	EXPECT_EQ(result, -1);
+	EXPECT_NE(without_lines(console()).find("ble_select_read(N) select() timeout \""),
+		  std::string::npos);
 	const auto waited = std::chrono::steady_clock::now() - start;
 	EXPECT_GE(waited, std::chrono::milliseconds(4990));
 	EXPECT_LT(waited, std::chrono::seconds(9)) << "one wait, not two";
@@ -284,8 +288,12 @@ TEST_F(Exchange, AnotherSignalEndsTheWaitAsAFailure)
 		pthread_kill(reader, SIGTERM);
 	});
 	int32_t result = 0;
+	dbg_level = TRACE_HCI_TX; /* any bit of the category */
 	EXPECT_EQ(stderr_of([&] { result = receive(); }), no_response);
 	EXPECT_EQ(result, -1);
+	EXPECT_NE(without_lines(console()).find(
+			  "ble_select_read(N) select() failed \"Interrupted system call\"\n"),
+		  std::string::npos);
 	line.join();
 	signal(SIGTERM, SIG_DFL);
 }

@@ -140,6 +140,20 @@ TEST_F(Process, WithoutAnotherProcessToRunNothingIsAsked)
 		  "send_signal_to_process(N) Could not run pidof vorlind\n");
 }
 
+TEST_F(Process, NeitherAChildNorADescriptorIsLeft)
+{
+	const auto open_files = [] {
+		return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+	};
+	const auto count = open_files();
+
+	pidof_prints(own + "\\n");
+	EXPECT_EQ(is_daemon_exist("vorlind"), 0);
+	EXPECT_EQ(send_signal_to_process("vorlind", 0), 0);
+	EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+	EXPECT_EQ(open_files(), count);
+}
+
 TEST_F(Process, ThePidFileHoldsTheIdWithoutNewline)
 {
 	const std::string path = folder + "/pid";

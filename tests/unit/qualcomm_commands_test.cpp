@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <malloc.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -250,6 +251,18 @@ TEST_F(Qualcomm, NoDescriptorIsLeftOpen)
 	std::ofstream("mpnv10.bin") << "x";
 	download(&said);
 	EXPECT_EQ(open_files(), count);
+}
+
+TEST_F(Qualcomm, NoMemoryIsLeft)
+{
+	constexpr size_t SIZE = 200'000; /* more than anything else allocates meanwhile */
+
+	put_patch(SIZE);
+	fake_answers(REFUSED);
+	const size_t allocated = mallinfo2().uordblks + mallinfo2().hblkhd;
+	std::string said;
+	download(&said);
+	EXPECT_LT(mallinfo2().uordblks + mallinfo2().hblkhd, allocated + SIZE / 2);
 }
 
 TEST_F(Qualcomm, ASegmentOfAnySizeStaysInItsBuffer)

@@ -200,6 +200,19 @@ TEST_F(Serial, DeinitSetsStatus1AlsoWithNothingOpen)
 	}
 }
 
+TEST_F(Serial, TheLowestDescriptorOfALineIsClosedToo)
+{
+	fflush(stdout);
+	const int saved = dup(STDOUT_FILENO);
+	ble_fd = STDOUT_FILENO; /* as open gives it where nobody has a standard output */
+	EXPECT_EQ(tty_deinit(), 0);
+	const bool is_closed = fcntl(STDOUT_FILENO, F_GETFD) < 0;
+	dup2(saved, STDOUT_FILENO);
+	close(saved);
+	EXPECT_TRUE(is_closed);
+	EXPECT_EQ(ble_fd, -1);
+}
+
 TEST_F(Serial, SetSpeedFailsOnWhatIsNoTerminal)
 {
 	termios settings = {};

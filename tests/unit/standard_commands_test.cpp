@@ -39,7 +39,11 @@ static const command_row rows[] = {
 	  "_hci_func_read_local_version_information(N) HCI error code = 0x1\n" },
 	{ "device address", [] { return _hci_func_read_bd_addr(event); }, "01 09 10 00",
 	  "04 0E 0A 01 09 10 00 66 55 44 33 22 11", 0, "_hci_func_read_bd_addr(N) Start...\n" },
-	{ "device address, refused", [] { return _hci_func_read_bd_addr(event); }, "01 09 10 00",
+	{ "device address, refused with the lowest status",
+	  [] { return _hci_func_read_bd_addr(event); }, "01 09 10 00", "04 0E 04 01 09 10 01", 1,
+	  "_hci_func_read_bd_addr(N) Start...\n"
+	  "_hci_func_read_bd_addr(N) HCI error code = 0x1\n" },
+	{ "and with the highest", [] { return _hci_func_read_bd_addr(event); }, "01 09 10 00",
 	  "04 0E 04 01 09 10 FF", 255,
 	  "_hci_func_read_bd_addr(N) Start...\n"
 	  "_hci_func_read_bd_addr(N) HCI error code = 0xff\n" },

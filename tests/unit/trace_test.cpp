@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 class Trace : public DaemonTest
 {
@@ -70,6 +72,19 @@ TEST_F(Trace, AConsoleThatCannotBeOpenedLosesTheTraceAndNothingElse)
 	dbg_level = TRACE_FLOW;
 	trace_console = "/nowhere/console";
 	EXPECT_EQ(stderr_of([] { TRACE(TRACE_FLOW, "lost\n"); }), "");
+}
+
+TEST_F(Trace, TheConsoleMayGetAnyDescriptor)
+{
+	dbg_level = TRACE_FLOW;
+	const int saved = dup(STDIN_FILENO);
+	close(STDIN_FILENO);
+	TRACE(TRACE_FLOW, "through descriptor 0\n");
+	const bool is_closed = fcntl(STDIN_FILENO, F_GETFD) < 0;
+	dup2(saved, STDIN_FILENO);
+	close(saved);
+	EXPECT_NE(console().find("through descriptor 0\n"), std::string::npos);
+	EXPECT_TRUE(is_closed);
 }
 
 TEST_F(Trace, ErrnoIsKept)
