@@ -98,6 +98,7 @@ TEST_F(Address, TheCarryRunsTowardTheFirstByteAndIsDroppedBehindIt)
 		{ std::string("\x00\x11\x22\x33\xFF\xFE", 6), 5, "00:11:22:34:00:03" },
 		{ std::string("\x00\x11\xFF\xFF\xFF\xFB", 6), 5, "00:12:00:00:00:00" },
 		{ std::string("\xFF\xFF\xFF\xFF\xFF\xFF", 6), 5, "00:00:00:00:00:04" },
+		{ std::string("\xAB\xBC\xCD\xDE\xEF\xA5", 6), 5, "AB:BC:CD:DE:EF:AA" },
 		{ std::string("\xAB\xCD\xEF\x01\x23\x45", 6), 0, "AB:CD:EF:01:23:45" },
 	};
 
