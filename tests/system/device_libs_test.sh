@@ -69,7 +69,7 @@ until grep -q 'Open /proc/MRD failed' "$scratch/err"; do # its handlers are inst
 	sleep 0.1
 done
 kill -USR2 $daemon
-until grep -q '^report:' "$scratch/err"; do
+until grep -q '^log:' "$scratch/err"; do # a report comes at the start already
 	tries=$((tries + 1))
 	[ $tries -lt 200 ] || break
 	sleep 0.1
