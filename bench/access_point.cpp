@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 static const char serial_port[] = "/dev/ttyMSM1";
+constexpr unsigned long USUAL_TIMER_SLACK = 50'000; /* nanoseconds, of whoever asks for no other */
 
 std::string content_of(const std::string &path)
 {
@@ -60,15 +61,19 @@ int64_t wait_until(const std::function<bool()> &condition, const std::string &wh
 	return wall_clock();
 }
 
-bool make_raw(int line)
+int be_bare_process(const char *port)
 {
 	struct termios raw;
 
+	prctl(PR_SET_TIMERSLACK, USUAL_TIMER_SLACK);
+	const int line = open(port, O_RDWR | O_NOCTTY);
 	if (tcgetattr(line, &raw) != 0)
-		return false;
+		_exit(1);
 	cfmakeraw(&raw);
 	raw.c_cflag |= CRTSCTS;
-	return tcsetattr(line, TCSANOW, &raw) == 0;
+	if (tcsetattr(line, TCSANOW, &raw) != 0)
+		_exit(1);
+	return line;
 }
 
 static int segment_id()
@@ -134,7 +139,7 @@ pid_t access_point::start(const words &command, const std::string &name) const
 	const pid_t pid = fork();
 	if (pid != 0)
 		return pid;
-	prctl(PR_SET_TIMERSLACK, 50'000); /* as any other process has it */
+	prctl(PR_SET_TIMERSLACK, USUAL_TIMER_SLACK);
 	const int in = open("/dev/null", O_RDONLY | O_CLOEXEC);
 	const int to_out = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
 	const int to_err = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);

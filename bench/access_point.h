@@ -86,5 +86,8 @@ class access_point
 /* What a file holds, empty if there is none. */
 std::string content_of(const std::string &path);
 
-/* A serial line as the daemon sets it: raw, with flow control. */
-bool make_raw(int line);
+/*
+ * In a child that stands beside the daemon: scheduled as the daemon is, with a line as the daemon
+ * sets it, whose descriptor it is. Ends the child where there is no line.
+ */
+int be_bare_process(const char *port);

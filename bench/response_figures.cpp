@@ -10,7 +10,6 @@
 #include <poll.h>
 #include <random>
 #include <stdexcept>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,10 +27,7 @@ static pid_t start_idler(const char *port)
 
 	if (pid != 0)
 		return pid;
-	prctl(PR_SET_TIMERSLACK, 50'000); /* as the daemon has it */
-	const int line = open(port, O_RDWR | O_NOCTTY);
-	if (!make_raw(line))
-		_exit(1);
+	const int line = be_bare_process(port);
 	signal(SIGUSR1, note_signal);
 	for (is_signalled = 1;; usleep(100000))
 		if (is_signalled) {

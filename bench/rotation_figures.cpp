@@ -6,9 +6,7 @@
 
 #include <csignal>
 #include <cstdio>
-#include <fcntl.h>
 #include <iterator>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -81,10 +79,7 @@ static pid_t start_asker(const char *port, useconds_t interval)
 
 	if (pid != 0)
 		return pid;
-	prctl(PR_SET_TIMERSLACK, 50'000); /* as the daemon has it */
-	const int line = open(port, O_RDWR | O_NOCTTY);
-	if (!make_raw(line))
-		_exit(1);
+	const int line = be_bare_process(port);
 	for (;;) {
 		if (write(line, "\x01\x01\x10\x00", 4) != 4)
 			_exit(1);
