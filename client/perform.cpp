@@ -4,6 +4,7 @@
 #include "client/edit.h"
 #include "client/fields.h"
 #include "client/output.h"
+#include "client/started.h"
 #include "client/state.h"
 
 #include <cstdlib>
@@ -59,7 +60,10 @@ exit_status change_record(session *s, bool (*edit)(ble_record *, void *), void *
 
 	if (status != EXIT_DONE)
 		return status;
+	started_adopt(s->segment, s->daemon);
 	const bool is_edited = edit_live(&s->segment->config, edit, context);
+	if (is_edited)
+		started_note_change(s->segment);
 	session_unlock(s);
 	return is_edited ? EXIT_DONE : EXIT_USAGE;
 }
@@ -115,14 +119,17 @@ exit_status perform(session *s, const task *t, bool json, outcome *end)
 	exit_status status = session_lock(s);
 	if (status != EXIT_DONE)
 		return status;
+	started_adopt(s->segment, s->daemon);
 	if (t->edit && !edit_live(&s->segment->config, t->edit, t->context)) {
 		session_unlock(s);
 		return EXIT_USAGE;
 	}
 	if (t->pending_action)
 		s->segment->config.opt.action = t->pending_action;
+	started_note_command(s->segment, &t->words);
 	messages_begin(&m, s->daemon);
 	status = session_run(s, &t->words, t->settled);
+	started_note_end(s->segment, &t->words);
 	messages_stop(&m);
 	session_give_turn(s);
 	messages_take(&m, json ? nullptr : stdout, t->failure, end);
