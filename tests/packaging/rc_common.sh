@@ -45,6 +45,7 @@ procd_open_instance()
 {
 	command=''
 	respawn=''
+	ahead=''
 	rm -f $state/stopping $state/params
 }
 
@@ -57,13 +58,15 @@ procd_set_param()
 		command=$*
 		;;
 	respawn) respawn=$3 ;;
+	nice) ahead="nice -n $2" ;;
 	esac
 }
 
 supervise()
 {
 	until [ -e $state/stopping ]; do
-		$command &
+		# shellcheck disable=SC2086 # both are words
+		$ahead $command &
 		echo $! >$state/pid
 		wait $!
 		[ -e $state/stopping ] || sleep "${respawn:-1000000}"

@@ -111,6 +111,7 @@ within 5 on_air 12 || fail 'the second beacon is not on the air'
 daemon=$(pidof vorlind)
 [ "$(readlink "/proc/$daemon/cwd")" = / ] || fail 'the daemon does not run in /'
 [ "$(cat "/proc/$daemon/comm")" = vorlind ] || fail 'the daemon has another name'
+expect_ahead "$(cat "/proc/$daemon/stat")"
 messages=$(readlink "/proc/$daemon/fd/2")
 [ "$messages" = /run/vorlind/messages ] || fail "the messages go to $messages"
 grep -qx 'Start vorlind daemon...' "$messages" || fail 'the messages do not begin with the start'

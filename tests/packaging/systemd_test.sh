@@ -102,6 +102,8 @@ daemon=$(main_pid)
 in_system vorlinctl show version | grep -q '^BLE configuration utility' ||
 	fail 'vorlinctl hears no answer'
 
+expect_ahead "$(in_system cat "/proc/$daemon/stat")"
+
 ### What it may do
 expect_status()
 {
