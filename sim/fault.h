@@ -27,6 +27,11 @@ enum class fault_kind : uint8_t {
 	unplug,
 	wrong_baud,
 	refuse_segment,
+	unasked,
+	nop_at_start,
+	deaf_after_reset,
+	hardware_error,
+	write_limit,
 };
 
 /* A number that may be left to chance, or go through all values from strike to strike. */
@@ -34,6 +39,9 @@ struct choice {
 	enum kind : uint8_t { fixed, random, each, all } how = fixed;
 	uint32_t value = 0;
 };
+
+/* Where an event that nobody asked for comes: around the events of an answer. */
+enum class place : uint8_t { before, between, after };
 
 struct fault {
 	fault_kind kind = fault_kind::drop;
@@ -49,6 +57,8 @@ struct fault {
 	uint32_t count = 1;
 	uint8_t status = 0;
 	moment delay = {};
+	bytes unasked = {};
+	place when = place::before;
 	uint64_t met = 0;
 	uint64_t struck = 0;
 };
@@ -58,7 +68,15 @@ std::string parse_fault(std::string_view text, fault &result);
 
 const char *fault_name(fault_kind kind);
 
-/* A line for each fault: its name, its keys with what they are if nothing is told, its effect. */
+/* The faults with their keys as they are unless told, and what each key can be. */
 std::string fault_help();
+
+/* A name and the keys of its own, "at=random,way=out"; of a key: what it can be. */
+struct described {
+	const char *name;
+	std::string values;
+};
+std::vector<described> all_faults();
+std::vector<described> all_fault_keys();
 
 } // namespace sim

@@ -45,7 +45,8 @@ bool fault_set::strikes(fault &one, uint16_t opcode, uint32_t event)
 	if (one.chance < 100 && m_random() % 100 >= one.chance)
 		return false;
 	char text[64];
-	snprintf(text, sizeof(text), "%s strikes opcode 0x%04X", fault_name(one.kind), opcode);
+	snprintf(text, sizeof(text), opcode == 0 ? "%s strikes" : "%s strikes opcode 0x%04X",
+		 fault_name(one.kind), opcode);
 	m_struck.push_back(text);
 	one.struck++;
 	return true;
@@ -109,6 +110,40 @@ std::optional<uint8_t> fault_set::refusal(uint16_t opcode, uint32_t segment)
 			return one.status;
 	}
 	return std::nullopt;
+}
+
+std::optional<uint8_t> fault_set::hardware_error(uint16_t opcode)
+{
+	for (fault &one : m_faults)
+		if (one.kind == fault_kind::hardware_error && strikes(one, opcode, 0))
+			return static_cast<uint8_t>(pick(one, one.value, 0, 0xFF));
+	return std::nullopt;
+}
+
+moment fault_set::deafness(uint16_t opcode)
+{
+	for (fault &one : m_faults)
+		if (one.kind == fault_kind::deaf_after_reset && strikes(one, opcode, 0))
+			return one.delay;
+	return {};
+}
+
+bool fault_set::announces_start()
+{
+	return std::ranges::any_of(m_faults, [this](fault &one) {
+		return one.kind == fault_kind::nop_at_start && strikes(one, 0, 0);
+	});
+}
+
+byte_view fault_set::limit_write(byte_view data)
+{
+	const uint16_t opcode = data.size() < 3 ? uint16_t{ 0 } : low_first_16(data, 1);
+
+	for (fault &one : m_faults)
+		if (one.kind == fault_kind::write_limit && data.size() > one.count &&
+		    strikes(one, opcode, 0))
+			return data.first(one.count);
+	return data;
 }
 
 void fault_set::bend_header(fault &one, bytes &event)
@@ -236,19 +271,30 @@ bool fault_set::bend_answer(answer_plan &plan, uint16_t opcode, std::vector<byte
 	return true;
 }
 
+void fault_set::add_unasked(answer_plan &plan, uint16_t opcode, place when)
+{
+	for (fault &one : m_faults)
+		if (one.kind == fault_kind::unasked && one.when == when && strikes(one, opcode, 0))
+			plan.pieces.push_back({ .data = one.unasked, .event = one.unasked });
+}
+
 answer_plan fault_set::plan(uint16_t opcode, std::vector<bytes> events)
 {
 	answer_plan plan;
 
-	if (!bend_answer(plan, opcode, events))
+	if (events.empty() || !bend_answer(plan, opcode, events))
 		return plan;
+	add_unasked(plan, opcode, place::before);
 	for (size_t i = 0; i < events.size(); i++) {
 		const auto number = static_cast<uint32_t>(i + 1);
 		const bool stops = stop_within(events[i], plan, opcode, number);
+		if (i == 1)
+			add_unasked(plan, opcode, place::between);
 		add_event(plan, events[i], opcode, number);
 		if (stops)
-			break;
+			return plan;
 	}
+	add_unasked(plan, opcode, place::after);
 	return plan;
 }
 

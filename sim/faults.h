@@ -50,6 +50,18 @@ class fault_set
 	/* The status with which a command is refused instead of carried out. */
 	std::optional<uint8_t> refusal(uint16_t opcode, uint32_t segment);
 
+	/* The code of the error that comes instead of an answer. */
+	std::optional<uint8_t> hardware_error(uint16_t opcode);
+
+	/* How long the controller is deaf after this reset; 0: it is not. */
+	moment deafness(uint16_t opcode);
+
+	/* Does a power-up tell the host of its credit? */
+	bool announces_start();
+
+	/* What a bridge lets through of one write of the host. */
+	byte_view limit_write(byte_view data);
+
 	answer_plan plan(uint16_t opcode, std::vector<bytes> events);
 
 	/* What has struck since the last call, in words. */
@@ -66,6 +78,7 @@ class fault_set
 	void split(const fault &one, const bytes &data, std::vector<piece> &pieces);
 	bytes bend_event(bytes &event, uint16_t opcode, uint32_t number);
 	void add_event(answer_plan &plan, bytes event, uint16_t opcode, uint32_t number);
+	void add_unasked(answer_plan &plan, uint16_t opcode, place when);
 	bool stop_within(bytes &event, answer_plan &plan, uint16_t opcode, uint32_t number);
 	bool bend_answer(answer_plan &plan, uint16_t opcode, std::vector<bytes> &events);
 

@@ -2,6 +2,7 @@
 /* Finding whole packets in the bytes that arrive at a UART. */
 #include "sim/packet.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sim
@@ -29,8 +30,33 @@ size_t packet_length(byte_view packet)
 	}
 }
 
+bool packet_reader::may_be_reset() const
+{
+	return std::ranges::any_of(m_resets, [this](const bytes &head) {
+		const size_t count = std::min(m_packet.size(), head.size());
+		return std::equal(head.begin(), head.begin() + static_cast<ptrdiff_t>(count),
+				  m_packet.begin());
+	});
+}
+
+void packet_reader::keep_what_may_be_reset()
+{
+	while (!may_be_reset()) {
+		m_junk.push_back(m_packet.front());
+		m_packet.erase(m_packet.begin());
+	}
+}
+
 std::optional<bytes> packet_reader::take(uint8_t byte)
 {
+	if (m_is_lost) {
+		m_packet.push_back(byte);
+		keep_what_may_be_reset();
+		if (m_packet.empty() || packet_length(m_packet) != m_packet.size())
+			return std::nullopt;
+		m_is_lost = false;
+		return std::exchange(m_packet, {});
+	}
 	if (m_packet.empty() && !begins_packet(byte)) {
 		m_junk.push_back(byte);
 		return std::nullopt;
@@ -46,8 +72,15 @@ bytes packet_reader::take_junk()
 	return std::exchange(m_junk, {});
 }
 
+void packet_reader::lose_sync()
+{
+	m_is_lost = true;
+	keep_what_may_be_reset();
+}
+
 void packet_reader::restart()
 {
+	m_is_lost = false;
 	m_packet.clear();
 	m_junk.clear();
 }

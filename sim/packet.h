@@ -17,14 +17,30 @@ enum indicator : uint8_t { /* the byte in front of every packet on the line */
 };
 // clang-format on
 
+/* How the packets begin by which a host brings a controller back in step. */
+const bytes STANDARD_RESET_HEAD = { PACKET_COMMAND, 0x03, 0x0C, 0x00 };
+const bytes TI_RESET_HEAD = { PACKET_COMMAND, 0x1D, 0xFC, 0x01 };
+
 class packet_reader
 {
       public:
+	explicit packet_reader(std::vector<bytes> resets = { STANDARD_RESET_HEAD })
+	    : m_resets(std::move(resets))
+	{
+	}
+
 	/* Takes one byte; the whole packet, indicator first, when this was its last byte. */
 	std::optional<bytes> take(uint8_t byte);
 
 	/* Bytes thrown away because no packet begins with them, since the last call. */
 	bytes take_junk();
+
+	/* From now on only a reset is found, wherever in the bytes it stands; it ends this. */
+	void lose_sync();
+	bool is_lost() const
+	{
+		return m_is_lost;
+	}
 
 	/* The reader forgets the packet that it is in: its controller has just started. */
 	void restart();
@@ -36,8 +52,13 @@ class packet_reader
 	}
 
       private:
+	bool may_be_reset() const;
+	void keep_what_may_be_reset();
+
+	std::vector<bytes> m_resets;
 	bytes m_packet;
 	bytes m_junk;
+	bool m_is_lost = false;
 };
 
 /* The bytes that a packet will have, once its header is there; 0 before. */

@@ -11,12 +11,23 @@ constexpr uint16_t STANDARD_RESET = 0x0C03;
 constexpr uint16_t TI_RESET = 0xFC1D;
 constexpr uint16_t PATCH_DOWNLOAD = 0xFC00;
 constexpr uint8_t PATCH_SEGMENT = 0x1E;
+constexpr uint8_t EVENT_COMMAND_COMPLETE = 0x0E;
+constexpr uint8_t EVENT_COMMAND_STATUS = 0x0F;
+constexpr uint8_t EVENT_HARDWARE_ERROR = 0x10;
 constexpr moment LATE_RESET = std::chrono::milliseconds(5500); /* hosts give up after 5 s */
 constexpr size_t SWALLOWED = 8;
 
+static std::vector<bytes> resets_of(enum vendor vendor)
+{
+	if (vendor == vendor::ti)
+		return { STANDARD_RESET_HEAD, TI_RESET_HEAD };
+	return { STANDARD_RESET_HEAD };
+}
+
 session::session(const session_settings &settings, recorder report)
     : m_settings(settings), m_report(std::move(report)), m_controller(settings.controller),
-      m_faults(settings.seed, settings.baud), m_in(settings.baud), m_out(settings.baud)
+      m_faults(settings.seed, settings.baud), m_reader(resets_of(settings.controller.kind->vendor)),
+      m_in(settings.baud), m_out(settings.baud)
 {
 	for (const std::string &text : settings.faults)
 		m_faults.add(text);
@@ -43,12 +54,16 @@ void session::start_reader()
 	m_swallow = m_settings.controller.quirks & QUIRK_SWALLOW ? SWALLOWED : 0;
 }
 
+static bool is_reset(uint16_t opcode)
+{
+	return opcode == STANDARD_RESET || opcode == TI_RESET;
+}
+
 moment session::latency_of(uint16_t opcode) const
 {
 	const auto own = m_settings.latency_of.find(opcode);
-	const bool is_reset = opcode == STANDARD_RESET || opcode == TI_RESET;
 
-	if (is_reset && m_settings.controller.quirks & QUIRK_LATE_RESET)
+	if (is_reset(opcode) && m_settings.controller.quirks & QUIRK_LATE_RESET)
 		return LATE_RESET;
 	return own == m_settings.latency_of.end() ? m_settings.latency : own->second;
 }
@@ -71,6 +86,17 @@ void session::publish(const outcome &result, moment at)
 		m_report({ .at = at, .what = happened::air, .air = *result.air });
 }
 
+/* Power is there: some firmware tells the host at once that it may send a command. */
+void session::start(moment at)
+{
+	const bytes first_credit = { PACKET_EVENT, 0x0E, 0x03, 0x01, 0x00, 0x00 };
+
+	m_has_started = true;
+	if (m_faults.announces_start())
+		send({ .pieces = { { .data = first_credit, .event = first_credit } } }, at);
+	tell_struck(at);
+}
+
 void session::restart(moment now, moment down_for)
 {
 	m_in.clear();
@@ -78,11 +104,13 @@ void session::restart(moment now, moment down_for)
 	m_buffer.clear();
 	m_sending.clear();
 	m_busy_until = now;
+	m_credit_since = now;
 	m_deaf_until = now + down_for;
 	m_segment = 0;
 	start_reader();
 	tell(now, happened::notice, {}, "the controller starts anew");
 	publish(m_controller.restart(), now);
+	start(m_deaf_until);
 }
 
 /* What leaves no byte any more is done with; it may take the controller with it. */
@@ -102,38 +130,90 @@ void session::finish_sent(moment at)
 	}
 }
 
-void session::send(const answer_plan &plan, moment at)
+/* When the first whole event has left, unless there is none. */
+std::optional<moment> session::send(const answer_plan &plan, moment at)
 {
 	moment start = at + plan.delay;
+	std::optional<moment> answered;
 
 	for (const piece &part : plan.pieces) {
 		start = std::max(start, m_out.free_at()) + part.pause;
 		m_out.push(part.data, start);
 		m_sending.push_back({ .left = part.data.size(), .event = part.event });
+		if (!answered && !part.event.empty())
+			answered = std::max(start, m_out.free_at());
 	}
 	m_busy_until = std::max(start, m_out.free_at());
 	if (plan.after != answer_plan::stays)
 		m_sending.push_back({ .after = plan.after, .away = plan.away });
 	finish_sent(start);
+	return answered;
+}
+
+/* A maker's own events have no such field, and leave the host as free as an answer does. */
+static bool gives_credit(const bytes &event)
+{
+	if (event[1] == EVENT_COMMAND_COMPLETE)
+		return event[3] > 0;
+	if (event[1] == EVENT_COMMAND_STATUS)
+		return event[4] > 0;
+	return true;
+}
+
+/* A host may send its next command when an answer has said so, and not before. */
+void session::spend_credit(const bytes &packet, moment began, moment at)
+{
+	if (!m_credit_since || began < *m_credit_since)
+		tell(at, happened::notice, packet, "the host had no credit for this command");
+	m_credit_since.reset();
 }
 
 void session::execute(const bytes &packet, moment at)
 {
 	const uint16_t opcode = low_first_16(packet, 1);
+
+	if (const auto code = m_faults.hardware_error(opcode)) {
+		fail(*code, at);
+		return;
+	}
 	const auto status = m_faults.refusal(opcode, segment_number(packet));
 	const outcome result =
 		status ? m_controller.refuse(packet, *status) : m_controller.handle(packet);
 
 	publish(result, at);
-	send(m_faults.plan(opcode, result.events), at + latency_of(opcode));
+	const auto answered = send(m_faults.plan(opcode, result.events), at + latency_of(opcode));
+	if (std::ranges::any_of(result.events, gives_credit))
+		m_credit_since = answered;
+	if (is_reset(opcode))
+		be_deaf(m_faults.deafness(opcode));
 	tell_struck(at);
 }
 
-void session::take_packet(const bytes &packet, moment at)
+/* Something is wrong with the controller or its line: it wants to be reset. */
+void session::fail(uint8_t code, moment at)
+{
+	const bytes error = { PACKET_EVENT, EVENT_HARDWARE_ERROR, 0x01, code };
+
+	tell_struck(at);
+	m_reader.lose_sync();
+	send({ .pieces = { { .data = error, .event = error } } }, at);
+}
+
+/* Counted from the end of the answer; what comes before that is lost as well. */
+void session::be_deaf(moment how_long)
+{
+	if (how_long.count() == 0)
+		return;
+	m_deaf_until = m_busy_until + how_long;
+	m_buffer.clear();
+}
+
+void session::take_packet(const bytes &packet, moment began, moment at)
 {
 	tell(at, happened::command, packet, "");
 	if (packet[0] != PACKET_COMMAND)
 		return;
+	spend_credit(packet, began, at);
 	const bytes bent = m_faults.bend_command(packet);
 	if (bent == packet) {
 		execute(packet, at);
@@ -156,8 +236,10 @@ void session::work(moment now)
 			m_swallow--;
 			continue;
 		}
+		if (m_reader.pending() == 0)
+			m_packet_began = at;
 		if (const auto packet = m_reader.take(byte))
-			take_packet(*packet, std::max(at, m_busy_until));
+			take_packet(*packet, m_packet_began, std::max(at, m_busy_until));
 	}
 }
 
@@ -176,7 +258,8 @@ void session::arrive(uint8_t byte, moment at)
 
 void session::receive(byte_view data, moment now)
 {
-	m_in.push(data, now);
+	m_in.push(m_faults.limit_write(data), now);
+	tell_struck(now);
 }
 
 void session::inject(byte_view data, moment now)
@@ -190,12 +273,16 @@ bytes session::advance(moment now)
 {
 	bytes sent;
 
+	if (!m_has_started)
+		start(now);
 	while (const auto arrival = m_in.take(now))
 		arrive(arrival->byte, arrival->at);
 	work(now);
 	const bytes junk = m_reader.take_junk();
 	if (!junk.empty())
-		tell(now, happened::notice, junk, "bytes that begin no packet");
+		tell(now, happened::notice, junk,
+		     m_reader.is_lost() ? "bytes while waiting for a reset"
+					: "bytes that begin no packet");
 	while (const auto departure = m_out.take(now)) {
 		sent.push_back(departure->byte);
 		m_sending.front().left--;

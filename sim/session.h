@@ -79,11 +79,15 @@ class session
 
 	void arrive(uint8_t byte, moment at);
 	void work(moment now);
-	void take_packet(const bytes &packet, moment at);
+	void take_packet(const bytes &packet, moment began, moment at);
+	void spend_credit(const bytes &packet, moment began, moment at);
 	void execute(const bytes &packet, moment at);
 	void publish(const outcome &result, moment at);
-	void send(const answer_plan &plan, moment at);
+	std::optional<moment> send(const answer_plan &plan, moment at);
 	void finish_sent(moment at);
+	void fail(uint8_t code, moment at);
+	void be_deaf(moment how_long);
+	void start(moment at);
 	void start_reader();
 	uint32_t segment_number(byte_view packet);
 	moment latency_of(uint16_t opcode) const;
@@ -100,7 +104,10 @@ class session
 	std::deque<waiting_byte> m_buffer;
 	std::deque<sending> m_sending;
 	moment m_busy_until = {};
+	moment m_packet_began = {};
+	std::optional<moment> m_credit_since = moment{}; /* empty: the host has none */
 	moment m_deaf_until = {};
+	bool m_has_started = false;
 	size_t m_swallow = 0;
 	uint32_t m_segment = 0;
 	std::optional<moment> m_unplug_for;

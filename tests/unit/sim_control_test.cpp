@@ -140,66 +140,6 @@ TEST(SimOptions, WordsReachARunningSimulator)
 	EXPECT_EQ(o.air, "/a");
 }
 
-TEST(SimFault, EveryKeyIsTaken)
-{
-	sim::fault one;
-
-	ASSERT_EQ(sim::parse_fault("insert:opcode=0x2008,event=2,skip=3,times=always,chance=50,"
-				   "at=7,byte=0x55,way=in",
-				   one),
-		  "");
-	EXPECT_EQ(one.kind, sim::fault_kind::insert);
-	EXPECT_EQ(one.opcode, 0x2008);
-	EXPECT_EQ(one.event, 2u);
-	EXPECT_EQ(one.skip, 3u);
-	EXPECT_EQ(one.times, 0u);
-	EXPECT_EQ(one.chance, 50u);
-	EXPECT_EQ(one.at.how, sim::choice::fixed);
-	EXPECT_EQ(one.at.value, 7u);
-	EXPECT_EQ(one.value.value, 0x55u);
-	EXPECT_TRUE(one.from_host);
-	ASSERT_EQ(sim::parse_fault("split:at=each,delay=20", one), "");
-	EXPECT_EQ(one.at.how, sim::choice::each);
-	EXPECT_EQ(one.delay, 20ms);
-	EXPECT_EQ(one.times, 1u);
-	ASSERT_EQ(sim::parse_fault("refuse:status=0x0C,times=2", one), "");
-	EXPECT_EQ(one.status, 0x0C);
-	EXPECT_EQ(one.times, 2u);
-}
-
-TEST(SimFault, WhatCannotBeIsSaid)
-{
-	sim::fault one;
-	const auto problem = [&](const char *text) { return sim::parse_fault(text, one); };
-
-	EXPECT_EQ(problem("silent:at=3"),
-		  "fault silent: 'at=3' cannot be: it is no key of this fault");
-	EXPECT_EQ(problem("late:delay=soon"),
-		  "fault late: 'delay=soon' cannot be: it is a number up to 3600000");
-	EXPECT_EQ(problem("drop:at=x"),
-		  "fault drop: 'at=x' cannot be: it is a number up to 300, or "
-		  "random, each or all");
-	EXPECT_EQ(problem("drop:times=0"),
-		  "fault drop: 'times=0' cannot be: it is a number from 1 to 1000000, or always");
-	EXPECT_EQ(problem("drop:opcode=x"),
-		  "fault drop: 'opcode=x' cannot be: it is an opcode such as 0x2008");
-	EXPECT_EQ(problem("drop:way=up"),
-		  "fault drop: 'way=up' cannot be: it is in (from the host) or out (to it)");
-}
-
-TEST(SimFault, TheHelpNamesAllOfThem)
-{
-	for (const char *name :
-	     { "drop", "flip", "insert", "duplicate", "split", "cut", "junk", "wrong-code",
-	       "short-length", "long-length", "late", "silent", "refuse", "second-missing",
-	       "second-fails", "reboot", "unplug", "wrong-baud", "refuse-segment" }) {
-		sim::fault one;
-		EXPECT_EQ(sim::parse_fault(name, one), "");
-		EXPECT_STREQ(sim::fault_name(one.kind), name);
-		EXPECT_NE(sim::fault_help().find(std::string("  ") + name), std::string::npos);
-	}
-}
-
 TEST(SimScript, CommandsHaveTheirTimes)
 {
 	std::vector<sim::timed_command> script;

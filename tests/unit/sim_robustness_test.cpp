@@ -61,10 +61,19 @@ static std::vector<std::string> all_faults()
 				  "reboot:delay=2",
 				  "unplug",
 				  "wrong-baud",
-				  "refuse-segment" }) {
+				  "refuse-segment",
+				  "unasked",
+				  "unasked:when=between",
+				  "unasked:when=after",
+				  "nop-at-start",
+				  "deaf-after-reset:ms=3",
+				  "hardware-error",
+				  "write-limit:bytes=8" }) {
 		const std::string fault = name;
 		const bool has_keys = fault.find(':') != std::string::npos;
-		faults.push_back(fault + (has_keys ? "," : ":") + "times=always,event=0,chance=10");
+		const bool is_event = fault.starts_with("unasked"); /* that key is its own there */
+		faults.push_back(fault + (has_keys ? "," : ":") + "times=always,chance=10" +
+				 (is_event ? "" : ",event=0"));
 	}
 	return faults;
 }
