@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 constexpr int WATCH_PERIOD = 500; /* milliseconds */
+constexpr int IDENTITY_TIMEOUT = 11000; /* milliseconds: two questions without an answer */
 
 static exit_status print_no_daemon(session_state found, bool json)
 {
@@ -90,15 +91,33 @@ static bool has_reached(uint32_t status, uint32_t wanted)
 	return status == wanted || (wanted == BLE_STATUS_AVAILABLE && status > wanted);
 }
 
+/*
+ * A status that needs a controller comes before the answers that tell which one it is: not for
+ * long, unless it refuses them.
+ */
+static bool is_identified(const session *s, uint32_t wanted)
+{
+	uint32_t kind;
+
+	memcpy(&kind, s->segment->info + INFO_USED_CHIP, sizeof(kind));
+	return wanted < BLE_STATUS_AVAILABLE || kind != 0;
+}
+
 /* Whether the status is reached before `end` and while this daemon runs. */
 static bool waits_for(const session *s, uint32_t wanted, int64_t end)
 {
+	int64_t patience = IDENTITY_TIMEOUT;
+	bool is_reached;
+
 	do {
-		if (has_reached(s->segment->config.opt.status, wanted))
+		is_reached = has_reached(s->segment->config.opt.status, wanted);
+		if (is_reached && (is_identified(s, wanted) || patience <= 0))
 			return true;
+		if (is_reached)
+			patience -= 20;
 		pause_for(20);
 	} while (session_alive(s) && now() < end);
-	return false;
+	return is_reached;
 }
 
 exit_status run_wait(request *r)

@@ -252,6 +252,24 @@ TEST_F(ClientCommands, WaitEndsWhenTheStatusIsReached)
 	EXPECT_EQ(ctl({ "wait", "--status", "sleeping" }).status, 1);
 }
 
+TEST_F(ClientCommands, WaitEndsWhenItIsKnownWhoTheControllerIs)
+{
+	const program waiting = start({ built("vorlinctl"), "wait" });
+
+	start_simulator("ti-08", { "--fault", "late:opcode=0xFC1B,delay=1000" });
+	start({ built("vorlind") });
+	EXPECT_EQ(wait_for_end(waiting), 0);
+	EXPECT_TRUE(contains(done({ "status" }), "controller   ti-08\n"));
+}
+
+TEST_F(ClientCommands, WaitEndsWithAControllerThatDoesNotTellWhoItIs)
+{
+	start_simulator("ti-08", { "--fault", "refuse:opcode=0xFC1B,times=always" });
+	start_daemon();
+	done({ "wait", "--timeout", "2" });
+	EXPECT_TRUE(contains(done({ "status" }), "controller   unknown\n"));
+}
+
 TEST_F(ClientCommands, WaitWaitsForTheDaemonItself)
 {
 	const program waiting = start({ built("vorlinctl"), "wait", "--status", "none" });
