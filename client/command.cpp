@@ -77,6 +77,7 @@ static const struct {
 	{ EXIT_NO_CONTROLLER, "no usable controller" },
 	{ EXIT_REFUSED,       "the daemon or the controller refused" },
 	{ EXIT_TIMEOUT,       "timeout, or busy" },
+	{ EXIT_UNKNOWN,       "done, outcome unknown: vorlind's messages cannot be read" },
 };
 // clang-format on
 

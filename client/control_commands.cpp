@@ -74,7 +74,7 @@ exit_status run_show(request *r)
 	if (!task_of_option("show", show_options, r->argc, r->argv, &t, &wrong))
 		return bad_usage("show", "%s", wrong.text);
 	const exit_status status = perform_request(r, &t, &end);
-	if (status == EXIT_DONE && r->json)
+	if ((status == EXIT_DONE || status == EXIT_UNKNOWN) && r->json)
 		print_result_json("show", r->argv[0], end.result);
 	return status;
 }
@@ -194,7 +194,7 @@ exit_status run_test(request *r)
 	if (status == EXIT_DONE)
 		status = perform(&s, &t, r->json, &end);
 	session_close(&s);
-	if (status == EXIT_DONE && is_end && r->json)
+	if ((status == EXIT_DONE || status == EXIT_UNKNOWN) && is_end && r->json)
 		print_result_json("test", "end", end.result);
 	return status;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/daemon_process.h"
 
+#include "client/proc.h"
 #include "daemon/segment.h"
 
 #include <cctype>
@@ -13,14 +14,6 @@
 #include <unistd.h>
 
 static const char daemon_name[] = "vorlind";
-
-static FILE *open_proc(pid_t pid, const char *file)
-{
-	char path[48];
-
-	snprintf(path, sizeof(path), "/proc/%d/%s", static_cast<int>(pid), file);
-	return fopen(path, "re");
-}
 
 static bool is_named(pid_t pid)
 {
@@ -100,15 +93,7 @@ pid_t find_daemon(int shm_id, const shmid_ds *info)
 
 bool takes_commands(pid_t pid)
 {
-	char line[256];
-	unsigned long long caught = 0;
-	FILE *status = open_proc(pid, "status");
+	const long long caught = proc_number(pid, "status", "SigCgt:", 16);
 
-	if (!status)
-		return false;
-	while (fgets(line, sizeof(line), status))
-		if (sscanf(line, "SigCgt: %llx", &caught) == 1)
-			break;
-	fclose(status);
-	return caught >> (SIGUSR1 - 1) & 1;
+	return caught > 0 && (caught >> (SIGUSR1 - 1) & 1) != 0;
 }

@@ -10,5 +10,6 @@ enum exit_status : int {
 	EXIT_NO_CONTROLLER = 3,
 	EXIT_REFUSED       = 4, /* by the daemon or the controller */
 	EXIT_TIMEOUT       = 5, /* the command may still be carried out */
+	EXIT_UNKNOWN       = 6, /* done, but the daemon's messages cannot tell how it went */
 };
 // clang-format on

@@ -80,7 +80,26 @@ static exit_status no_controller(const session *s)
 	return EXIT_NO_CONTROLLER;
 }
 
-static exit_status judge(const session *s, const task *t, bool was_usable, const outcome *end)
+static bool resets(const task *t)
+{
+	return t->words.count > 1 && strcmp(t->words.word[1], "ble-reset") == 0;
+}
+
+/* Whether only the messages tell: of a reset, the status tells that a controller is usable. */
+static bool is_told_in_messages(const session *s, const task *t)
+{
+	return resets(t) ? is_usable(s) : !t->shows_in_status;
+}
+
+static exit_status unknown_outcome(const messages *m)
+{
+	complain("done, outcome unknown: vorlind's messages %s: see %s", messages_reason(m),
+		 m->place[0] ? m->place : "where it was started");
+	return EXIT_UNKNOWN;
+}
+
+static exit_status judge(const session *s, const task *t, bool was_usable, const messages *m,
+			 const outcome *end)
 {
 	const hci_code_kind codes = is_ti(s->segment) ? t->codes : HCI_STANDARD;
 
@@ -99,17 +118,13 @@ static exit_status judge(const session *s, const task *t, bool was_usable, const
 		complain("vorlind reports a failure, see above");
 	else if (t->needs_controller && !was_usable && !is_usable(s))
 		return no_controller(s);
-	else if (t->has_result && end->heard)
+	else if (!end->heard)
+		return is_told_in_messages(s, t) ? unknown_outcome(m) : EXIT_DONE;
+	else if (t->has_result)
 		complain("the controller gave no answer");
 	else
 		return EXIT_DONE;
 	return EXIT_REFUSED;
-}
-
-static void tell_place(const messages *m)
-{
-	complain("vorlind's messages do not go to a file but to %s: see there",
-		 m->place[0] ? m->place : "a place that cannot be seen");
 }
 
 exit_status perform(session *s, const task *t, bool json, outcome *end)
@@ -134,9 +149,7 @@ exit_status perform(session *s, const task *t, bool json, outcome *end)
 	session_give_turn(s);
 	messages_take(&m, json ? nullptr : stdout, t->failure, end);
 	if (status == EXIT_DONE)
-		status = judge(s, t, was_usable, end);
-	if (!end->heard && !t->shows_in_status)
-		tell_place(&m);
+		status = judge(s, t, was_usable, &m, end);
 	messages_end(&m);
 	return status;
 }

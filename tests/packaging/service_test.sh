@@ -125,12 +125,18 @@ else
 fi
 
 ### The messages stay short
-head -c 70000 /dev/zero >>"$messages"
 vorlinctl raw nonsense >/dev/null 2>&1
+head -c 70000 /dev/zero >>"$messages"
+kill -USR1 "$daemon" # the same once more
+sleep 0.5
 kill -0 "$daemon" || fail 'a full file of messages ends the daemon'
 [ "$(stat -c %s "$messages")" = $((70000 + $(tr -d '\0' <"$messages" | wc -c))) ] ||
 	fail 'the size of the file cannot be explained'
-grep -qa 'user_cmd_change' "$messages" && fail 'a full file grows'
+[ "$(grep -ca 'user_cmd_change' "$messages")" = 1 ] || fail 'a full file grows'
+vorlinctl raw nonsense >/dev/null 2>&1
+[ $? = 4 ] || fail 'a command does not tell how it went though the file is full'
+[ "$(stat -c %s "$messages")" -lt 1000 ] || fail 'a command does not empty the full file'
+head -c 40000 /dev/zero >>"$messages"
 
 ### Reload
 settings 13

@@ -221,7 +221,7 @@ static void remove_output(const program &of)
 
 void world::count_exit(int status, const std::string &printed)
 {
-	if (status < 0 || status > 5)
+	if (status < 0 || status > 6)
 		throw violation("vorlinctl ended with status " + std::to_string(status) + ": " +
 				printed);
 	counted.client_exits[std::to_string(status)]++;

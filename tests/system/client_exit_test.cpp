@@ -264,22 +264,3 @@ TEST_F(ClientExit, ALockThatIsNotGivenBackIsBusyAndIs5)
 	ASSERT_EQ(semop(sem, &give, 1), 0);
 	EXPECT_EQ(done({ "show", "version" }), "BLE configuration utility: 0.3.0\n");
 }
-
-TEST_F(ClientExit, MessagesThatGoToAPipeAreNotReadButPointedTo)
-{
-	program daemon;
-
-	start_simulator("ti-08");
-	ASSERT_EQ(run({ "/bin/sh", "-c", "mkfifo pipe" }, &daemon), 0);
-	daemon = start(
-		{ "/bin/sh", "-c", "cat pipe > log & exec 2> pipe; exec " + built("vorlind") });
-	done({ "wait" });
-	const answer mac = ctl({ "show", "mac" });
-	EXPECT_EQ(mac.status, 0);
-	EXPECT_EQ(mac.out, "");
-	EXPECT_EQ(mac.err, "vorlinctl: vorlind's messages do not go to a file but to " + folder +
-				   "/pipe: see there\n");
-	EXPECT_TRUE(comes_true(
-		[&] { return contains(content_of(folder + "/log"), "BLE MAC Address: "); }));
-	EXPECT_EQ(stop(daemon, SIGTERM), 0);
-}

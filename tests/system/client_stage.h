@@ -37,18 +37,24 @@ class ClientTest : public SystemTest
 		return a.out;
 	}
 
-	/* Simulator and daemon, with a patch for the controller that wants one. */
-	program start_with(const std::string &controller)
+	/* A patch for the controller that wants one. */
+	void make_patch_for(const std::string &controller)
 	{
 		program maker;
 
-		if (controller == "qualcomm") {
-			EXPECT_EQ(run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin",
-					"--patch-size", "1000" },
-				      &maker),
-				  0)
-				<< content_of(maker.err);
-		}
+		if (controller != "qualcomm")
+			return;
+		EXPECT_EQ(run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin",
+				"--patch-size", "1000" },
+			      &maker),
+			  0)
+			<< content_of(maker.err);
+	}
+
+	/* Simulator and daemon. */
+	program start_with(const std::string &controller)
+	{
+		make_patch_for(controller);
 		simulator = start_simulator(controller);
 		const program daemon = start_daemon();
 		/* Without manufacturing data there is no address to set. */

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+/* How a command went, where the daemon's messages can and where they cannot be read. */
+#include "tests/system/client_stage.h"
+
+#include <csignal>
+#include <sys/mount.h>
+
+class ClientOutcome : public ClientTest
+{
+      protected:
+	/* The daemon as a shell starts it, with a standard error of the shell's making. */
+	void start_by(const std::string &controller, const std::string &shell_line)
+	{
+		make_patch_for(controller);
+		simulator = start_simulator(controller);
+		daemon = start({ "/bin/sh", "-c",
+				 "trap '' XFSZ; " + shell_line + "; exec " + built("vorlind") });
+		ASSERT_TRUE(comes_true([&] { return ctl({ "wait" }).status == 0; }));
+		done({ "set", "mac", "NONE" });
+	}
+
+	/* Each of the commands whose outcome only the messages tell. */
+	void expect_unknown(const std::string &reason)
+	{
+		const std::vector<std::vector<std::string>> commands = {
+			{ "reset", "soft" },
+			{ "show", "version" },
+			{ "show", "mac" },
+			{ "config", "interval", "200" },
+			{ "test", "rx", "3" },
+			{ "test", "rx", "3" }, /* refused, which nobody can see */
+			{ "test", "end" },
+		};
+		for (const auto &words : commands) {
+			SCOPED_TRACE(words[0] + " " + words[1]);
+			const answer a = ctl(words);
+			EXPECT_EQ(a.status, 6);
+			EXPECT_EQ(a.out, "");
+			EXPECT_EQ(a.err, "vorlinctl: done, outcome unknown: vorlind's messages " +
+						 reason + "\n");
+		}
+		/* What the segment itself tells is known all the same. */
+		done({ "beacon", "1", "--uuid", "random", "on" });
+		done({ "start" });
+		done({ "stop" });
+		done({ "trace", "off" });
+	}
+
+	std::string messages() const
+	{
+		return folder + "/messages";
+	}
+
+	void fill_up_to(std::uintmax_t size) const
+	{
+		std::filesystem::resize_file(messages(), size);
+	}
+
+	program daemon;
+};
+
+class ClientOutcomeOf : public ClientOutcome, public testing::WithParamInterface<const char *>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Controllers, ClientOutcomeOf,
+			 testing::Values("ti-06", "ti-08", "qualcomm"));
+
+TEST_P(ClientOutcomeOf, AFullFileIsEmptiedAndTheOutcomeTold)
+{
+	start_by(GetParam(), "ulimit -f 128; exec 2>>messages");
+	fill_up_to(65536);
+	done({ "test", "rx", "3" });
+	fill_up_to(65536);
+	const answer second = ctl({ "test", "rx", "3" });
+	EXPECT_EQ(second.status, 4) << "one runs already";
+	EXPECT_TRUE(contains(second.err, "0x0c Command Disallowed")) << second.err;
+	fill_up_to(65530);
+	EXPECT_EQ(done({ "test", "end" }), "Num of packets: 0\n");
+	fill_up_to(65536);
+	EXPECT_EQ(done({ "show", "mac" }), "BLE MAC Address: 020000000001\n");
+	EXPECT_LT(std::filesystem::file_size(messages()), 1000U);
+}
+
+TEST_P(ClientOutcomeOf, NowhereIsUnknown)
+{
+	start_by(GetParam(), "exec 2>/dev/null");
+	expect_unknown("do not go to a file: see /dev/null");
+}
+
+TEST_F(ClientOutcome, APipeIsUnknown)
+{
+	program maker;
+
+	ASSERT_EQ(run({ "/bin/sh", "-c", "mkfifo pipe" }, &maker), 0);
+	start_by("ti-08", "cat pipe >log & exec 2>pipe");
+	expect_unknown("do not go to a file: see " + folder + "/pipe");
+}
+
+TEST_F(ClientOutcome, AFileThatTakesNoMoreAndCannotBeEmptiedIsUnknown)
+{
+	/* Without append the daemon's own place in the file is what is at the limit. */
+	start_by("ti-08", "ulimit -f 1; exec 2>messages; head -c 4096 /dev/zero >&2");
+	expect_unknown("take no more, or were cut: see " + messages());
+}
+
+TEST_F(ClientOutcome, AFullDiskIsUnknown)
+{
+	const std::string disk = folder + "/disk";
+
+	std::filesystem::create_directory(disk);
+	if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=16k") != 0)
+		GTEST_SKIP() << "nothing can be mounted here";
+	start_by("ti-08", "exec 2>>disk/messages; head -c 20000 /dev/zero >disk/other");
+	expect_unknown("take no more, or were cut: see " + disk + "/messages");
+	EXPECT_EQ(stop(daemon, SIGTERM), 0);
+	EXPECT_EQ(umount(disk.c_str()), 0);
+}
+
+TEST_F(ClientOutcome, AFileThatWasTruncatedWithoutAppendIsRead)
+{
+	start_by("ti-08", "exec 2>messages");
+	fill_up_to(0);
+	EXPECT_EQ(done({ "show", "mac" }), "BLE MAC Address: 020000000001\n");
+	fill_up_to(0);
+	EXPECT_EQ(ctl({ "test", "end" }).status, 4);
+}
+
+TEST_F(ClientOutcome, AResetThatFindsNoControllerIsKnown)
+{
+	start_by("ti-08", "exec 2>/dev/null");
+	EXPECT_EQ(stop(simulator, SIGTERM), 0);
+	const answer a = ctl({ "reset", "soft" });
+	EXPECT_EQ(a.status, 3);
+	EXPECT_EQ(a.err, "vorlinctl: no usable controller answers\n");
+	EXPECT_EQ(ctl({ "show", "mac" }).status, 3);
+}
+
+TEST_F(ClientOutcome, ForProgramsTheValueIsNull)
+{
+	start_by("ti-08", "exec 2>/dev/null");
+	const answer mac = ctl({ "--json", "show", "mac" });
+	EXPECT_EQ(mac.status, 6);
+	EXPECT_EQ(mac.out, "{\"command\": \"show mac\", \"value\": null}\n");
+}
