@@ -140,7 +140,7 @@ static int32_t put_on_air(const beacon_payload &payload, bool first)
 static void announce(const char *function, int line)
 {
 	ble_config->opt.status = BLE_STATUS_ADVERTISING;
-	ble_ipc.buf->cmd_doing = 0;
+	store_release(&ble_ipc.buf->cmd_doing, 0);
 	TRACE_AS(function, line, TRACE_FLOW, "Change cmd_doing to %d\n", 0);
 	TRACE_AS(function, line, TRACE_REPORT, "ble_config->opt.status=%d\n",
 		 static_cast<int>(ble_config->opt.status));

@@ -8,7 +8,7 @@
 
 static bool start_settled(const ble_segment *segment)
 {
-	const uint32_t action = segment->config.opt.action;
+	const uint32_t action = load_acquire(&segment->config.opt.action);
 	const uint32_t status = segment->config.opt.status;
 
 	return status < BLE_STATUS_AVAILABLE || status == BLE_STATUS_ADVERTISING ||
@@ -17,7 +17,7 @@ static bool start_settled(const ble_segment *segment)
 
 static bool stop_settled(const ble_segment *segment)
 {
-	return segment->config.opt.action != ACTION_STOP ||
+	return load_acquire(&segment->config.opt.action) != ACTION_STOP ||
 	       segment->config.opt.status < BLE_STATUS_AVAILABLE;
 }
 

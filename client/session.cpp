@@ -142,9 +142,12 @@ static void wait_for_foreign_command(const session *s, uint32_t previous)
 {
 	const int64_t end = now() + FOREIGN_COMMAND;
 
-	while (s->segment->cmd_doing != 0 && s->segment->cmd_doing != previous && now() < end &&
-	       now() < s->deadline)
+	while (true) {
+		const uint32_t doing = load_acquire(&s->segment->cmd_doing);
+		if (doing == 0 || doing == previous || now() >= end || now() >= s->deadline)
+			return;
 		pause_for(3);
+	}
 }
 
 /* One operation on the semaphore; the kernel undoes it if this process dies. */
@@ -227,7 +230,7 @@ static bool is_taken(const session *s)
  */
 static bool is_done(const session *s)
 {
-	return s->segment->cmd_doing == 0 && is_taken(s) && semctl(s->sem_id, 0, GETVAL) > 0;
+	return load_acquire(&s->segment->cmd_doing) == 0 && is_taken(s) && semctl(s->sem_id, 0, GETVAL) > 0;
 }
 
 static exit_status wait_for_end(const session *s, bool (*settled)(const ble_segment *))

@@ -32,13 +32,12 @@ static void task_failed()
 
 static void run_stop()
 {
-	const int32_t result = do_ble_task(ACTION_STOP);
-
-	ble_config->opt.action = ACTION_NONE; /* a failed stop is not tried again */
-	if (result != 0)
+	if (do_ble_task(ACTION_STOP) != 0)
 		task_failed();
 	else
 		ble_config->opt.status = BLE_STATUS_AVAILABLE;
+	/* A failed stop is not tried again. The status stands first: clients look without the lock. */
+	store_release(&ble_config->opt.action, ACTION_NONE);
 }
 
 /* False when beacons are on the air: the beacon loop has reported that itself. */
@@ -108,7 +107,7 @@ void run_daemon_task()
 	bool recheck = false; /* the controller was unusable when a task was last looked at */
 
 	TRACE(TRACE_FLOW, "Start...\n");
-	ble_ipc.buf->cmd_doing = 0;
+	store_release(&ble_ipc.buf->cmd_doing, 0);
 	TRACE(TRACE_REPORT, "ble_config->opt.status=%d\n",
 	      static_cast<int>(ble_config->opt.status));
 	info_forward_to_ac();
@@ -127,7 +126,7 @@ void run_daemon_task()
 			      static_cast<int>(ble_config->opt.status),
 			      static_cast<int>(ble_ipc.buf->cmd_doing));
 			info_forward_to_ac();
-			ble_ipc.buf->cmd_doing = 0; /* the client's command is done */
+			store_release(&ble_ipc.buf->cmd_doing, 0); /* the client's command is done */
 		}
 		usleep(POLL_INTERVAL);
 	}

@@ -77,6 +77,21 @@ struct ble_segment {
 	ble_record config;
 };
 
+/*
+ * A word that somebody on another core waits for: written after all that it announces, and read
+ * before it. On AArch64 that is one instruction, stlr and ldar; the str and ldr of a volatile word
+ * let others pass, and a client would see the word before what it stands for.
+ */
+static inline void store_release(volatile uint32_t *word, uint32_t value)
+{
+	__atomic_store_n(word, value, __ATOMIC_RELEASE);
+}
+
+static inline uint32_t load_acquire(const volatile uint32_t *word)
+{
+	return __atomic_load_n(word, __ATOMIC_ACQUIRE);
+}
+
 /* Offsets in `info`. */
 constexpr size_t INFO_USED_CHIP = 0; /* 32-bit word: 1 TI 06, 2 TI 08, 3 Qualcomm */
 constexpr size_t INFO_VERSION = 4;   /* Read Local Version Information event, 15 bytes */
