@@ -12,20 +12,27 @@ sigset_t ble_sig_set;
 
 /* The handlers trace and set their flag, nothing else: all work is done in the event loop. */
 
+static void trace_signal(const char *function, int line, int signo)
+{
+	if (dbg_level & TRACE_FLOW)
+		trace_in_handler("%s(%d) Received signo=%d, getpid()=%d\n", function, line, signo,
+				 getpid());
+}
+
 void signal_daemon_quit(int signo)
 {
-	TRACE(TRACE_FLOW, "Received signo=%d, getpid()=%d\n", signo, getpid());
+	trace_signal(__func__, __LINE__, signo);
 	flag_daemon_quit = 1;
 }
 
 void signal_usr1(int signo)
 {
-	TRACE(TRACE_FLOW, "Received signo=%d, getpid()=%d\n", signo, getpid());
+	trace_signal(__func__, __LINE__, signo);
 	flag_cmd_change = 1;
 }
 
 void signal_usr2(int signo)
 {
-	TRACE(TRACE_FLOW, "Received signo=%d, getpid()=%d\n", signo, getpid());
+	trace_signal(__func__, __LINE__, signo);
 	flag_uevent_change = 1;
 }

@@ -11,23 +11,41 @@
 uint32_t dbg_level = 0;
 const char *trace_console = "/dev/console";
 
-void trace_line(const char *format, ...)
+static void __attribute__((format(printf, 1, 0)))
+write_message(const char *format, va_list arguments)
 {
-	const int saved_errno = errno; /* an interrupted call may read it next */
 	char text[512];
 
-	va_list arguments;
-	va_start(arguments, format);
 	vsnprintf(text, sizeof(text), format, arguments);
-	va_end(arguments);
 
 	/* Opened for each message: nothing is held while nothing is traced. */
 	const int fd = open(trace_console, O_WRONLY);
-	if (fd >= 0) {
-		const ssize_t written = write(fd, text, strlen(text));
-		(void)written; /* a console that refuses costs the trace and nothing else */
-		close(fd);
-	}
+	if (fd < 0)
+		return;
+	const ssize_t written = write(fd, text, strlen(text));
+	(void)written; /* a console that refuses costs the trace and nothing else */
+	close(fd);
+}
+
+void trace_line(const char *format, ...)
+{
+	const int saved_errno = errno; /* callers trace strerror(errno) next */
+	va_list arguments;
+
+	va_start(arguments, format);
+	write_message(format, arguments);
+	va_end(arguments);
 	fflush(nullptr);
+	errno = saved_errno;
+}
+
+void trace_in_handler(const char *format, ...)
+{
+	const int saved_errno = errno; /* what was interrupted may read it next */
+	va_list arguments;
+
+	va_start(arguments, format);
+	write_message(format, arguments);
+	va_end(arguments);
 	errno = saved_errno;
 }

@@ -36,6 +36,14 @@ extern const char *trace_console; /* "/dev/console" */
 /*
  * Write one message to the console, cut to 511 bytes, and flush the standard streams, so
  * that messages for the user and traces come out in order. A console that cannot be opened
- * drops it. Safe in a signal handler: a buffer on the stack, errno kept.
+ * drops it. Keeps errno.
  */
 void trace_line(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+/*
+ * The same in a signal handler, without the flush: what the handler has interrupted may be in the
+ * middle of a stream, and hold its lock. Nothing is lost by that: standard output is never
+ * written, standard error has no buffer. For numbers and texts, which the C libraries format
+ * without memory or locks of their own.
+ */
+void trace_in_handler(const char *format, ...) __attribute__((format(printf, 1, 2)));

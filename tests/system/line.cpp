@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
+#include <sstream>
 #include <stdexcept>
 #include <termios.h>
 #include <unistd.h>
@@ -134,6 +135,12 @@ std::vector<std::string> Line::heard()
 	return std::exchange(commands, {});
 }
 
+std::vector<std::string> Line::dialogue()
+{
+	const std::lock_guard lock(mutex);
+	return std::exchange(packets, {});
+}
+
 bool Line::has_heard(const std::string &command)
 {
 	const std::lock_guard lock(mutex);
@@ -159,6 +166,10 @@ void Line::take(std::string packet)
 				longest = command.size();
 			}
 		}
+		packets.push_back(hex);
+		std::istringstream each(events);
+		for (std::string event; std::getline(each, event, '|');)
+			packets.push_back(hex_of(bytes_of(event)));
 	}
 	send(events);
 }

@@ -31,6 +31,9 @@ class Line
 	/* The commands since the last call, "01 09 10 00". */
 	std::vector<std::string> heard();
 
+	/* The commands and the events that answered them since the last call, in their order. */
+	std::vector<std::string> dialogue();
+
 	/* True when a command that begins with `command` is among those not yet asked for. */
 	bool has_heard(const std::string &command);
 
@@ -41,6 +44,7 @@ class Line
 	std::string path;
 	std::map<std::string, std::string> answers;
 	std::vector<std::string> commands;
+	std::vector<std::string> packets;
 	std::mutex mutex;
 	int master = -1;
 	int slave = -1; /* kept open: the line stays when the daemon closes it */

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <unistd.h>
 
 class Trace : public DaemonTest
@@ -109,6 +110,20 @@ TEST_F(Trace, TheStandardStreamsAreFlushed)
 	EXPECT_NE(fgets(text, sizeof(text), reader), nullptr);
 	EXPECT_STREQ(text, "pending");
 	fclose(reader);
+	fclose(stream);
+}
+
+TEST_F(Trace, AHandlersMessageLeavesTheStreamsAlone)
+{
+	const std::string path = folder + "/stream";
+	FILE *stream = fopen(path.c_str(), "w");
+
+	fputs("pending", stream);
+	errno = ETIMEDOUT;
+	trace_in_handler("%s(%d) signo=%d\n", "f", 1, 10);
+	EXPECT_EQ(errno, ETIMEDOUT);
+	EXPECT_EQ(console(), "f(1) signo=10\n");
+	EXPECT_EQ(std::filesystem::file_size(path), 0U);
 	fclose(stream);
 }
 
