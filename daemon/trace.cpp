@@ -22,8 +22,10 @@ write_message(const char *format, va_list arguments)
 	const int fd = open(trace_console, O_WRONLY);
 	if (fd < 0)
 		return;
+	/* Not at the opening, which takes a console as it is: only the write must not wait. */
+	fcntl(fd, F_SETFL, O_NONBLOCK);
 	const ssize_t written = write(fd, text, strlen(text));
-	(void)written; /* a console that refuses costs the trace and nothing else */
+	(void)written; /* what finds no room costs the trace and nothing else */
 	close(fd);
 }
 

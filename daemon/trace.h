@@ -35,8 +35,8 @@ extern const char *trace_console; /* "/dev/console" */
 
 /*
  * Write one message to the console, cut to 511 bytes, and flush the standard streams, so
- * that messages for the user and traces come out in order. A console that cannot be opened
- * drops it. Keeps errno.
+ * that messages for the user and traces come out in order. A console that cannot be opened, or
+ * has no room, costs the message and nothing else: it is never waited for. Keeps errno.
  */
 void trace_line(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

@@ -17,6 +17,24 @@
 
 using strings = std::vector<std::string>;
 
+/* A terminal, whose far end is held and never read. */
+struct Pty {
+	Pty() : master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
+	{
+		EXPECT_EQ(grantpt(master), 0);
+		EXPECT_EQ(unlockpt(master), 0);
+		name = ptsname(master);
+	}
+	~Pty()
+	{
+		close(master);
+	}
+	Pty(const Pty &) = delete;
+
+	int master;
+	std::string name;
+};
+
 /* The device's own places, which only a sandbox of its own has for the taking. */
 class Surroundings : public SystemTest
 {
@@ -186,6 +204,20 @@ TEST_F(Surroundings, EachCategoryTracesItsOwnLines)
 			  "cmd_show(N) Start...\n"
 			  "cmd_show(N) ble_available=1\n");
 	EXPECT_EQ(traced("0", { "show", "mac" }), "");
+}
+
+TEST_F(Surroundings, AConsoleThatNobodyReadsIsNotWaitedFor)
+{
+	Line line("ti-08");
+	const Pty terminal; /* with room for a few thousand bytes */
+	std::filesystem::remove("/dev/console");
+	std::filesystem::create_symlink(terminal.name, "/dev/console");
+	const program daemon = start_daemon();
+
+	say_and_wait(daemon, { "config", "debug-level", "ffffffff" });
+	for (int i = 0; i < 100 && !HasFailure(); i++)
+		say_and_wait(daemon, { "show", "mac" });
+	EXPECT_EQ(stop(daemon, SIGTERM), 0);
 }
 
 TEST_F(Surroundings, AnAttachEventIsTracedLoggedAndReported)
