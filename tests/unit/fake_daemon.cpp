@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/fake_daemon.h"
 
+#include "tests/unit/fake_select.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -57,6 +59,8 @@ void DaemonTest::SetUp()
 
 	fake_sleeps.clear();
 	fake_during_sleep = nullptr;
+	fake_selects.clear();
+	fake_as_select_begins = nullptr;
 	fake_files_clear();
 	fake_device_libs_clear();
 	fake_plug();
