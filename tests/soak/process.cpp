@@ -30,14 +30,6 @@ static uint64_t status_number(const std::string &status, const char *field, int 
 		       : strtoull(status.c_str() + at + strlen(field), nullptr, base);
 }
 
-bool has_ended(pid_t child)
-{
-	siginfo_t info = {};
-
-	return waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-	       info.si_pid == child;
-}
-
 bool takes_signals(pid_t pid)
 {
 	const uint64_t caught = status_number(content_of(proc(pid, "status")), "\nSigCgt:", 16);

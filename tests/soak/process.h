@@ -7,9 +7,6 @@
 #include <sys/types.h>
 #include <vector>
 
-/* True when a child has ended; it stays a zombie for whoever waits for it. */
-bool has_ended(pid_t child);
-
 /* True when the process has installed the last of vorlind's handlers. */
 bool takes_signals(pid_t pid);
 

@@ -32,9 +32,10 @@ TEST_P(ClientOnEachController, TwoCommandsPutABeaconOnTheAir)
 		  std::string("beacon 1 on: ") + an_uuid + ", major 1, minor 2, -54 dBm\n");
 	EXPECT_EQ(done({ "start" }), "");
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
-	EXPECT_TRUE(contains(content_of(simulator.out),
-			     std::string("uuid ") + an_uuid + " major 1 minor 2 power -54 dBm"))
-		<< content_of(simulator.out);
+	EXPECT_TRUE(comes_true([&] {
+		return contains(content_of(simulator.out),
+				std::string("uuid ") + an_uuid + " major 1 minor 2 power -54 dBm");
+	})) << content_of(simulator.out);
 	EXPECT_EQ(done({ "stop" }), "");
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_AVAILABLE);
 }
@@ -140,7 +141,7 @@ TEST_F(ClientCommands, AChangedBeaconGoesOnTheAirWithRestart)
 	EXPECT_TRUE(contains(change.err, "what is on the air changes with restart")) << change.err;
 	EXPECT_FALSE(contains(content_of(simulator.out), "major 7"));
 	done({ "restart" });
-	EXPECT_TRUE(contains(content_of(simulator.out), "major 7"));
+	EXPECT_TRUE(comes_true([&] { return contains(content_of(simulator.out), "major 7"); }));
 }
 
 TEST_F(ClientCommands, BeaconsAreListedShownAndCleared)
@@ -205,7 +206,8 @@ TEST_F(ClientCommands, AFileIsAppliedInOneStep)
 	EXPECT_EQ(done({ "apply", plan }), "");
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
 	EXPECT_STREQ(segment->config.interval, "120");
-	EXPECT_TRUE(contains(content_of(simulator.out), "major 3")) << content_of(simulator.out);
+	EXPECT_TRUE(comes_true([&] { return contains(content_of(simulator.out), "major 3"); }))
+		<< content_of(simulator.out);
 	EXPECT_EQ(done({ "show", "gap-param", "6" }), "GAP Param ID: 6, Value: 192\n")
 		<< "the controller was told of the interval, too";
 }

@@ -120,7 +120,7 @@ TEST_F(ClientCompletion, ZshOffersEveryCommandOfTheHelp)
 				   "r loaded; r 'ready> '\n"
 				   "zpty -w -n shell $'vorlinctl be\\t1 --uu\\tran\\t'\n"
 				   "r random\n";
-	EXPECT_EQ(run({ "/usr/bin/env", "timeout", "8", "zsh", "-fc", script }, &zsh), 0)
+	EXPECT_EQ(run({ "/usr/bin/env", "timeout", "180", "zsh", "-fc", script }, &zsh), 0)
 		<< content_of(zsh.out) << content_of(zsh.err);
 	const std::string shown = content_of(zsh.out);
 	for (const char *word : { "beacon", "--uuid", "random" })

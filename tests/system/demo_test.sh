@@ -40,7 +40,7 @@ if [ -n "$signal" ]; then
 	tries=0
 	until grep -q 'major 3' "$output"; do
 		tries=$((tries + 1))
-		if [ $tries -gt 300 ] || ! kill -0 $demo 2>/dev/null; then
+		if [ $tries -gt 1800 ] || ! kill -0 $demo 2>/dev/null; then
 			break
 		fi
 		sleep 0.1

@@ -65,13 +65,13 @@ daemon=$!
 tries=0
 until grep -q 'Open /proc/MRD failed' "$scratch/err"; do # its handlers are installed by then
 	tries=$((tries + 1))
-	[ $tries -lt 100 ] || break
+	[ $tries -lt 1800 ] || break
 	sleep 0.1
 done
 kill -USR2 $daemon
 until grep -q '^log:' "$scratch/err"; do # a report comes at the start already
 	tries=$((tries + 1))
-	[ $tries -lt 200 ] || break
+	[ $tries -lt 1800 ] || break
 	sleep 0.1
 done
 kill $daemon

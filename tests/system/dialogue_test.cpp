@@ -48,7 +48,7 @@ class Dialogue : public SystemTest
 		file << '\x02' << std::string(size - 1, 'p');
 	}
 
-	/* The first `count` commands that come, or all that came in 10 seconds. */
+	/* The first `count` commands that come. */
 	static strings first_of(Line &line, size_t count)
 	{
 		strings all;

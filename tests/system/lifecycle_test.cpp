@@ -163,8 +163,8 @@ TEST_F(Lifecycle, ALockThatAKilledClientHeldIsGivenBack)
 	strcpy(segment->cmd.argv[0], "show");
 	strcpy(segment->cmd.argv[1], "version");
 	segment->cmd_doing = 1;
-	kill(daemon.pid, SIGUSR1); /* the daemon now waits for the lock */
-	usleep(300000);
+	kill(daemon.pid, SIGUSR1);
+	EXPECT_TRUE(comes_true([] { return waiting_for_lock() == 1; })) << "the daemon";
 	EXPECT_EQ(printed(daemon), "");
 	kill(client, SIGKILL);
 	waitpid(client, nullptr, 0);
@@ -182,7 +182,7 @@ TEST_F(Lifecycle, ASemaphoreRemovedUnderAWaitingDaemonLosesTheCommandAndNothingE
 	ASSERT_EQ(semctl(id, 0, SETVAL, 0), 0);
 	segment->cmd_doing = 1;
 	kill(daemon.pid, SIGUSR1);
-	usleep(300000);
+	EXPECT_TRUE(comes_true([] { return waiting_for_lock() == 1; })) << "the daemon";
 	ASSERT_EQ(semctl(id, 0, IPC_RMID), 0);
 	EXPECT_TRUE(comes_true([&] { return segment->cmd_doing == 0; }));
 	EXPECT_EQ(printed(daemon), "user_cmd_change() failed.\n");

@@ -52,6 +52,8 @@ class SimCaptures : public SimulatorTest
 		load_beacon(1, "F7826DA64FA24E988024BC5B71E0893E", "2");
 		ask({ "ibeacon", "start" });
 		EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
+		EXPECT_TRUE(comes_true(
+			[&] { return control("air").find("minor 2 ") != std::string::npos; }));
 		ask({ "ibeacon", "stop" });
 		ask({ "config", "le-receiver-test", "5" });
 		ask({ "config", "le-test-end" });

@@ -40,8 +40,11 @@ TEST_F(SimSilence, AnAnswerAtAnotherRateIsNone)
 
 TEST_F(SimSilence, ALateAnswerIsTakenByTheNextCommandUntilTheLinkIsOpenedAnew)
 {
-	start_both("ti-08");
-	EXPECT_EQ(address_with("late:delay=5300"), no_answer);
+	start_both("ti-08", { "--log", folder + "/log" });
+	EXPECT_EQ(address_with("late:delay=8000"), no_answer);
+	EXPECT_TRUE(comes_true([&] {
+		return content_of(folder + "/log").find("04 0E 0A 01 09 10") != std::string::npos;
+	})) << "the answer is on its way, before the next command";
 	EXPECT_EQ(ask({ "show", "txpower" }), "BLE TX Power Setting: 0x1\n")
 		<< "the lowest byte of the address, for it is the address that came";
 	control("clear");

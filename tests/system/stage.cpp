@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -30,7 +31,7 @@ std::string content_of(const std::string &path)
 
 bool comes_true(const std::function<bool()> &condition)
 {
-	const auto deadline = std::chrono::steady_clock::now() + 10s;
+	const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
 
 	while (std::chrono::steady_clock::now() < deadline) {
 		if (condition())
@@ -38,6 +39,14 @@ bool comes_true(const std::function<bool()> &condition)
 		std::this_thread::sleep_for(2ms);
 	}
 	return condition();
+}
+
+bool has_ended(pid_t child)
+{
+	siginfo_t info = {};
+
+	return waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+	       info.si_pid == child;
 }
 
 bool SystemTest::semaphore_exists()
@@ -170,21 +179,12 @@ program SystemTest::start_daemon()
 	if (segment)
 		shmdt(segment);
 	segment = nullptr;
-	if (comes_true([&] { return may_be_signalled(daemon); }))
+	if (comes_true([&] { return may_be_signalled(daemon) || has_ended(daemon.pid); }))
 		segment = attach();
-	if (!segment) {
-		ADD_FAILURE() << "vorlind does not start: " << content_of(daemon.err);
-		return daemon;
-	}
-	/* Its answer shows that the loop runs. */
-	say(daemon, { "show", "version" });
-	EXPECT_TRUE(comes_true([&] {
-		return content_of(daemon.err).find("BLE configuration utility") !=
-			       std::string::npos &&
-		       segment->cmd_doing == 0;
-	})) << content_of(daemon.err);
-	/* It answers under the lock, and clears cmd_doing once more when the round is over. */
-	usleep(50000);
+	/* Without a segment there is nothing that the rest of the test could look at. */
+	if (!segment)
+		throw std::runtime_error("vorlind does not start: " + content_of(daemon.err));
+	say_and_wait(daemon, { "show", "version" }); /* its answer shows that the loop runs */
 	daemon.ready = content_of(daemon.err).size();
 	return daemon;
 }
@@ -202,22 +202,34 @@ program SystemTest::start_simulator(const std::string &controller,
 
 	words.insert(words.end(), options.begin(), options.end());
 	const program simulator = start(words);
-	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists("/dev/ttyMSM1"); }))
-		<< content_of(simulator.err);
+	if (!comes_true([&] {
+		    return std::filesystem::exists("/dev/ttyMSM1") || has_ended(simulator.pid);
+	    }) ||
+	    has_ended(simulator.pid))
+		throw std::runtime_error("no simulated controller: " + content_of(simulator.err));
 	return simulator;
+}
+
+static int semaphore()
+{
+	return semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600);
 }
 
 static void change_semaphore(short by)
 {
-	const int id = semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600);
 	sembuf operation = { 0, by, SEM_UNDO };
 
-	ASSERT_EQ(semop(id, &operation, 1), 0);
+	if (semop(semaphore(), &operation, 1) != 0)
+		throw std::runtime_error("there is no lock");
 }
 
-void SystemTest::say(const program &daemon, const std::vector<std::string> &words)
+int SystemTest::waiting_for_lock()
 {
-	change_semaphore(-1);
+	return semctl(semaphore(), 0, GETNCNT);
+}
+
+void SystemTest::write_words(const std::vector<std::string> &words)
+{
 	segment->cmd.argc = static_cast<int32_t>(words.size());
 	for (size_t i = 0; i < words.size(); i++) {
 		memset(segment->cmd.argv[i], 0, BLE_WORD_SIZE);
@@ -225,13 +237,24 @@ void SystemTest::say(const program &daemon, const std::vector<std::string> &word
 		       std::min(words[i].size(), BLE_WORD_SIZE - 1));
 	}
 	segment->cmd_doing = 1;
+}
+
+void SystemTest::say(const program &daemon, const std::vector<std::string> &words)
+{
+	change_semaphore(-1);
+	write_words(words);
 	change_semaphore(1);
 	kill(daemon.pid, SIGUSR1);
 }
 
 void SystemTest::say_and_wait(const program &daemon, const std::vector<std::string> &words)
 {
-	say(daemon, words);
-	EXPECT_TRUE(comes_true([&] { return segment->cmd_doing == 0; }))
-		<< "no end of \"" << words[0] << "\": " << content_of(daemon.err);
+	change_semaphore(-1);
+	kill(daemon.pid, SIGUSR1);
+	const bool is_heard = comes_true([] { return waiting_for_lock() > 0; });
+	write_words(words);
+	change_semaphore(1);
+	if (!is_heard || !comes_true([&] { return segment->cmd_doing == 0; }))
+		throw std::runtime_error("no end of \"" + words[0] +
+					 "\": " + content_of(daemon.err));
 }

@@ -8,6 +8,7 @@
 
 #include "daemon/segment.h"
 
+#include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -25,7 +26,19 @@ struct program {
 /* What a file holds, empty if there is none. */
 std::string content_of(const std::string &path);
 
-/* True as soon as `condition` holds; false after 10 seconds without it. */
+/*
+ * How long anything may take. Only what hangs takes so long, on a machine however busy and under
+ * valgrind or an emulator: no verdict hangs on how fast one is.
+ */
+constexpr std::chrono::seconds PATIENCE(180);
+
+/* True when a child has ended; it stays a zombie for whoever waits for it. */
+bool has_ended(pid_t child);
+
+/* The same for poll. */
+constexpr int PATIENCE_MS = std::chrono::milliseconds(PATIENCE).count();
+
+/* True as soon as `condition` holds; false if it does not for as long as PATIENCE. */
 bool comes_true(const std::function<bool()> &condition);
 
 class SystemTest : public testing::Test
@@ -40,13 +53,13 @@ class SystemTest : public testing::Test
 	/* Start a program in the test's folder; it is killed at the end if it still runs. */
 	program start(const std::vector<std::string> &words);
 
-	/* Start vorlind and wait until it has answered a "show version". */
+	/* Start vorlind and wait until it has answered a "show version"; ends the test if not. */
 	program start_daemon();
 
 	/* What the daemon has printed to standard error since it was ready. */
 	static std::string printed(const program &daemon);
 
-	/* Start vorlin-sim behind /dev/ttyMSM1, unpaced, and wait until it can be opened. */
+	/* Start vorlin-sim behind /dev/ttyMSM1 and wait until it can be opened, or end the test. */
 	program start_simulator(const std::string &controller,
 				const std::vector<std::string> &options = {});
 
@@ -64,8 +77,14 @@ class SystemTest : public testing::Test
 	/* What a client does: lock, words, cmd_doing, unlock, SIGUSR1. */
 	void say(const program &daemon, const std::vector<std::string> &words);
 
-	/* The same, and wait until the daemon has cleared cmd_doing. */
+	/*
+	 * The same with the lock kept until the daemon asks for it, so that no round is under way
+	 * but the command's own; then wait until that has cleared cmd_doing.
+	 */
 	void say_and_wait(const program &daemon, const std::vector<std::string> &words);
+
+	/* How many processes wait for the lock. */
+	static int waiting_for_lock();
 
 	static bool semaphore_exists();
 	static bool segment_exists();
@@ -74,6 +93,8 @@ class SystemTest : public testing::Test
 	ble_segment *segment = nullptr; /* once a daemon was started */
 
       private:
+	void write_words(const std::vector<std::string> &words);
+
 	std::vector<pid_t> running;
 	int files = 0;
 };

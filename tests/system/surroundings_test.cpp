@@ -134,7 +134,7 @@ class Surroundings : public SystemTest
 	static bool readable(int fd)
 	{
 		pollfd one = { fd, POLLIN, 0 };
-		return poll(&one, 1, 10000) == 1;
+		return poll(&one, 1, PATIENCE_MS) == 1;
 	}
 
 	static std::string read_all(int fd)
@@ -170,10 +170,8 @@ TEST_F(Surroundings, EachCategoryTracesItsOwnLines)
 
 	const auto traced = [&](const std::string &level, const strings &words) {
 		say_and_wait(daemon, { "config", "debug-level", level });
-		usleep(50000); /* the end of the round that sets it is traced as well */
-		console();
+		console(); /* the round that sets it is traced as well */
 		say_and_wait(daemon, words);
-		usleep(50000);
 		return console();
 	};
 	EXPECT_EQ(traced("2000000", { "show", "bogus" }),
