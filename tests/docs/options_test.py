@@ -16,6 +16,7 @@ import time
 from project import ROOT, finish
 
 BUILD = pathlib.Path(sys.argv[1]).resolve()
+LIMIT = 180  # seconds; whoever takes longer hangs
 
 # The mdoc macros that end a list of words behind Fl or Cm.
 MACROS = set("Ar Cm Dl Dq Fl It Nm Ns Oc Oo Op Pa Pq Sq Sx Xr Li Em Ql".split())
@@ -26,7 +27,7 @@ WORD = re.compile(r"^[a-z][a-z0-9]*(?:-[a-z0-9]+)*$")
 
 def run(*command):
     return subprocess.run(
-        [str(part) for part in command], capture_output=True, text=True, timeout=20, check=True
+        [str(part) for part in command], capture_output=True, text=True, timeout=LIMIT, check=True
     ).stdout
 
 
@@ -101,7 +102,7 @@ def control_help():
     with tempfile.TemporaryDirectory() as scratch:
         socket = pathlib.Path(scratch) / "socket"
         simulator = subprocess.Popen(
-            [BUILD / "vorlin-sim", "--control", socket, "--quiet", "--seconds", "20"],
+            [BUILD / "vorlin-sim", "--control", socket, "--quiet", "--seconds", str(LIMIT)],
             stdout=subprocess.DEVNULL,
         )
         try:

@@ -20,10 +20,11 @@ skip()
 	exit 77
 }
 
-# True as soon as the command is, false when that takes longer than so many seconds.
+# True as soon as the command is, false when that takes much longer than so many seconds: a machine
+# with much else to do may take its time, and whoever hangs takes more.
 within()
 {
-	tries=$(($1 * 10))
+	tries=$(($1 * 200))
 	shift
 	until "$@"; do
 		[ $tries -gt 0 ] || return 1

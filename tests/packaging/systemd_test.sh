@@ -36,7 +36,7 @@ clean_up()
 {
 	[ -z "${systemd-}" ] || kill -KILL "$systemd"
 	[ -z "${namespaces-}" ] || wait "$namespaces"
-	tries=50 # the kernel takes a moment for the last of them
+	tries=1800 # the kernel takes a moment for the last of them
 	until find "$group" -depth -type d -exec rmdir '{}' + 2>/dev/null || [ "$tries" = 0 ]; do
 		tries=$((tries - 1))
 		sleep 0.1
