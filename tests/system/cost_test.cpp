@@ -123,7 +123,7 @@ class Cost : public SimulatorTest
 			 "mkdir -p lib && cp " + built("lib") + "/*.so lib && cp " +
 				 built("vorlind") +
 				 " . && strip -g vorlind lib/*.so && echo $$ >pid && PATH=" + bin +
-				 ":$PATH exec valgrind --tool=callgrind "
+				 ":$PATH exec valgrind --vgdb=no --tool=callgrind "
 				 "--callgrind-out-file=counts --toggle-collect='" +
 				 function + "' ./vorlind" };
 	}

@@ -27,7 +27,7 @@ for program in vorlind vorlinctl; do
 	ln -s "$memcheck" "$stage/names/$program"
 	cat >"$stage/$program" <<END
 #!/bin/sh
-VALGRIND_LAUNCHER=$valgrind exec "$stage/names/$program" --quiet --leak-check=full \
+VALGRIND_LAUNCHER=$valgrind exec "$stage/names/$program" --quiet --vgdb=no --leak-check=full \
 	--errors-for-leak-kinds=all --show-leak-kinds=all --track-fds=no \
 	--log-file="$stage/found/$program.%p" "$build/$program" "\$@"
 END

@@ -75,9 +75,8 @@ void SystemTest::SetUp()
 {
 	ASSERT_NE(getenv("VORLIND_BUILD"), nullptr) << "VORLIND_BUILD names the build to test";
 	ASSERT_FALSE(segment_exists()) << "another vorlind's segment is on this machine";
-	char name[] = "/tmp/vorlind-stage-XXXXXX";
-	ASSERT_NE(mkdtemp(name), nullptr);
-	folder = name;
+	folder = std::filesystem::temp_directory_path() / "vorlind-stage-XXXXXX";
+	ASSERT_NE(mkdtemp(folder.data()), nullptr);
 }
 
 void SystemTest::TearDown()

@@ -6,6 +6,7 @@
 #include "client/output.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <unistd.h>
@@ -62,8 +63,8 @@ TEST(Messages, AWarningOfAnotherIsNotTheCommandsFailure)
 
 TEST(Messages, OnlyWhatIsSaidBetweenBeginAndStopIsTaken)
 {
-	char path[] = "/tmp/client-messages-XXXXXX";
-	const int file = mkstemp(path);
+	std::string path = std::filesystem::temp_directory_path() / "client-messages-XXXXXX";
+	const int file = mkstemp(path.data());
 	const int kept = dup(STDERR_FILENO);
 	messages m;
 	outcome end = {};
@@ -80,7 +81,7 @@ TEST(Messages, OnlyWhatIsSaidBetweenBeginAndStopIsTaken)
 	dup2(kept, STDERR_FILENO);
 	close(kept);
 	close(file);
-	unlink(path);
+	unlink(path.c_str());
 	EXPECT_TRUE(end.heard);
 	EXPECT_STREQ(end.result, "GAP Param ID: 2, Value: 2");
 }

@@ -3,11 +3,13 @@
 
 #include "tests/unit/fake_select.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/ipc.h>
+#include <sys/mman.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,9 +28,8 @@ static int semaphore_id; /* whatever a test makes of ble_ipc: this one is remove
 void DaemonTest::SetUp()
 {
 	fake_refusals_clear();
-	char name[] = "/tmp/vorlind-test-XXXXXX";
-	ASSERT_NE(mkdtemp(name), nullptr);
-	folder = name;
+	folder = std::filesystem::temp_directory_path() / "vorlind-test-XXXXXX";
+	ASSERT_NE(mkdtemp(folder.data()), nullptr);
 
 	memset(&memory, GUARD, sizeof(memory));
 	memset(&memory.segment, 0, sizeof(memory.segment));
@@ -89,6 +90,26 @@ std::string DaemonTest::console()
 
 	while ((n = read(console_fd, buffer, sizeof(buffer))) > 0)
 		text.append(buffer, static_cast<size_t>(n));
+	return text;
+}
+
+std::string DaemonTest::printed_to(int fd, const std::function<void()> &action)
+{
+	const int file = memfd_create("printed", MFD_CLOEXEC);
+	const int before = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+	std::string text;
+
+	fflush(nullptr);
+	if (dup2(file, fd) < 0)
+		abort();
+	action();
+	fflush(nullptr);
+	dup2(before, fd);
+	close(before);
+	text.resize(static_cast<size_t>(lseek(file, 0, SEEK_END)));
+	if (pread(file, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+		abort();
+	close(file);
 	return text;
 }
 

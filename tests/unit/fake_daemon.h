@@ -13,8 +13,10 @@
 #include "tests/unit/fake_files.h"
 #include "tests/unit/fake_refusals.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 /*
@@ -31,12 +33,11 @@ class DaemonTest : public testing::Test
 	/* What went to the console since the last call. */
 	std::string console();
 
-	/* What `action` prints to stderr. */
-	template <typename Action> static std::string stderr_of(Action action)
+	/* What `action` prints to a descriptor; kept in memory, so that no crash leaves a file. */
+	static std::string printed_to(int fd, const std::function<void()> &action);
+	static std::string stderr_of(const std::function<void()> &action)
 	{
-		testing::internal::CaptureStderr();
-		action();
-		return testing::internal::GetCapturedStderr();
+		return printed_to(STDERR_FILENO, action);
 	}
 
 	/* Write a command as a client would: argc and the words. */

@@ -6,6 +6,7 @@
 #include "sim/socket.h"
 
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -22,13 +23,13 @@ class scratch
       public:
 	scratch()
 	{
-		EXPECT_NE(mkdtemp(m_path), nullptr);
+		EXPECT_NE(mkdtemp(m_path.data()), nullptr);
 	}
 	~scratch()
 	{
 		for (const char *name : { "tty", "socket" })
 			unlink(path(name).c_str());
-		rmdir(m_path);
+		rmdir(m_path.c_str());
 	}
 	std::string path(const std::string &name) const
 	{
@@ -36,7 +37,7 @@ class scratch
 	}
 
       private:
-	char m_path[32] = "/tmp/sim_line_test.XXXXXX";
+	std::string m_path = std::filesystem::temp_directory_path() / "sim_line_test.XXXXXX";
 };
 
 static bool exists(const std::string &path)
