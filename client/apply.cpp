@@ -59,10 +59,13 @@ static bool edit_by_line(ble_record *record, plan *p, const char *text, int numb
 		p->action = words[0][0] == 'r' ? "restart" : words[0][2] == 'a' ? "start" : "stop";
 		return count == 1 || fault_in_line(p, number, "takes no arguments");
 	}
-	if (edit_record(record, count, words, &p->wrong))
-		return true;
-	const fault inner = p->wrong;
-	return fault_in_line(p, number, inner.text);
+	fault inner = {};
+	fault passed_over = {};
+	if (!edit_record(record, count, words, &inner, &passed_over))
+		return fault_in_line(p, number, inner.text);
+	if (passed_over.text[0] && !p->note.text[0])
+		set_fault(&p->note, "line %d: %s", number, passed_over.text);
+	return true;
 }
 
 bool edit_by_plan(ble_record *record, plan *p)
@@ -70,6 +73,7 @@ bool edit_by_plan(ble_record *record, plan *p)
 	int number = 1;
 
 	p->action = nullptr;
+	p->note = {};
 	for (const char *line = p->text; line < p->text + p->size; line += strlen(line) + 1)
 		if (!edit_by_line(record, p, line, number++))
 			return false;
@@ -105,8 +109,8 @@ static int print_field_differences(FILE *out, const char *owner, const text_fiel
 	char new_text[FIELD_TEXT];
 
 	for (; fields->name; fields++) {
-		field_text(fields, before, old_text);
-		field_text(fields, after, new_text);
+		user_text(fields, before, old_text);
+		user_text(fields, after, new_text);
 		if (strcmp(old_text, new_text) == 0)
 			continue;
 		fprintf(out, "%s%s: %s -> %s\n", owner, fields->name,
@@ -143,31 +147,36 @@ static void print_field(FILE *out, const char *before, const text_field *field, 
 	char text[FIELD_TEXT];
 	char value[FIELD_TEXT];
 
-	/* A word of its own that begins with # would be a comment. */
-	if (field->read(field_text(field, base, text), value))
-		fprintf(out, "%s%s%c%s%s", before, field->name, value[0] == '#' ? '=' : ' ', value,
+	if (field->read(user_text(field, base, text), value))
+		fprintf(out, "%s%s %s%s", before, field->name, is_power(field) ? text : value,
 			after);
+}
+
+static bool differs(const text_field *field, const beacon_entry *one, const beacon_entry *other)
+{
+	char text[FIELD_TEXT];
+	char usual[FIELD_TEXT];
+
+	return strcmp(field_text(field, one, text), field_text(field, other, usual)) != 0;
 }
 
 /* Only what differs from an entry that was never touched; nothing for such a one. */
 static void print_entry(FILE *out, const beacon_entry *entry, int number)
 {
-	char text[FIELD_TEXT];
-	char usual[FIELD_TEXT];
 	beacon_entry untouched;
-	bool is_on =
-		strcmp(field_text(find_field(beacon_fields, "enable", 6), entry, text), "1") == 0;
+	bool is_untouched = true;
 
 	clear_entry(&untouched, number);
-	if (memcmp(entry, &untouched, sizeof(untouched)) == 0)
+	for (const text_field *field = beacon_fields; field->name; field++)
+		is_untouched &= !differs(field, entry, &untouched);
+	if (is_untouched)
 		return;
 	fprintf(out, "beacon %d", number);
 	for (const text_field *field = beacon_fields; field->name; field++)
-		if (strcmp(field->name, "enable") != 0 &&
-		    strcmp(field_text(field, entry, text), field_text(field, &untouched, usual)) !=
-			    0)
+		if (strcmp(field->name, "enable") != 0 && differs(field, entry, &untouched))
 			print_field(out, " --", field, entry, "");
-	fprintf(out, " %s\n", is_on ? "on" : "off");
+	fprintf(out, " %s\n",
+		strncmp(entry->enable, "1", sizeof(entry->enable)) == 0 ? "on" : "off");
 }
 
 void print_plan(FILE *out, const ble_record *record)

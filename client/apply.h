@@ -13,6 +13,7 @@ struct plan {
 	size_t size;
 	const char *action; /* "start", "stop", "restart", or null: leave the beacons alone */
 	fault wrong;        /* with the number of the line */
+	fault note;         /* the first line with a field that has no effect, or empty */
 };
 
 /* Read and check all of it: false with the fault. */

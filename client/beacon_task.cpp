@@ -30,15 +30,18 @@ exit_status judge_beacon_task(const session *s, uint32_t status_before, exit_sta
 {
 	const uint32_t status = s->segment->config.opt.status;
 
-	if (result != EXIT_DONE || status >= BLE_STATUS_AVAILABLE)
+	if (status >= BLE_STATUS_AVAILABLE || (result != EXIT_DONE && result != EXIT_REFUSED))
 		return result;
 	if (status_before >= BLE_STATUS_AVAILABLE) {
-		complain("vorlind could not do it: the controller's status is now %s",
+		complain("vorlind could not do it: the controller's status is now %s; "
+			 "vorlinctl reset soft sets it up anew",
 			 status_name(status));
 		return EXIT_REFUSED;
 	}
-	complain("no usable controller (status %s); vorlind does it as soon as one comes",
-		 status_name(status));
+	/* A controller that is there has not been found, or not been usable; nothing asks it again.
+	 */
+	complain("no usable controller (status %s); vorlind does it as soon as one comes%s",
+		 status_name(status), "; if it is there: vorlinctl reset soft");
 	return EXIT_NO_CONTROLLER;
 }
 

@@ -29,7 +29,7 @@ const command commands[] = {
 	  "  --payload   with the 30 bytes of each beacon\n"
 	  "  --watch     show it again whenever it changes, until Ctrl-C\n", run_status },
 	{ "set", "NAME VALUE ...", "change a setting of vorlind",
-	  "  interval      100 to 65534 milliseconds that each beacon stays on the air\n"
+	  "  interval      100 to 10240 milliseconds that each beacon stays on the air\n"
 	  "  power         measured power for beacons that have NONE\n"
 	  "  power-index   the controller's transmit power, 0 to 12 or max\n"
 	  "  mac           the controller's address, 12 hexadecimal digits, or NONE: its own\n"
@@ -37,7 +37,7 @@ const command commands[] = {
 	{ "show", "version|mac|txpower|gap-param ID", "read from the controller",
 	  "gap-param is there for TI controllers; ID is 0 to 103.\n", run_show },
 	{ "config", "OPTION ARGUMENT...", "tell the controller something now",
-	  "  interval MS                                100 to 65534 milliseconds\n"
+	  "  interval MS                                100 to 10240 milliseconds\n"
 	  "  mac ADDRESS                                12 hexadecimal digits, or by-mrd\n"
 	  "  txpower-index INDEX                        0 to 12, or max\n"
 	  "  gap-param ID VALUE                         0 to 103, 0 to 65534\n"
@@ -46,8 +46,14 @@ const command commands[] = {
 	  "  le-test-end                                as test end\n"
 	  "  ble-reset hard|soft                        as reset\n"
 	  "  debug-level MASK                           as trace, hexadecimal\n", run_config },
-	{ "test", "rx CHANNEL | tx CHANNEL LENGTH PATTERN | end", "production tests",
+	{ "test", "rx CHANNEL | tx CHANNEL LENGTH PATTERN | end | sweep [FILE]", "production tests",
 	  "  CHANNEL   0 to 39; LENGTH 0 to 37 bytes; PATTERN 0 to 7\n"
+	  "  --seconds S    end it after so many seconds, or with Ctrl-C, and tell its packets\n"
+	  "  --min N        the exit status is 7 if fewer came\n"
+	  "  sweep          rx on one channel after the other: a table\n"
+	  "  --channels L   which ones, as 0,12,19 or 0-39\n"
+	  "  FILE           the same as a file: a channel a line, and behind it its own N, if any\n"
+	  "  --csv          the table as comma separated values\n"
 	  "Beacons are stopped for a test. The end of one tells how many packets came.\n", run_test },
 	{ "reset", "hard|soft", "set the controller up anew",
 	  "Takes as long as the controller takes to load its patch, if it needs one.\n", run_reset },
@@ -78,6 +84,7 @@ static const struct {
 	{ EXIT_REFUSED,       "the daemon or the controller refused" },
 	{ EXIT_TIMEOUT,       "timeout, or busy" },
 	{ EXIT_UNKNOWN,       "done, outcome unknown: vorlind's messages cannot be read" },
+	{ EXIT_FAILED,        "a production test counted fewer packets than --min" },
 };
 // clang-format on
 
@@ -91,6 +98,8 @@ const command *find_command(const char *name)
 
 void print_help()
 {
+	FILE *out = text_output();
+
 	fputs("Usage: vorlinctl [OPTION]... COMMAND [ARGUMENT]...\n"
 	      "Drive vorlind, the daemon that makes an access point transmit BLE beacons.\n"
 	      "\n"
@@ -99,28 +108,31 @@ void print_help()
 	      "  vorlinctl start\n"
 	      "\n"
 	      "Commands (vorlinctl help COMMAND tells more):\n",
-	      stdout);
+	      out);
 	for (const command *c = commands; c->name; c++)
-		printf("  %-9s %s\n", c->name, c->summary);
+		fprintf(out, "  %-9s %s\n", c->name, c->summary);
 	fputs("\n"
 	      "Options:\n"
 	      "  --timeout S   seconds to wait at most; otherwise 15, for a reset 60\n"
-	      "  --json        output for programs (status, beacon list and show, show, test end)\n"
+	      "  --json        an object for programs on the standard output, failures included\n"
 	      "  --help        this text, or behind a command its own\n"
 	      "  --version     the version\n"
+	      "  --            no option comes behind it\n"
 	      "\n"
 	      "Exit status:\n",
-	      stdout);
+	      out);
 	for (const auto &row : exit_meanings)
-		printf("  %d  %s\n", row.status, row.meaning);
+		fprintf(out, "  %d  %s\n", row.status, row.meaning);
 }
 
 void print_command_help(const command *c)
 {
-	printf("Usage: vorlinctl %s%s%s\n%c%s.\n", c->name, c->arguments[0] ? " " : "",
-	       c->arguments, c->summary[0] - 'a' + 'A', c->summary + 1);
+	FILE *out = text_output();
+
+	fprintf(out, "Usage: vorlinctl %s%s%s\n%c%s.\n", c->name, c->arguments[0] ? " " : "",
+		c->arguments, c->summary[0] - 'a' + 'A', c->summary + 1);
 	if (c->details[0])
-		printf("\n%s", c->details);
+		fprintf(out, "\n%s", c->details);
 }
 
 exit_status bad_usage(const char *name, const char *format, ...)
@@ -131,7 +143,14 @@ exit_status bad_usage(const char *name, const char *format, ...)
 	va_start(arguments, format);
 	vsnprintf(text, sizeof(text), format, arguments);
 	va_end(arguments);
-	complain("%s: %s (vorlinctl help %s)", name, text, name);
+	complain("%s: %s (vorlinctl help %.*s)", name, text, static_cast<int>(strcspn(name, " ")),
+		 name);
+	return EXIT_USAGE;
+}
+
+exit_status unknown_command(const char *name)
+{
+	complain("there is no command \"%.60s\" (vorlinctl --help)", name);
 	return EXIT_USAGE;
 }
 
@@ -144,7 +163,7 @@ static void remove_arguments(request *r, int from, int count)
 
 bool take_flag(request *r, const char *option)
 {
-	for (int i = 0; i < r->argc; i++) {
+	for (int i = 0; i < r->argc - r->plain; i++) {
 		if (strcmp(r->argv[i], option) == 0) {
 			remove_arguments(r, i, 1);
 			return true;
@@ -157,7 +176,7 @@ bool take_option(request *r, const char *option, const char **value)
 {
 	const size_t length = strlen(option);
 
-	for (int i = 0; i < r->argc; i++) {
+	for (int i = 0; i < r->argc - r->plain; i++) {
 		if (strncmp(r->argv[i], option, length) != 0)
 			continue;
 		if (r->argv[i][length] == '=') {
@@ -166,7 +185,7 @@ bool take_option(request *r, const char *option, const char **value)
 			return true;
 		}
 		if (r->argv[i][length] == '\0') {
-			const int taken = i + 1 < r->argc ? 2 : 1;
+			const int taken = i + 1 < r->argc - r->plain ? 2 : 1;
 			*value = taken == 2 ? r->argv[i + 1] : nullptr;
 			remove_arguments(r, i, taken);
 			return true;
@@ -192,7 +211,7 @@ exit_status run_help(request *r)
 	}
 	const command *c = find_command(r->argv[0]);
 	if (!c)
-		return bad_usage("help", "there is no command \"%.60s\"", r->argv[0]);
+		return unknown_command(r->argv[0]);
 	print_command_help(c);
 	return EXIT_DONE;
 }

@@ -9,6 +9,7 @@
 struct request {
 	int argc; /* the command's arguments, without its name and the options for all */
 	const char **argv;
+	int plain; /* so many of them at the end stood behind "--": no option is among these */
 	bool json;
 	int64_t timeout; /* milliseconds; 0: as long as the command usually takes */
 };
@@ -29,9 +30,12 @@ const command *find_command(const char *name); /* null: there is none */
 void print_help();
 void print_command_help(const command *c);
 
-/* A complaint that ends with where to read on: EXIT_USAGE. */
+/* A complaint that ends with where to read on: EXIT_USAGE. `name` begins with the command's. */
 exit_status bad_usage(const char *name, const char *format, ...)
 	__attribute__((format(printf, 2, 3)));
+
+/* The same for a name that no command has. */
+exit_status unknown_command(const char *name);
 
 /* Take the option out of the arguments: whether it was there. */
 bool take_flag(request *r, const char *option);
@@ -40,6 +44,9 @@ bool take_option(request *r, const char *option, const char **value);
 
 /* "15" -> 15000 milliseconds, up to a day; 0 for anything else. */
 int64_t read_seconds(const char *text);
+
+/* The object with the value of a line that the daemon answered. */
+void print_result_json(const char *command, const char *result);
 
 /* Carry out the command, its complaint included, and how vorlinctl then ends. */
 exit_status run_status(request *r);

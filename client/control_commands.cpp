@@ -3,6 +3,7 @@
 #include "client/beacon_task.h"
 #include "client/command.h"
 #include "client/daemon_options.h"
+#include "client/limits.h"
 #include "client/output.h"
 #include "client/perform.h"
 #include "client/state.h"
@@ -43,26 +44,52 @@ exit_status run_restart(request *r)
 	return run_beacon_task(r, "restart");
 }
 
-static void print_result_json(const char *first, const char *option, const char *result)
+void print_result_json(const char *command, const char *result)
 {
 	char word[64];
 	unsigned id;
 	unsigned value;
 
-	fputs("{", stdout);
-	printf("\"command\": \"%s %s\", ", first, option);
+	json_begin(stdout, command);
 	if (sscanf(result, "GAP Param ID: %u, Value: %u", &id, &value) == 2)
-		printf("\"id\": %u, \"value\": %u", id, value);
+		printf(", \"id\": %u, \"value\": %u", id, value);
 	else if (sscanf(result, "BLE TX Power Setting: 0x%X", &value) == 1)
-		printf("\"value\": %d", static_cast<int8_t>(value));
+		printf(", \"value\": %d", static_cast<int8_t>(value));
 	else if (sscanf(result, "Num of packets: %u", &value) == 1)
-		printf("\"value\": %u", value);
+		printf(", \"value\": %u", value);
 	else if (sscanf(result, "BLE MAC Address: %63s", word) == 1 ||
 		 sscanf(result, "BLE configuration utility: %63s", word) == 1)
-		printf("\"value\": \"%s\"", word);
+		printf(", \"value\": \"%s\"", word);
 	else
-		fputs("\"value\": null", stdout);
+		fputs(", \"value\": null", stdout);
 	fputs("}\n", stdout);
+}
+
+/* A fault begins with the option, if that is a known one: so with what was typed. */
+static exit_status bad_option(const char *name, const daemon_option *options, const request *r,
+			      const fault *wrong)
+{
+	const bool is_known = r->argc > 0 && find_option(options, r->argv[0]);
+
+	complain("%s%s %s (vorlinctl help %s)", name, is_known ? "" : ":", wrong->text, name);
+	return EXIT_USAGE;
+}
+
+/* Send the option, if the controller has what it is about. */
+static exit_status perform_option(const request *r, const char *name, const task *t, outcome *end)
+{
+	session s;
+	fault wrong;
+
+	exit_status status = open_for(&s, r, t->usual_timeout);
+	if (status == EXIT_DONE && !has_option(s.segment, r->argv[0], &wrong)) {
+		complain("%s %s: %s", name, r->argv[0], wrong.text);
+		status = EXIT_REFUSED;
+	}
+	if (status == EXIT_DONE)
+		status = perform(&s, t, r->json, end);
+	session_close(&s);
+	return status;
 }
 
 exit_status run_show(request *r)
@@ -70,12 +97,14 @@ exit_status run_show(request *r)
 	task t;
 	fault wrong;
 	outcome end = {};
+	char command[64];
 
 	if (!task_of_option("show", show_options, r->argc, r->argv, &t, &wrong))
-		return bad_usage("show", "%s", wrong.text);
-	const exit_status status = perform_request(r, &t, &end);
+		return bad_option("show", show_options, r, &wrong);
+	const exit_status status = perform_option(r, "show", &t, &end);
+	snprintf(command, sizeof(command), "show %s", r->argv[0]);
 	if ((status == EXIT_DONE || status == EXIT_UNKNOWN) && r->json)
-		print_result_json("show", r->argv[0], end.result);
+		print_result_json(command, end.result);
 	return status;
 }
 
@@ -83,16 +112,19 @@ exit_status run_config(request *r)
 {
 	task t;
 	fault wrong;
-	outcome end;
+	outcome end = {};
 
 	if (!task_of_option("config", config_options, r->argc, r->argv, &t, &wrong))
-		return bad_usage("config", "%s", wrong.text);
-	return perform_request(r, &t, &end);
+		return bad_option("config", config_options, r, &wrong);
+	const exit_status status = perform_option(r, "config", &t, &end);
+	if (r->json && end.result[0])
+		fprintf(text_output(), "%s\n", end.result);
+	return status;
 }
 
 exit_status run_raw(request *r)
 {
-	outcome end;
+	outcome end = {};
 
 	if (r->argc == 0 || r->argc > static_cast<int>(BLE_WORDS))
 		return bad_usage("raw", "%d words; it takes 1 to %zu", r->argc, BLE_WORDS);
@@ -101,7 +133,10 @@ exit_status run_raw(request *r)
 			return bad_usage("raw", "word %d is too long: up to %zu characters", i + 1,
 					 BLE_WORD_SIZE - 1);
 	const task t = task_of(r->argc, r->argv);
-	return perform_request(r, &t, &end);
+	const exit_status status = perform_request(r, &t, &end);
+	if (r->json && end.result[0])
+		fprintf(text_output(), "%s\n", end.result);
+	return status;
 }
 
 exit_status run_reset(request *r)
@@ -145,56 +180,4 @@ exit_status run_trace(request *r)
 		return bad_usage("trace", "%s", wrong.text);
 	t.shows_in_status = true;
 	return perform_request(r, &t, &end);
-}
-
-/* A pending start would end the test in the very round that begins it. */
-static exit_status stop_beacons(session *s)
-{
-	if (s->segment->config.opt.action == ACTION_NONE ||
-	    s->segment->config.opt.status < BLE_STATUS_AVAILABLE)
-		return EXIT_DONE;
-	complain("the beacons are stopped for the test; start puts them on the air again");
-	return beacon_task(s, "stop");
-}
-
-static const struct {
-	const char *word;
-	const char *option;
-} tests[] = {
-	{ "rx", "le-receiver-test" },
-	{ "tx", "le-transmitter-test" },
-	{ "end", "le-test-end" },
-};
-
-static const char *test_option(const char *word)
-{
-	for (const auto &test : tests)
-		if (strcmp(test.word, word) == 0)
-			return test.option;
-	return nullptr;
-}
-
-exit_status run_test(request *r)
-{
-	const char *option = r->argc > 0 ? test_option(r->argv[0]) : nullptr;
-	session s;
-	task t;
-	fault wrong;
-	outcome end = {};
-
-	if (!option)
-		return bad_usage("test", "it takes rx CHANNEL, tx CHANNEL LENGTH PATTERN or end");
-	const bool is_end = strcmp(r->argv[0], "end") == 0;
-	r->argv[0] = option;
-	if (!task_of_option("config", config_options, r->argc, r->argv, &t, &wrong))
-		return bad_usage("test", "%s", wrong.text);
-	exit_status status = open_for(&s, r, t.usual_timeout);
-	if (status == EXIT_DONE && !is_end)
-		status = stop_beacons(&s);
-	if (status == EXIT_DONE)
-		status = perform(&s, &t, r->json, &end);
-	session_close(&s);
-	if ((status == EXIT_DONE || status == EXIT_UNKNOWN) && is_end && r->json)
-		print_result_json("test", "end", end.result);
-	return status;
 }

@@ -64,7 +64,7 @@ static bool accepts_power_index(const char *text)
 
 static bool accepts_interval(const char *text)
 {
-	return accepts_limited(text, 100, 65534);
+	return accepts_limited(text, 100, LONGEST_INTERVAL);
 }
 
 // clang-format off
@@ -77,7 +77,7 @@ static const argument_rule gap_id =      { "ID",       "0 to 103",              
 static const argument_rule gap_value =   { "VALUE",    "0 to 65534",                             accepts_gap_value };
 static const argument_rule address =     { "ADDRESS",  "12 hexadecimal digits, or by-mrd",       accepts_address };
 static const argument_rule power_index = { "INDEX",    "0 to 12, or max",                        accepts_power_index };
-static const argument_rule interval =    { "INTERVAL", "100 to 65534 milliseconds",              accepts_interval };
+static const argument_rule interval =    { "INTERVAL", "100 to 10240 milliseconds",              accepts_interval };
 
 /*  option                  controller result codes       own failure                          timeout        arguments */
 const daemon_option show_options[] = {
@@ -119,7 +119,7 @@ static const struct {
 };
 // clang-format on
 
-static const daemon_option *find_option(const daemon_option *options, const char *word)
+const daemon_option *find_option(const daemon_option *options, const char *word)
 {
 	for (; options->word; options++)
 		if (strcmp(options->word, word) == 0)
@@ -129,8 +129,10 @@ static const daemon_option *find_option(const daemon_option *options, const char
 
 static void unknown_option(const daemon_option *options, const char *word, fault *wrong)
 {
-	set_fault(wrong, "%s%.40s%s there are", word ? "unknown \"" : "", word ? word : "",
-		  word ? "\":" : "what? Options");
+	if (word)
+		set_fault(wrong, "unknown \"%.40s\": there are", word);
+	else
+		set_fault(wrong, "what? There are");
 	for (; options->word; options++) {
 		const size_t used = strlen(wrong->text);
 		snprintf(wrong->text + used, sizeof(wrong->text) - used, " %s", options->word);
@@ -195,6 +197,12 @@ static bool add_category(const char *name, size_t name_length, uint32_t *sum)
 	return false;
 }
 
+static bool is_switch(const char *name, size_t name_length)
+{
+	return (name_length == 2 && memcmp(name, "on", 2) == 0) ||
+	       (name_length == 3 && memcmp(name, "off", 3) == 0);
+}
+
 static void unknown_category(const char *name, size_t name_length, fault *wrong)
 {
 	set_fault(wrong, "unknown category \"%.*s\": there are", static_cast<int>(name_length),
@@ -207,6 +215,8 @@ static void unknown_category(const char *name, size_t name_length, fault *wrong)
 
 bool read_trace_mask(const char *text, uint32_t *sum, fault *wrong)
 {
+	const bool is_list = strchr(text, ',');
+
 	*sum = 0;
 	if (strncmp(text, "0x", 2) == 0 && accepts_mask(text)) {
 		*sum = static_cast<uint32_t>(strtoul(text, nullptr, 16));
@@ -214,6 +224,10 @@ bool read_trace_mask(const char *text, uint32_t *sum, fault *wrong)
 	}
 	while (true) {
 		const size_t name_length = strcspn(text, ",");
+		if (is_list && is_switch(text, name_length)) {
+			set_fault(wrong, "on and off stand alone, without a comma");
+			return false;
+		}
 		if (!add_category(text, name_length, sum)) {
 			unknown_category(text, name_length < 40 ? name_length : 40, wrong);
 			return false;

@@ -25,6 +25,9 @@ struct daemon_option {
 extern const daemon_option show_options[];   /* ends with a null word */
 extern const daemon_option config_options[]; /* likewise */
 
+/* The option of that word, or null. */
+const daemon_option *find_option(const daemon_option *options, const char *word);
+
 /*
  * The task that sends the first word and the option that `argv` begins with. False with a
  * fault for an option that is not there and for arguments that the daemon would not take.

@@ -23,8 +23,11 @@ int beacon_index(const char *text, fault *wrong)
 
 	if (text && read_number(text, BLE_BEACONS, &number) && number > 0)
 		return static_cast<int>(number) - 1;
-	set_fault(wrong, "\"%.40s\" is no beacon: they are numbered 1 to %zu", text ? text : "",
-		  BLE_BEACONS);
+	if (text)
+		set_fault(wrong, "\"%.40s\" is no beacon: they are numbered 1 to %zu", text,
+			  BLE_BEACONS);
+	else
+		set_fault(wrong, "which one? They are numbered 1 to %zu", BLE_BEACONS);
 	return -1;
 }
 
@@ -56,13 +59,20 @@ static void name_fields(const text_field *fields, char *text, size_t size)
  * dashes also "name value". The number of arguments taken, 0 for a fault.
  */
 static int take_setting(const text_field *fields, void *base, int argc, const char *const *argv,
-			fault *wrong)
+			fault *wrong, fault *passed_over)
 {
 	const char *name = argv[0] + (strncmp(argv[0], "--", 2) == 0 ? 2 : 0);
 	const size_t length = strcspn(name, "=");
 	const text_field *field = find_field(fields, name, length);
+	const char *instead = fields == beacon_fields ? why_unread(name, length) : nullptr;
 	char known[160];
 
+	if (instead) {
+		set_fault(passed_over ? passed_over : wrong,
+			  "%.*s of a beacon has no effect, vorlind does not read it: %s",
+			  static_cast<int>(length), name, instead);
+		return !passed_over ? 0 : name[length] == '=' || argc < 2 ? 1 : 2;
+	}
 	if (!field) {
 		name_fields(fields, known, sizeof(known));
 		set_fault(wrong, "unknown setting \"%.60s\": there are %s", argv[0], known);
@@ -77,7 +87,8 @@ static int take_setting(const text_field *fields, void *base, int argc, const ch
 	return set_value(field, base, argv[1], wrong) ? 2 : 0;
 }
 
-static bool edit_entry(beacon_entry *entry, int argc, const char *const *argv, fault *wrong)
+static bool edit_entry(beacon_entry *entry, int argc, const char *const *argv, fault *wrong,
+		       fault *passed_over)
 {
 	while (argc > 0) {
 		int taken = 1;
@@ -87,7 +98,7 @@ static bool edit_entry(beacon_entry *entry, int argc, const char *const *argv, f
 		else if (strcmp(argv[0], "off") == 0)
 			strcpy(entry->enable, "0");
 		else
-			taken = take_setting(beacon_fields, entry, argc, argv, wrong);
+			taken = take_setting(beacon_fields, entry, argc, argv, wrong, passed_over);
 		if (taken == 0)
 			return false;
 		argc -= taken;
@@ -113,7 +124,8 @@ static bool clear_entries(ble_record *record, int argc, const char *const *argv,
 	return i >= 0;
 }
 
-static bool edit_beacon(ble_record *record, int argc, const char *const *argv, fault *wrong)
+static bool edit_beacon(ble_record *record, int argc, const char *const *argv, fault *wrong,
+			fault *passed_over)
 {
 	if (argc > 0 && strcmp(argv[0], "clear") == 0)
 		return clear_entries(record, argc - 1, argv + 1, wrong);
@@ -124,7 +136,7 @@ static bool edit_beacon(ble_record *record, int argc, const char *const *argv, f
 		set_fault(wrong, "beacon %d: nothing to set; for example --uuid random on", i + 1);
 		return false;
 	}
-	return edit_entry(&record->beacon[i], argc - 1, argv + 1, wrong);
+	return edit_entry(&record->beacon[i], argc - 1, argv + 1, wrong, passed_over);
 }
 
 static bool edit_settings(ble_record *record, int argc, const char *const *argv, fault *wrong)
@@ -134,7 +146,7 @@ static bool edit_settings(ble_record *record, int argc, const char *const *argv,
 		return false;
 	}
 	while (argc > 0) {
-		const int taken = take_setting(setting_fields, record, argc, argv, wrong);
+		const int taken = take_setting(setting_fields, record, argc, argv, wrong, nullptr);
 		if (taken == 0)
 			return false;
 		argc -= taken;
@@ -143,10 +155,11 @@ static bool edit_settings(ble_record *record, int argc, const char *const *argv,
 	return true;
 }
 
-bool edit_record(ble_record *record, int argc, const char *const *argv, fault *wrong)
+bool edit_record(ble_record *record, int argc, const char *const *argv, fault *wrong,
+		 fault *passed_over)
 {
 	if (strcmp(argv[0], "beacon") == 0)
-		return edit_beacon(record, argc - 1, argv + 1, wrong);
+		return edit_beacon(record, argc - 1, argv + 1, wrong, passed_over);
 	if (strcmp(argv[0], "set") == 0)
 		return edit_settings(record, argc - 1, argv + 1, wrong);
 	set_fault(wrong, "unknown line \"%.60s\"; a line is beacon, set, start, stop or restart",

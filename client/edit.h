@@ -10,9 +10,12 @@ struct fault {
 
 /*
  * Carry out "beacon N ...", "beacon clear N|all" or "set NAME VALUE ..." on `record`. False
- * for a fault; the record may then be half changed, so hand in a copy.
+ * for a fault; the record may then be half changed, so hand in a copy. A field that the daemon
+ * does not read is a fault; where `passed_over` is given it is left out and told there, because
+ * files that were saved before have them.
  */
-bool edit_record(ble_record *record, int argc, const char *const *argv, fault *wrong);
+bool edit_record(ble_record *record, int argc, const char *const *argv, fault *wrong,
+		 fault *passed_over);
 
 /* "1" to "5" -> 0 to 4, or -1 with a fault. */
 int beacon_index(const char *text, fault *wrong);

@@ -11,5 +11,6 @@ enum exit_status : int {
 	EXIT_REFUSED       = 4, /* by the daemon or the controller */
 	EXIT_TIMEOUT       = 5, /* the command may still be carried out */
 	EXIT_UNKNOWN       = 6, /* done, but the daemon's messages cannot tell how it went */
+	EXIT_FAILED        = 7, /* a production test went well, and fewer packets came than must */
 };
 // clang-format on

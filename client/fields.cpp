@@ -57,11 +57,12 @@ static bool read_16_bits(const char *text, char *value)
 	return read_limited(text, 65535, value);
 }
 
+/* The slots of 0.625 ms that a controller counts end at 16384, whatever the daemon takes. */
 static bool read_milliseconds(const char *text, char *value)
 {
 	unsigned number;
 
-	return read_number(text, 65534, &number) && number >= 100 &&
+	return read_number(text, LONGEST_INTERVAL, &number) && number >= 100 &&
 	       read_limited(text, number, value);
 }
 
@@ -144,29 +145,6 @@ static bool read_uuid(const char *text, char *value)
 	return read_hexadecimal(text, UUID_DIGITS, value);
 }
 
-static bool read_plain(const char *text, size_t limit, char *value)
-{
-	const size_t length = strlen(text);
-
-	if (length == 0 || length > limit)
-		return false;
-	for (size_t i = 0; i < length; i++)
-		if (text[i] <= ' ' || text[i] > '~')
-			return false;
-	memcpy(value, text, length + 1);
-	return true;
-}
-
-static bool read_label(const char *text, char *value)
-{
-	return read_plain(text, sizeof(beacon_entry::id) - 1, value);
-}
-
-static bool read_type(const char *text, char *value)
-{
-	return read_plain(text, sizeof(beacon_entry::type) - 1, value);
-}
-
 #define OF_ENTRY(member)  offsetof(beacon_entry, member), sizeof(beacon_entry::member)
 #define OF_RECORD(member) offsetof(ble_record, member), sizeof(ble_record::member)
 #define POWER_LIMIT       "-128 to -1 (dBm at one metre), 0 to 255 (the byte that is sent) or NONE"
@@ -179,16 +157,11 @@ const text_field beacon_fields[] = {
 	{ "power",    "measured_power", OF_ENTRY(measured_power), POWER_LIMIT,                         read_power },
 	{ "prefix",   nullptr,          OF_ENTRY(prefix),         "18 hexadecimal digits, or default", read_prefix },
 	{ "enable",   nullptr,          OF_ENTRY(enable),         "0 or 1",                            read_switch },
-	{ "id",       nullptr,          OF_ENTRY(id),             "1 or 2 characters without blanks",  read_label },
-	{ "option",   nullptr,          OF_ENTRY(option),         "1 or 2 characters without blanks",  read_label },
-	{ "type",     nullptr,          OF_ENTRY(type),           "1 to 32 characters without blanks", read_type },
-	{ "interval", nullptr,          OF_ENTRY(interval),       "100 to 65534 (milliseconds)",       read_milliseconds },
-	{ "mac",      nullptr,          OF_ENTRY(mac),            "12 hexadecimal digits, or NONE",    read_address },
 	{},
 };
 
 const text_field setting_fields[] = {
-	{ "interval",    nullptr,          OF_RECORD(interval),       "100 to 65534 (milliseconds)",    read_milliseconds },
+	{ "interval",    nullptr,          OF_RECORD(interval),       "100 to 10240 (milliseconds)",    read_milliseconds },
 	{ "mac",         nullptr,          OF_RECORD(mac),            "12 hexadecimal digits, or NONE", read_address },
 	{ "power",       "measured_power", OF_RECORD(measured_power), POWER_LIMIT,                      read_power },
 	{ "power-index", "power_index",    OF_RECORD(power_index),    "0 to 12, or max",                read_power_index },
@@ -210,6 +183,27 @@ const text_field *find_field(const text_field *fields, const char *name, size_t 
 	return nullptr;
 }
 
+// clang-format off
+static const struct {
+	const char *name;
+	const char *instead;
+} unread_fields[] = {
+	{ "interval", "set interval is for all beacons" },
+	{ "mac",      "set mac is for all beacons" },
+	{ "type",     "every payload is built the same way" },
+	{ "id",       "it is the number of the beacon" },
+	{ "option",   "nothing stands in its place" },
+};
+// clang-format on
+
+const char *why_unread(const char *name, size_t length)
+{
+	for (const auto &field : unread_fields)
+		if (goes_by(field.name, name, length))
+			return field.instead;
+	return nullptr;
+}
+
 char *bounded_text(const char *field, size_t width, char *text)
 {
 	size_t length = 0;
@@ -225,6 +219,21 @@ char *bounded_text(const char *field, size_t width, char *text)
 char *field_text(const text_field *field, const void *base, char *text)
 {
 	return bounded_text(static_cast<const char *>(base) + field->offset, field->width, text);
+}
+
+bool is_power(const text_field *field)
+{
+	return field->read == read_power;
+}
+
+char *user_text(const text_field *field, const void *base, char *text)
+{
+	unsigned byte;
+
+	field_text(field, base, text);
+	if (is_power(field) && read_number(text, 255, &byte) && byte > 127)
+		snprintf(text, FIELD_TEXT, "-%u", 256 - byte);
+	return text;
 }
 
 void put_field(const text_field *field, void *base, const char *value)

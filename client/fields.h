@@ -6,6 +6,8 @@
 
 constexpr size_t FIELD_TEXT = 48; /* room for any field's text, a hyphenated UUID included */
 
+constexpr unsigned LONGEST_INTERVAL = 10240; /* milliseconds; no controller takes more */
+
 struct text_field {
 	const char *name;
 	const char *other_name; /* that it goes by in the entry, or null */
@@ -21,10 +23,17 @@ extern const text_field setting_fields[]; /* of the ble_record; ends with a null
 /* The field that goes by `name` (of `length` characters), or null. */
 const text_field *find_field(const text_field *fields, const char *name, size_t length);
 
+/* What to say of a field of an entry that the daemon does not read; null for any other name. */
+const char *why_unread(const char *name, size_t length);
+
 /* The text of a field as it stands at `base`, which need not be terminated: into FIELD_TEXT. */
 char *field_text(const text_field *field, const void *base, char *text);
 /* The same for `width` characters at `field`; both return `text`. */
 char *bounded_text(const char *field, size_t width, char *text);
+
+/* The same as a user writes it: a power in dBm. */
+bool is_power(const text_field *field);
+char *user_text(const text_field *field, const void *base, char *text);
 
 /* Put text that fits into a field at `base`, filled up with zeros; a full one has no NUL. */
 void put_field(const text_field *field, void *base, const char *value);

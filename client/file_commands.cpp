@@ -3,6 +3,7 @@
 #include "client/apply.h"
 #include "client/beacon_task.h"
 #include "client/command.h"
+#include "client/limits.h"
 #include "client/output.h"
 #include "client/perform.h"
 #include "client/state.h"
@@ -12,6 +13,12 @@
 #include <cstring>
 
 static plan the_plan; /* too large for the stack of a small device */
+
+static exit_status refuse_plan(const char *path, const fault *wrong, exit_status status)
+{
+	complain("%s: %s; nothing was changed", path, wrong->text);
+	return status;
+}
 
 static exit_status read_plan_file(const char *path)
 {
@@ -24,10 +31,11 @@ static exit_status read_plan_file(const char *path)
 	const bool is_read = read_plan(file, &the_plan);
 	if (file != stdin)
 		fclose(file);
+	if (is_read && the_plan.note.text[0])
+		complain("%s: %s", path, the_plan.note.text);
 	if (is_read)
 		return EXIT_DONE;
-	complain("%s: %s; nothing was changed", path, the_plan.wrong.text);
-	return EXIT_USAGE;
+	return refuse_plan(path, &the_plan.wrong, EXIT_USAGE);
 }
 
 static bool edit(ble_record *record, void *context)
@@ -49,15 +57,16 @@ static void work_out(const session *s, records *r)
 
 static exit_status dry_run(const session *s)
 {
+	FILE *out = text_output();
 	records r;
 
 	work_out(s, &r);
-	if (print_differences(stdout, &r.before, &r.after) == 0)
-		puts("nothing would change");
+	if (print_differences(out, &r.before, &r.after) == 0)
+		fputs("nothing would change\n", out);
 	if (needs_reset(&r.before, &r.after))
-		puts("then the controller would be set up anew (soft reset)");
+		fputs("then the controller would be set up anew (soft reset)\n", out);
 	if (the_plan.action)
-		printf("then: %s\n", the_plan.action);
+		fprintf(out, "then: %s\n", the_plan.action);
 	return EXIT_DONE;
 }
 
@@ -90,12 +99,14 @@ static exit_status apply(session *s, bool resets)
 	return judge_beacon_task(s, status_before, perform(s, &t, false, &end));
 }
 
-static exit_status run_plan(session *s)
+static exit_status run_plan(session *s, const char *path)
 {
 	const bool is_usable = s->segment->config.opt.status >= BLE_STATUS_AVAILABLE;
 	records r;
 
 	work_out(s, &r);
+	if (!takes_settings(s->segment, &r.before, &r.after, &the_plan.wrong))
+		return refuse_plan(path, &the_plan.wrong, EXIT_REFUSED);
 	if (needs_reset(&r.before, &r.after) && is_usable)
 		return apply(s, true);
 	if (the_plan.action)
@@ -115,7 +126,7 @@ exit_status run_apply(request *r)
 		return status;
 	status = open_for(&s, r, RESET_TIMEOUT);
 	if (status == EXIT_DONE)
-		status = is_dry ? dry_run(&s) : run_plan(&s);
+		status = is_dry ? dry_run(&s) : run_plan(&s, r->argv[0]);
 	session_close(&s);
 	return status;
 }
@@ -129,7 +140,7 @@ exit_status run_save(request *r)
 				 r->argv[0]);
 	const exit_status status = session_open(&s, 0);
 	if (status == EXIT_DONE)
-		print_plan(stdout, &s.segment->config);
+		print_plan(text_output(), &s.segment->config);
 	session_close(&s);
 	return status;
 }

@@ -14,44 +14,62 @@ struct invocation {
 	const char *name;
 	bool wants_help;
 	bool wants_version;
+	bool is_wrong; /* and that has been told */
 };
 
-static exit_status set_timeout(invocation *i, const char *value)
+static void set_timeout(invocation *i, const char *value)
 {
 	i->asked.timeout = value ? read_seconds(value) : 0;
 	if (i->asked.timeout > 0)
-		return EXIT_DONE;
+		return;
 	complain("--timeout takes whole seconds, 1 to 86400");
-	return EXIT_USAGE;
+	i->is_wrong = true;
 }
 
-/* Everything but the options for all goes to the command; behind "raw" all does. */
-static exit_status sort_arguments(invocation *i, int argc, char **argv)
+/* Take an option that every command has: false if the argument is none; `n` is its place. */
+static bool take_common_option(invocation *i, int argc, char **argv, int *n)
 {
-	exit_status status = EXIT_DONE;
+	const char *argument = argv[*n];
 
-	for (int n = 1; n < argc && status == EXIT_DONE; n++) {
-		const char *argument = argv[n];
-		if (i->name && strcmp(i->name, "raw") == 0) {
-			i->asked.argv[i->asked.argc++] = argument;
+	if (strcmp(argument, "--json") == 0) {
+		i->asked.json = true;
+		json_mode();
+	} else if (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0) {
+		i->wants_help = true;
+	} else if (strcmp(argument, "--version") == 0) {
+		i->wants_version = true;
+	} else if (strcmp(argument, "--timeout") == 0) {
+		set_timeout(i, ++*n < argc ? argv[*n] : nullptr);
+	} else if (strncmp(argument, "--timeout=", 10) == 0) {
+		set_timeout(i, argument + 10);
+	} else {
+		return false;
+	}
+	return true;
+}
+
+/* Everything but the options for all goes to the command; behind "raw" and "--" all does. */
+static void sort_arguments(invocation *i, int argc, char **argv)
+{
+	bool ends_options = false;
+
+	for (int n = 1; n < argc; n++) {
+		const bool is_raw = i->name && strcmp(i->name, "raw") == 0;
+		if (!is_raw && !ends_options) {
+			if (strcmp(argv[n], "--") == 0) {
+				ends_options = true;
+				continue;
+			}
+			if (take_common_option(i, argc, argv, &n))
+				continue;
+		}
+		if (!i->name && (ends_options || argv[n][0] != '-')) {
+			i->name = argv[n];
 			continue;
 		}
-		if (strcmp(argument, "--json") == 0)
-			i->asked.json = true;
-		else if (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0)
-			i->wants_help = true;
-		else if (strcmp(argument, "--version") == 0)
-			i->wants_version = true;
-		else if (strcmp(argument, "--timeout") == 0)
-			status = set_timeout(i, ++n < argc ? argv[n] : nullptr);
-		else if (strncmp(argument, "--timeout=", 10) == 0)
-			status = set_timeout(i, argument + 10);
-		else if (!i->name && argument[0] != '-')
-			i->name = argument;
-		else
-			i->asked.argv[i->asked.argc++] = argument;
+		i->asked.argv[i->asked.argc++] = argv[n];
+		i->asked.plain += ends_options;
 	}
-	return status;
 }
 
 static exit_status help(const command *c)
@@ -67,10 +85,14 @@ static exit_status run(invocation *i)
 {
 	const command *c = i->name ? find_command(i->name) : nullptr;
 
+	if (i->is_wrong)
+		return EXIT_USAGE;
 	if (i->wants_version) {
-		printf("vorlinctl %s\n", version);
+		fprintf(text_output(), "vorlinctl %s\n", version);
 		return EXIT_DONE;
 	}
+	if (i->name && !c)
+		return unknown_command(i->name);
 	if (i->wants_help)
 		return help(c);
 	if (!i->name && i->asked.argc > 0) {
@@ -79,10 +101,6 @@ static exit_status run(invocation *i)
 	}
 	if (!i->name) {
 		complain("what shall be done? (vorlinctl --help)");
-		return EXIT_USAGE;
-	}
-	if (!c) {
-		complain("there is no command \"%.60s\" (vorlinctl --help)", i->name);
 		return EXIT_USAGE;
 	}
 	return c->run(&i->asked);
@@ -98,9 +116,9 @@ int main(int argc, char **argv)
 		complain("too many arguments: up to 255");
 		return EXIT_USAGE;
 	}
-	exit_status status = sort_arguments(&i, argc, argv);
-	if (status == EXIT_DONE)
-		status = run(&i);
+	sort_arguments(&i, argc, argv);
+	const exit_status status = run(&i);
+	json_end(i.name ? i.name : "", status);
 	if (fflush(stdout) != 0) {
 		complain("the output could not be written");
 		return status == EXIT_DONE ? EXIT_REFUSED : status;

@@ -230,7 +230,8 @@ static bool is_taken(const session *s)
  */
 static bool is_done(const session *s)
 {
-	return load_acquire(&s->segment->cmd_doing) == 0 && is_taken(s) && semctl(s->sem_id, 0, GETVAL) > 0;
+	return load_acquire(&s->segment->cmd_doing) == 0 && is_taken(s) &&
+	       semctl(s->sem_id, 0, GETVAL) > 0;
 }
 
 static exit_status wait_for_end(const session *s, bool (*settled)(const ble_segment *))

@@ -6,6 +6,7 @@
 #include "client/output.h"
 #include "client/payload.h"
 
+#include <cstdlib>
 #include <cstring>
 
 struct code_name {
@@ -154,9 +155,10 @@ static void print_settings(FILE *out, const ble_record *record)
 
 	fputs("settings    ", out);
 	for (const text_field *field = setting_fields; field->name; field++) {
-		field_text(field, record, text);
-		fprintf(out, "%s %s %s", field == setting_fields ? "" : ",", field->name,
-			text[0] ? printable(text) : "(empty)");
+		user_text(field, record, text);
+		fprintf(out, "%s %s %s%s", field == setting_fields ? "" : ",", field->name,
+			text[0] ? printable(text) : "(empty)",
+			is_power(field) && strcmp(text, "NONE") != 0 ? " dBm" : "");
 	}
 	fputc('\n', out);
 }
@@ -230,7 +232,13 @@ static void settings_object(FILE *out, const ble_record *record)
 	fputs("\"settings\": {", out);
 	for (const text_field *field = setting_fields; field->name; field++) {
 		fprintf(out, "%s\"%s\": ", field == setting_fields ? "" : ", ", field->name);
-		json_string(out, field_text(field, record, text));
+		field_text(field, record, text);
+		if (!is_power(field))
+			json_string(out, text);
+		else if (strcmp(text, "NONE") == 0)
+			fputs("null", out);
+		else /* what is sent, whatever the text says */
+			fprintf(out, "%d", static_cast<int8_t>(strtol(text, nullptr, 10)));
 	}
 	fputc('}', out);
 }
@@ -239,8 +247,8 @@ void print_state_json(FILE *out, const state *s)
 {
 	const ble_record *record = &s->segment.config;
 
-	fprintf(out, "{\"command\": \"status\", \"running\": true, \"pid\": %d, ",
-		static_cast<int>(s->daemon));
+	json_begin(out, "status");
+	fprintf(out, ", \"running\": true, \"pid\": %d, ", static_cast<int>(s->daemon));
 	controller_object(out, &s->segment);
 	fprintf(out, ", \"status\": {\"code\": %u, \"name\": \"%s\"}", record->opt.status,
 		status_name(record->opt.status));
@@ -255,14 +263,16 @@ void print_state_json(FILE *out, const state *s)
 
 void print_beacons_json(FILE *out, const ble_record *record)
 {
-	fputs("{\"command\": \"beacon list\", ", out);
+	json_begin(out, "beacon list");
+	fputs(", ", out);
 	beacon_array(out, record);
 	fputs("}\n", out);
 }
 
-void print_beacon_json(FILE *out, const ble_record *record, size_t i)
+void print_beacon_json(FILE *out, const char *command, const ble_record *record, size_t i)
 {
-	fputs("{\"command\": \"beacon show\", ", out);
+	json_begin(out, command);
+	fputs(", ", out);
 	beacon_object(out, record, i);
 	fputs("}\n", out);
 }

@@ -37,4 +37,4 @@ void print_beacon_line(FILE *out, const ble_record *record, size_t i);
 /* One line each, a whole JSON object. */
 void print_state_json(FILE *out, const state *s);
 void print_beacons_json(FILE *out, const ble_record *record);
-void print_beacon_json(FILE *out, const ble_record *record, size_t i);
+void print_beacon_json(FILE *out, const char *command, const ble_record *record, size_t i);

@@ -2,6 +2,7 @@
 /* The commands that look at the segment or change its settings, without the daemon's help. */
 #include "client/command.h"
 #include "client/edit.h"
+#include "client/limits.h"
 #include "client/output.h"
 #include "client/perform.h"
 #include "client/state.h"
@@ -10,7 +11,7 @@
 #include <cstring>
 #include <unistd.h>
 
-constexpr int WATCH_PERIOD = 500; /* milliseconds */
+constexpr int WATCH_PERIOD = 500;       /* milliseconds */
 constexpr int IDENTITY_TIMEOUT = 11000; /* milliseconds: two questions without an answer */
 
 static exit_status print_no_daemon(session_state found, bool json)
@@ -19,7 +20,9 @@ static exit_status print_no_daemon(session_state found, bool json)
 		complain("%s", session_reason(found));
 		return EXIT_NO_DAEMON;
 	}
-	fputs("{\"command\": \"status\", \"running\": false", stdout);
+	json_begin(stdout, "status");
+	/* One that may not be looked at is neither there nor not. */
+	printf(", \"running\": %s", found == SESSION_NOT_ALLOWED ? "null" : "false");
 	json_member(stdout, "reason", session_reason(found));
 	fputs("}\n", stdout);
 	return EXIT_NO_DAEMON;
@@ -42,8 +45,8 @@ static void print_view(const status_view *view, const state *now_state)
 	fflush(stdout);
 }
 
-/* Print the state again whenever it has changed, for as long as the daemon runs. */
-static exit_status watch(const session *s, const status_view *view)
+/* Print the state again whenever it has changed, for as long as the daemon runs, or till then. */
+static exit_status watch(const session *s, const status_view *view, int64_t end)
 {
 	state shown;
 	state next;
@@ -51,6 +54,10 @@ static exit_status watch(const session *s, const status_view *view)
 	take_state(&shown, s->segment, s->daemon);
 	print_view(view, &shown);
 	while (session_alive(s)) {
+		if (end && now() >= end) {
+			complain("timeout: watched for as long as --timeout says");
+			return EXIT_TIMEOUT;
+		}
 		pause_for(WATCH_PERIOD);
 		take_state(&next, s->segment, s->daemon);
 		if (memcmp(&next, &shown, sizeof(next)) == 0)
@@ -76,7 +83,7 @@ exit_status run_status(request *r)
 		return print_no_daemon(found, r->json);
 	if (watches) {
 		view.in_place = !r->json && isatty(STDOUT_FILENO);
-		status = watch(&s, &view);
+		status = watch(&s, &view, r->timeout ? now() + r->timeout : 0);
 	} else {
 		take_state(&snapshot, s.segment, s.daemon);
 		print_view(&view, &snapshot);
@@ -159,19 +166,35 @@ static bool edit(ble_record *record, void *context)
 {
 	auto *arguments = static_cast<edit_arguments *>(context);
 
-	return edit_record(record, arguments->argc, arguments->argv, &arguments->wrong);
+	return edit_record(record, arguments->argc, arguments->argv, &arguments->wrong, nullptr);
 }
 
 /* What has become of a beacon: a UUID may have been chosen for the user. */
-static void tell_beacon(const ble_record *record, const char *number)
+static void tell_beacon(const ble_record *record, const char *number, bool json)
 {
 	fault wrong;
 	const int i = beacon_index(number, &wrong);
 
-	if (i >= 0)
+	if (i >= 0 && json)
+		print_beacon_json(stdout, "beacon", record, static_cast<size_t>(i));
+	else if (i >= 0)
 		print_beacon_line(stdout, record, static_cast<size_t>(i));
 	if (record->opt.status == BLE_STATUS_ADVERTISING)
 		complain("what is on the air changes with restart");
+}
+
+/* Nothing is changed that the controller could not take when it is set up next. */
+static exit_status check_limits(const session *s, edit_arguments *arguments)
+{
+	ble_record after;
+	fault wrong;
+
+	memcpy(static_cast<void *>(&after), &s->segment->config, sizeof(after));
+	if (!edit(&after, arguments) ||
+	    takes_settings(s->segment, &s->segment->config, &after, &wrong))
+		return EXIT_DONE;
+	complain("set: %s", wrong.text);
+	return EXIT_REFUSED;
 }
 
 /* Check on a scratch record first, so that a fault is told without a daemon, too. */
@@ -190,9 +213,11 @@ static exit_status run_edit(const request *r, const char *name)
 		return bad_usage(name, "%s", arguments.wrong.text);
 	exit_status status = open_for(&s, r, USUAL_TIMEOUT);
 	if (status == EXIT_DONE)
+		status = check_limits(&s, &arguments);
+	if (status == EXIT_DONE)
 		status = change_record(&s, edit, &arguments);
 	if (status == EXIT_DONE && strcmp(name, "beacon") == 0)
-		tell_beacon(&s.segment->config, r->argv[0]);
+		tell_beacon(&s.segment->config, r->argv[0], r->json);
 	session_close(&s);
 	return status;
 }
@@ -213,7 +238,8 @@ static exit_status show_beacon(const request *r)
 	const exit_status status = session_open(&s, 0);
 	if (status == EXIT_DONE) {
 		if (r->json)
-			print_beacon_json(stdout, &s.segment->config, static_cast<size_t>(i));
+			print_beacon_json(stdout, "beacon show", &s.segment->config,
+					  static_cast<size_t>(i));
 		else
 			print_beacon(stdout, &s.segment->config, static_cast<size_t>(i));
 	}

@@ -94,14 +94,12 @@ template <size_t width> static std::string_view of(const char (&field)[width])
 
 static void check_limits(const ble_record &record)
 {
-	check_number(of(record.interval), 100, 65534, "100");
+	check_number(of(record.interval), 100, 10240, "100");
 	check_digits(of(record.mac), 12);
 	check_number(of(record.measured_power), 0, 255, "NONE");
 	check_number(of(record.power_index), 0, 12, "max");
 	for (const beacon_entry &entry : record.beacon) {
 		check_number(of(entry.enable), 0, 1, "0");
-		check_number(of(entry.interval), 100, 65534, "100");
-		check_digits(of(entry.mac), 12);
 		check_digits(of(entry.prefix), 18);
 		check_digits(of(entry.uuid), 32);
 		check_number(of(entry.major), 0, 65535, "0");

@@ -153,7 +153,8 @@ TEST_F(ClientExit, AStartWithoutAControllerIs3AndIsDoneWhenOneComes)
 
 	done({ "beacon", "1", "--uuid", "random", "on" });
 	expect_line(ctl({ "start" }), 3,
-		    "no usable controller (status none); vorlind does it as soon as one comes");
+		    "no usable controller (status none); vorlind does it as soon as one comes; "
+		    "if it is there: vorlinctl reset soft");
 	start_simulator("ti-08");
 	EXPECT_EQ(kill(daemon.pid, SIGUSR2), 0);
 	done({ "wait", "--status", "advertising" });
@@ -183,7 +184,7 @@ TEST_F(ClientExit, TheSameCodeOfATiCommandHasTisName)
 	EXPECT_EQ(stop(simulator, SIGTERM), 0);
 
 	start_with("qualcomm");
-	const answer other = ctl({ "config", "interval", "65534" });
+	const answer other = ctl({ "raw", "config", "interval", "65534" });
 	EXPECT_EQ(other.status, 4);
 	EXPECT_TRUE(contains(other.err, "0x12 Invalid HCI Command Parameters")) << other.err;
 }
@@ -232,7 +233,7 @@ TEST_F(ClientExit, TimeoutIs5AndTheCommandGoesOn)
 {
 	start_with("ti-08");
 	done({ "beacon", "1", "--uuid", "random", "on" });
-	done({ "set", "interval", "12000" }); /* the start ends with its first dwell */
+	set_long_interval("12000"); /* the start ends with its first dwell */
 	expect_line(ctl({ "start", "--timeout", "2" }), 5,
 		    "timeout: vorlind has not finished; it may still do so");
 	done({ "wait", "--status", "advertising", "--timeout", "180" });
@@ -242,7 +243,7 @@ TEST_F(ClientExit, TheUsualTimeoutAllowsForTheDwell)
 {
 	start_with("ti-08");
 	done({ "beacon", "1", "--uuid", "random", "on" });
-	done({ "set", "interval", "16000" }); /* a second more than the usual timeout */
+	set_long_interval("16000"); /* a second more than the usual timeout */
 	done({ "start" });
 }
 

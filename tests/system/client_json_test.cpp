@@ -110,6 +110,126 @@ TEST_F(ClientJson, ReadOutsFitTheSchema)
 	EXPECT_EQ(member(end, "type(o['value']).__name__"), "int\n");
 }
 
+TEST_F(ClientJson, EveryCommandEndsWithAnObject)
+{
+	start_with("ti-08");
+	write_file("plan", "set interval 200\nbeacon 1 --major 7\n");
+	const std::string plan = folder + "/plan";
+	const struct {
+		std::vector<std::string> words;
+		int status;
+		const char *object;
+	} rows[] = {
+		{ { "start" },
+		  0,
+		  "start 0 ['no beacon is on, so nothing goes on the air: try beacon 1 "
+		  "--uuid random on'] None" },
+		{ { "stop" }, 0, "stop 0 [] None" },
+		{ { "restart", "now" },
+		  1,
+		  "restart 1 ['restart: \"now\" is too much: it takes no arguments (vorlinctl help "
+		  "restart)'] None" },
+		{ { "set", "interval", "120" }, 0, "set 0 [] None" },
+		{ { "config", "interval", "120" }, 0, "config 0 [] None" },
+		{ { "config", "gap-param", "6", "1" },
+		  4,
+		  "config 4 ['the controller refused: 0x12 Wrong Role or Mode, or Invalid Parameter'] "
+		  "None" },
+		{ { "wait" }, 0, "wait 0 [] None" },
+		{ { "reset", "soft" }, 0, "reset 0 [] None" },
+		{ { "trace", "off" }, 0, "trace 0 [] None" },
+		{ { "raw", "show", "version" },
+		  0,
+		  "raw 0 [] ['BLE configuration utility: 0.3.0']" },
+		{ { "apply", "--dry-run", plan },
+		  0,
+		  "apply 0 [] ['interval: 120 -> 200', 'beacon 1 major: 0 -> 7', 'then the controller "
+		  "would be set up anew (soft reset)']" },
+		{ { "apply", plan }, 0, "apply 0 [] None" },
+		{ { "test", "rx", "1" }, 0, "test 0 [] None" },
+		{ { "dance" },
+		  1,
+		  "dance 1 ['there is no command \"dance\" (vorlinctl --help)'] None" },
+		{ {}, 1, " 1 ['what shall be done? (vorlinctl --help)'] None" },
+		{ { "--version" }, 0, " 0 [] ['vorlinctl 0.3.0']" },
+	};
+	for (const auto &row : rows) {
+		std::vector<std::string> words = row.words;
+		words.insert(words.begin(), "--json");
+		const answer a = ctl(words);
+		EXPECT_EQ(a.status, row.status) << a.out;
+		EXPECT_TRUE(fits(a.out));
+		EXPECT_EQ(member(a.out, "' '.join(str(o.get(k)) for k in ('command', "
+					"'exit_status', 'messages', 'output'))"),
+			  std::string(row.object) + "\n");
+	}
+	const std::string saved = done({ "save", "--json" });
+	EXPECT_TRUE(fits(saved));
+	EXPECT_EQ(member(saved, "'\\n'.join(o['output'])"), done({ "save" }));
+	EXPECT_TRUE(fits(done({ "help", "--json" })));
+	const std::string beacon = done({ "beacon", "1", "--major", "8", "--json" });
+	EXPECT_TRUE(fits(beacon));
+	EXPECT_EQ(member(beacon, "o['major']"), "8\n");
+}
+
+TEST_F(ClientJson, FailuresAreObjectsToo)
+{
+	const std::vector<std::vector<std::string>> rows = {
+		{ "start" },
+		{ "beacon", "list" },
+		{ "save" },
+		{ "show", "mac" },
+		{ "wait" },
+		{ "test", "end" },
+		{ "test", "rx", "1", "--seconds", "1" },
+	};
+	for (std::vector<std::string> words : rows) {
+		SCOPED_TRACE(words[0]);
+		words.insert(words.begin(), { "--json", "--timeout", "1" });
+		const answer a = ctl(words);
+		EXPECT_EQ(a.status, 2);
+		EXPECT_TRUE(fits(a.out));
+		EXPECT_EQ(member(a.out, "o['exit_status']"), "2\n");
+	}
+}
+
+TEST_F(ClientJson, WhatMayNotBeLookedAtIsNeitherRunningNorNot)
+{
+	program other;
+	if (run({ "/usr/bin/setpriv", "--reuid=65534", "--clear-groups", built("vorlinctl"),
+		  "--version" },
+		&other) != 0)
+		GTEST_SKIP() << "cannot become another user here: " << content_of(other.err);
+	start_with("ti-08");
+	EXPECT_EQ(run({ "/usr/bin/setpriv", "--reuid=65534", "--clear-groups", built("vorlinctl"),
+			"--json", "status" },
+		      &other),
+		  2);
+	EXPECT_TRUE(fits(content_of(other.out)));
+	EXPECT_EQ(member(content_of(other.out), "o['running']"), "None\n");
+}
+
+TEST_F(ClientJson, TimedTestsAndSweepsFitTheSchema)
+{
+	start_with("ti-08", { "--receiver-count", "1500" });
+	const std::string passed =
+		done({ "--json", "test", "rx", "19", "--seconds", "1", "--min", "1" });
+	EXPECT_TRUE(fits(passed));
+	EXPECT_EQ(member(passed, "o['command'], o['channel'], o['seconds'], o['packets'], "
+				 "o['min'], o['passed'], o['interrupted']"),
+		  "('test rx', 19, 1, 1500, 1, True, False)\n");
+	const answer failed = ctl({ "--json", "test", "sweep", "--channels", "1,2", "--seconds",
+				    "1", "--min", "65535" });
+	EXPECT_EQ(failed.status, 7);
+	EXPECT_TRUE(fits(failed.out));
+	EXPECT_EQ(member(failed.out, "o['passed'], [(c['channel'], c['passed']) for c in "
+				     "o['channels']]"),
+		  "(False, [(1, False), (2, False)])\n");
+	const std::string free = done({ "--json", "test", "tx", "1", "37", "0", "--seconds", "1" });
+	EXPECT_TRUE(fits(free));
+	EXPECT_EQ(member(free, "o['packets'], o['min'], o['passed']"), "(0, None, None)\n");
+}
+
 TEST_F(ClientJson, BeaconsFitTheSchemaWhateverTheirFieldsHold)
 {
 	start_with("ti-08");
@@ -149,6 +269,8 @@ TEST_F(ClientJson, TheSchemaRefusesWhatIsNotWritten)
 	EXPECT_FALSE(fits("{\"command\": \"show mac\", \"value\": null, \"more\": 1}"));
 	EXPECT_FALSE(fits("{\"command\": \"beacon list\", \"beacons\": []}"));
 	EXPECT_FALSE(fits("{\"command\": \"show mac\", \"value\": }"));
+	EXPECT_FALSE(fits("{\"command\": \"start\", \"exit_status\": 8, \"messages\": []}"));
+	EXPECT_FALSE(fits("{\"command\": \"start\", \"exit_status\": 0}"));
 	start_with("ti-08");
 	std::string text = done({ "beacon", "show", "1", "--json" });
 	EXPECT_TRUE(fits(text));

@@ -151,7 +151,7 @@ TEST_F(ClientLock, TheEndOfAnEarlierRoundIsNotTakenForTheOwn)
 	const program daemon = start_with("ti-08");
 
 	done({ "beacon", "1", "--uuid", "random", "on" });
-	done({ "set", "interval", "60000" });
+	set_long_interval("60000");
 	say(daemon, { "ibeacon", "start" });
 	ASSERT_TRUE(comes_true([&] { return contains(content_of(simulator.out), " uuid "); }));
 	/* The start's dwell ends with the signal, and with it the word is cleared. */
@@ -296,7 +296,7 @@ TEST_F(ClientLock, ADaemonThatDiesMeanwhileIsToldAtOnce)
 	const program daemon = start_with("ti-08");
 
 	done({ "beacon", "1", "--uuid", "random", "on" });
-	done({ "set", "interval", "60000" });
+	set_long_interval("60000");
 	const program starting = start({ built("vorlinctl"), "start" });
 	ASSERT_TRUE(comes_true([&] { return contains(content_of(simulator.out), " uuid "); }));
 	EXPECT_EQ(stop(daemon, SIGKILL), 128 + SIGKILL);

@@ -28,7 +28,7 @@ class ClientOutcome : public ClientTest
 			{ "show", "mac" },
 			{ "config", "interval", "200" },
 			{ "test", "rx", "3" },
-			{ "test", "rx", "3" }, /* refused, which nobody can see */
+			{ "config", "le-receiver-test", "3" }, /* refused, which nobody can see */
 			{ "test", "end" },
 		};
 		for (const auto &words : commands) {
@@ -72,7 +72,7 @@ TEST_P(ClientOutcomeOf, AFullFileIsEmptiedAndTheOutcomeTold)
 	fill_up_to(65536);
 	done({ "test", "rx", "3" });
 	fill_up_to(65536);
-	const answer second = ctl({ "test", "rx", "3" });
+	const answer second = ctl({ "config", "le-receiver-test", "3" });
 	EXPECT_EQ(second.status, 4) << "one runs already";
 	EXPECT_TRUE(contains(second.err, "0x0c Command Disallowed")) << second.err;
 	fill_up_to(65530);

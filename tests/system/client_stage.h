@@ -52,14 +52,21 @@ class ClientTest : public SystemTest
 	}
 
 	/* Simulator and daemon. */
-	program start_with(const std::string &controller)
+	program start_with(const std::string &controller,
+			   const std::vector<std::string> &options = {})
 	{
 		make_patch_for(controller);
-		simulator = start_simulator(controller);
+		simulator = start_simulator(controller, options);
 		const program daemon = start_daemon();
 		/* Without manufacturing data there is no address to set. */
 		done({ "set", "mac", "NONE" });
 		return daemon;
+	}
+
+	/* A dwell longer than the client takes, as another program may set it. */
+	void set_long_interval(const std::string &milliseconds) const
+	{
+		milliseconds.copy(segment->config.interval, sizeof(segment->config.interval) - 1);
 	}
 
 	/* Where a file of the source tree is. */

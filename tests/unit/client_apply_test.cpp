@@ -122,7 +122,7 @@ TEST_F(Apply, WhatWasSavedMakesTheSameRecordAndIsSavedTheSame)
 {
 	ASSERT_TRUE(read("set interval 300 power NONE power-index 4 mac A1B2C3D4E5F6\n"
 			 "beacon 2 --uuid random --major 65535 --power NONE on\n"
-			 "beacon 4 type=other id=x prefix=001122334455667788\n"));
+			 "beacon 4 prefix=001122334455667788\n"));
 	ASSERT_TRUE(edit_by_plan(&record, &the_plan));
 	record.opt.action = ACTION_START;
 	const std::string first = saved(record);
@@ -146,26 +146,28 @@ TEST_F(Apply, ASavedFileIsShortWhereNothingWasSet)
 		  "# Beacons and settings of vorlind; vorlinctl apply FILE makes them so again.\n"
 		  "set interval 100\n"
 		  "set mac NONE\n"
-		  "set power 202\n"
+		  "set power -54\n"
 		  "set power-index max\n"
 		  "beacon clear all\n"
 		  "beacon 3 --major 7 off\n"
 		  "stop\n");
 }
 
-TEST_F(Apply, AValueThatLooksLikeACommentIsSavedSoThatItIsNone)
+TEST_F(Apply, FieldsThatTheDaemonDoesNotReadAreLeftOutWithANote)
 {
-	ASSERT_TRUE(read("beacon 1 id=#1 type=#a --major 7\n"));
+	ASSERT_TRUE(read("\nbeacon 1 --mac A1B2C3D4E5F6 --major 7\nbeacon 2 --type x on\n"))
+		<< the_plan.wrong.text << ": a file that was saved earlier has them";
+	EXPECT_STREQ(the_plan.note.text, "line 2: mac of a beacon has no effect, vorlind does not "
+					 "read it: set mac is for all beacons");
 	ASSERT_TRUE(edit_by_plan(&record, &the_plan));
-	EXPECT_STREQ(record.beacon[0].id, "#1");
+	EXPECT_STREQ(record.beacon[0].mac, "NONE");
+	EXPECT_STREQ(record.beacon[0].major, "7");
+	strcpy(record.beacon[3].mac, "A1B2C3D4E5F6"); /* as the daemon does for every one */
 	const std::string text = saved(record);
-	EXPECT_NE(text.find("beacon 1 --major 7 --id=#1 --type=#a off\n"), std::string::npos)
-		<< text;
-	ble_record other = {};
+	EXPECT_EQ(text.find("--mac"), std::string::npos) << text;
+	EXPECT_EQ(text.find("beacon 4"), std::string::npos) << text;
 	ASSERT_TRUE(read(text));
-	ASSERT_TRUE(edit_by_plan(&other, &the_plan));
-	EXPECT_STREQ(other.beacon[0].id, "#1");
-	EXPECT_STREQ(other.beacon[0].type, "#a");
+	EXPECT_STREQ(the_plan.note.text, "");
 }
 
 TEST_F(Apply, AFieldThatCouldNotBeReadBackIsNotSaved)
@@ -185,12 +187,13 @@ TEST_F(Apply, DifferencesAreToldFieldByField)
 {
 	const ble_record before = record;
 
-	ASSERT_TRUE(read("set interval 250\nbeacon 1 --major 7 on\n"));
+	ASSERT_TRUE(read("set interval 250 power -60\nbeacon 1 --major 7 on\n"));
 	ASSERT_TRUE(edit_by_plan(&record, &the_plan));
 	EXPECT_EQ(written([&](FILE *file) {
-			  EXPECT_EQ(print_differences(file, &before, &record), 3);
+			  EXPECT_EQ(print_differences(file, &before, &record), 4);
 		  }),
 		  "interval: 100 -> 250\n"
+		  "power: -54 -> -60\n"
 		  "beacon 1 major: 0 -> 7\n"
 		  "beacon 1 enable: 0 -> 1\n");
 	EXPECT_TRUE(needs_reset(&before, &record));

@@ -63,13 +63,7 @@ static const struct {
 	{ "the usual one by name", "prefix", "default", "0201061AFF4C000215" },
 	{ "enable is 0 or 1", "enable", "2", "refused" },
 	{ "01 would advertise but not count", "enable", "01", "refused" },
-	{ "a type of 32 characters fits", "type", "abcdefghijklmnopqrstuvwxyz012345",
-	  "abcdefghijklmnopqrstuvwxyz012345" },
-	{ "one of 33 does not", "type", "abcdefghijklmnopqrstuvwxyz0123456", "refused" },
-	{ "nor one with a blank", "type", "i beacon", "refused" },
-	{ "an id of 2 characters fits", "id", "12", "12" },
-	{ "one of 3 does not", "id", "123", "refused" },
-	{ "an address has 12 digits", "mac", "A1:B2:C3:D4:E5:F6", "refused" },
+	{ "what the daemon does not read is no field", "type", "ibeacon", "refused" },
 };
 
 TEST(BeaconFields, TakeWhatFitsAndRefuseTheRest)
@@ -88,8 +82,9 @@ static const struct {
 } setting_texts[] = {
 	{ "the shortest interval", "interval", "100", "100" },
 	{ "one below it", "interval", "99", "refused" },
-	{ "the longest interval", "interval", "65534", "65534" },
-	{ "one above it", "interval", "65535", "refused" },
+	{ "the longest interval that any controller takes", "interval", "10240", "10240" },
+	{ "one above it", "interval", "10241", "refused" },
+	{ "an address has 12 digits", "mac", "A1:B2:C3:D4:E5:F6", "refused" },
 	{ "an address", "mac", "a1b2c3d4e5f6", "A1B2C3D4E5F6" },
 	{ "the controller's own address", "mac", "NONE", "NONE" },
 	{ "the highest power", "power-index", "max", "max" },
@@ -160,6 +155,24 @@ TEST(Fields, NoneFillsTheMeasuredPowerWithoutTouchingWhatFollows)
 	put_field(field_named(setting_fields, "power"), &record, "NONE");
 	EXPECT_EQ(memcmp(record.measured_power, "NONE", 4), 0);
 	EXPECT_STREQ(record.power_index, "max");
+}
+
+TEST(Fields, APowerIsShownAsItIsTyped)
+{
+	static const char *const rows[][2] = {
+		{ "197", "-59" }, { "128", "-128" }, { "255", "-1" },    { "127", "127" },
+		{ "0", "0" },     { "256", "256" },  { "NONE", "NONE" }, { "xyz", "xyz" },
+	};
+	const text_field *power = field_named(setting_fields, "power");
+	ble_record record = {};
+	char text[FIELD_TEXT];
+
+	for (const auto &row : rows) {
+		put_field(power, &record, row[0]);
+		EXPECT_STREQ(user_text(power, &record, text), row[1]);
+	}
+	put_field(field_named(setting_fields, "interval"), &record, "200");
+	EXPECT_STREQ(user_text(field_named(setting_fields, "interval"), &record, text), "200");
 }
 
 TEST(Fields, AnUnterminatedFieldIsReadToItsEndAndNoFurther)

@@ -27,13 +27,13 @@ static const struct {
 	const char *outcome;
 } configs[] = {
 	{ { "interval", "100" }, "config interval 100" },
-	{ { "interval", "65534" }, "config interval 65534" },
+	{ { "interval", "10240" }, "config interval 10240" },
 	{ { "interval", "99" },
-	  "fault: interval: \"99\" does not fit; INTERVAL takes 100 to 65534 milliseconds" },
-	{ { "interval", "65535" },
-	  "fault: interval: \"65535\" does not fit; INTERVAL takes 100 to 65534 milliseconds" },
+	  "fault: interval: \"99\" does not fit; INTERVAL takes 100 to 10240 milliseconds" },
+	{ { "interval", "10241" },
+	  "fault: interval: \"10241\" does not fit; INTERVAL takes 100 to 10240 milliseconds" },
 	{ { "interval" },
-	  "fault: interval: INTERVAL is missing; it takes 100 to 65534 milliseconds" },
+	  "fault: interval: INTERVAL is missing; it takes 100 to 10240 milliseconds" },
 	{ { "interval", "100", "200" }, "fault: interval: \"200\" is too much" },
 	{ { "gap-param", "103", "65534" }, "config gap-param 103 65534" },
 	{ { "gap-param", "104", "1" },
@@ -68,7 +68,7 @@ static const struct {
 	  "fault: unknown \"colour\": there are debug-level ble-reset le-receiver-test "
 	  "le-transmitter-test le-test-end gap-param mac txpower-index interval" },
 	{ {},
-	  "fault: what? Options there are debug-level ble-reset le-receiver-test "
+	  "fault: what? There are debug-level ble-reset le-receiver-test "
 	  "le-transmitter-test le-test-end gap-param mac txpower-index interval" },
 };
 
@@ -118,6 +118,9 @@ TEST(TraceMask, AnUnknownNameIsToldWithTheKnownOnes)
 	EXPECT_FALSE(read_trace_mask("flow,noise", &mask, &wrong));
 	EXPECT_STREQ(wrong.text, "unknown category \"noise\": there are hci-tx hci-rx hci ipc "
 				 "uevent log report flow warning on off");
+	EXPECT_FALSE(read_trace_mask("hci,off", &mask, &wrong));
+	EXPECT_STREQ(wrong.text, "on and off stand alone, without a comma");
+	EXPECT_FALSE(read_trace_mask("on,flow", &mask, &wrong));
 	EXPECT_FALSE(read_trace_mask("", &mask, &wrong));
 	EXPECT_FALSE(read_trace_mask("flow,", &mask, &wrong));
 	EXPECT_FALSE(read_trace_mask("0x123456789", &mask, &wrong));
