@@ -1,12 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-# AArch64 with the GNU C library and a C++ runtime, which GoogleTest needs: for the unit tests.
+# AArch64: the unit tests of the device.
 
-set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
-set(CMAKE_FIND_ROOT_PATH /usr/aarch64-linux-gnu)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
+set(triplet aarch64-linux-gnu)
+set(emulator qemu-aarch64)
+include(${CMAKE_CURRENT_LIST_DIR}/gnu.cmake)

@@ -113,7 +113,7 @@ static int32_t download_open_file(int fd, const char *path, uint8_t *patch, long
 }
 
 /* Find the patch file: its path and size, or an empty path. */
-static const char *find_patch_file(long *size)
+static const char *find_patch_file(off_t *size)
 {
 	struct stat info;
 
@@ -130,13 +130,17 @@ int32_t _hci_func_download_patch_file_qualcomm()
 {
 	TRACE(TRACE_HCI, "Start...\n");
 
-	long size = 0;
-	const char *path = find_patch_file(&size);
+	off_t file_size = 0;
+	const char *path = find_patch_file(&file_size);
 	if (path[0] == '\0') {
 		fprintf(stderr, "WARNING: can't find patch file %s!!\n", path);
 		return -1;
 	}
-	auto *patch = static_cast<uint8_t *>(malloc(size > 0 ? static_cast<size_t>(size) : 1));
+	/* Where a long has 32 bits, a file that it cannot count fits into no memory. */
+	const long size = static_cast<long>(file_size);
+	uint8_t *patch = nullptr;
+	if (size == file_size)
+		patch = static_cast<uint8_t *>(malloc(size > 0 ? static_cast<size_t>(size) : 1));
 	if (!patch) {
 		fprintf(stderr, "WARNING: can't malloc memory for patch file %s!!\n", path);
 		return -1;

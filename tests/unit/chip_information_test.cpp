@@ -25,17 +25,29 @@ class ChipInformation : public DaemonTest
 		dbg_level = TRACE_FLOW | TRACE_WARNING;
 	}
 
-	/* The information area as text. */
-	static std::string area()
+	static std::string hex(const void *bytes, size_t size)
 	{
 		std::string text;
 
-		for (size_t i = 0; i < sizeof(ble_ipc.buf->info); i++) {
+		for (size_t i = 0; i < size; i++) {
 			char byte[4];
-			snprintf(byte, sizeof(byte), "%02X ", ble_ipc.info[i]);
+			snprintf(byte, sizeof(byte), "%02X ",
+				 static_cast<const uint8_t *>(bytes)[i]);
 			text += byte;
 		}
 		return text;
+	}
+
+	/* The information area as text. */
+	static std::string area()
+	{
+		return hex(ble_ipc.info, sizeof(ble_ipc.buf->info));
+	}
+
+	/* How a number of the processor's own stands in it. */
+	static std::string kind(uint32_t number)
+	{
+		return hex(&number, sizeof(number));
 	}
 
 	static std::string untouched(int bytes)
@@ -52,7 +64,7 @@ TEST_F(ChipInformation, IsTheKindTheVersionAndTheRevision)
 {
 	fake_answers(VERSION REVISION);
 	get_ble_all_status();
-	EXPECT_EQ(area(), "02 00 00 00 " VERSION REVISION + untouched(9));
+	EXPECT_EQ(area(), kind(2) + VERSION REVISION + untouched(9));
 	EXPECT_EQ(fake_heard(), "01 01 10 00 01 1B FC 03 01 00 00");
 	EXPECT_EQ(without_lines(console()),
 		  "get_ble_all_status(N) func_read_local_version_information()\n"
@@ -87,7 +99,7 @@ TEST_F(ChipInformation, AQualcommControllerHasNoRevisionAndItsKindIsStored)
 	ble_used_chip = 3;
 	fake_answers(VERSION);
 	get_ble_all_status();
-	EXPECT_EQ(area(), "03 00 00 00 " VERSION + untouched(21));
+	EXPECT_EQ(area(), kind(3) + VERSION + untouched(21));
 	EXPECT_EQ(fake_heard(), "01 01 10 00");
 }
 
@@ -96,7 +108,7 @@ TEST_F(ChipInformation, NoMoreThanAnEventsOwnBytesAreStored)
 	hci_ver_index = 2;
 	fake_answers("04 0E 06 01 01 10 00 08 34");
 	get_ble_all_status();
-	EXPECT_EQ(area(), "02 00 00 00 04 0E 06 01 01 10 00 08 34 " + untouched(27));
+	EXPECT_EQ(area(), kind(2) + "04 0E 06 01 01 10 00 08 34 " + untouched(27));
 }
 
 using table = std::map<std::string, std::string>;

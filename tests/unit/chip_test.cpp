@@ -118,12 +118,14 @@ TEST_F(Chip, AQualcommControllerIsPatchedThenResetAndHasNoPowerCommand)
 TEST_F(Chip, TheInformationAreaHoldsKindVersionAndRevisionAndNothingBehind)
 {
 	bring_up(with_version(ti_answers, "08", "0D 00"));
-	static const uint8_t area[40] = { 2,    0,    0,    0,    0x04, 0x0E,           0x0C,
-					  0x01, 0x01, 0x10, 0x00, 0x08, 0x01,           0x00,
-					  0x00, 0x0D, 0x00, 0x00, 0x02, /* 19: */ 0x04, 0xFF,
-					  0x09, 0x1B, 0x04, 0x00, 0x1B, 0xFC,           0x01,
-					  0x02, 0x03, 0x04 };
-	EXPECT_EQ(memcmp(ble_ipc.info, area, sizeof(area)), 0);
+	static const uint8_t events[36] = { 0x04, 0x0E,           0x0C, 0x01, 0x01, 0x10, 0x00,
+					    0x08, 0x01,           0x00, 0x00, 0x0D, 0x00, 0x00,
+					    0x02, /* 15: */ 0x04, 0xFF, 0x09, 0x1B, 0x04, 0x00,
+					    0x1B, 0xFC,           0x01, 0x02, 0x03, 0x04 };
+	uint32_t kind = 0; /* a number of the processor's own; what follows is the line's */
+	memcpy(&kind, ble_ipc.info, sizeof(kind));
+	EXPECT_EQ(kind, 2U);
+	EXPECT_EQ(memcmp(ble_ipc.info + 4, events, sizeof(events)), 0);
 }
 
 TEST_F(Chip, AnAnswerOf258BytesWritesNoMoreIntoTheArea)

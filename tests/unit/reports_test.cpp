@@ -104,10 +104,13 @@ TEST_F(Start, TheHandlersTraceAndKeepErrno)
 	trace_console = path.c_str();
 	for (const int signo : { SIGUSR1, SIGUSR2, SIGTERM })
 		raise(signo);
-	EXPECT_EQ(without_lines(console()),
-		  "signal_usr1(N) Received signo=10, getpid()=" + pid +
-			  "\nsignal_usr2(N) Received signo=12, getpid()=" + pid +
-			  "\nsignal_daemon_quit(N) Received signo=15, getpid()=" + pid + "\n");
+	const auto line = [&](const char *handler, int signo) {
+		return std::string(handler) + "(N) Received signo=" + std::to_string(signo) +
+		       ", getpid()=" + pid + "\n";
+	};
+	EXPECT_EQ(without_lines(console()), line("signal_usr1", SIGUSR1) +
+						    line("signal_usr2", SIGUSR2) +
+						    line("signal_daemon_quit", SIGTERM));
 	for (const int signo : { SIGINT, SIGTERM, SIGUSR1, SIGUSR2 })
 		signal(signo, SIG_DFL);
 }

@@ -1,0 +1,7 @@
+# SPDX-License-Identifier: Apache-2.0
+# ARM with 32 bits, low byte first.
+
+set(CMAKE_SYSTEM_PROCESSOR arm)
+set(triplet arm-linux-gnueabihf)
+set(emulator qemu-arm)
+include(${CMAKE_CURRENT_LIST_DIR}/gnu.cmake)
