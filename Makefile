@@ -3,7 +3,14 @@
 
 PREFIX ?= /usr/local
 
+# Stops with the Debian packages that a rule lacks; a word is a program, or program:package.
+need = @missing=; for need in $(1); do \
+	command -v $${need%%:*} >/dev/null || missing="$$missing $${need\#*:}"; done; \
+	[ -z "$$missing" ] || { echo "make $@: please install these packages:$$missing" >&2; exit 1; }
+BUILD_NEEDS = cmake ninja:ninja-build g++
+
 all:
+	$(call need,$(BUILD_NEEDS))
 	cmake --preset dev -DVORLIND_TESTS=OFF
 	cmake --build --preset dev
 
@@ -16,13 +23,16 @@ SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -vx -e tools/mutants -
 	$$(git grep -lE '^\#!/bin/sh' -- packaging)
 
 format:
+	$(call need,clang-format git)
 	clang-format -i $(SOURCES)
 
 check:
+	$(call need,clang-format git shellcheck)
 	clang-format --dry-run -Werror $(SOURCES)
 	shellcheck $(SCRIPTS)
 
 analyse:
+	$(call need,$(BUILD_NEEDS) run-clang-tidy:clang-tidy cppcheck)
 	cmake --preset dev
 	tools/analyse build
 
@@ -31,25 +41,27 @@ analyse:
 docs: all
 	tools/sandbox tools/sequences build >docs/controllers.md.new
 	mv docs/controllers.md.new docs/controllers.md
-	tools/sandbox tools/demo $(CURDIR)/build ti-08 3 $(CURDIR)/docs/live-view.svg
+	tools/sandbox tools/demo "$(CURDIR)/build" ti-08 3 "$(CURDIR)/docs/live-view.svg"
 
 install:
-	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	$(call need,$(BUILD_NEEDS))
+	cmake --preset release -DCMAKE_INSTALL_PREFIX="$(PREFIX)"
 	cmake --build --preset release
-	DESTDIR=$(DESTDIR) cmake --install build-release
+	DESTDIR="$(DESTDIR)" cmake --install build-release
 
 # The packages for Debian, in build-release/.
 package:
+	$(call need,$(BUILD_NEEDS) dpkg-shlibdeps:dpkg-dev file)
 	cmake --preset release -DCMAKE_INSTALL_PREFIX=/usr -DVORLIND_DEVICE_LIBS=
 	cmake --build --preset release
-	umask 022 && cpack --config build-release/CPackConfig.cmake -B build-release
+	cpack --config build-release/CPackConfig.cmake -B build-release
 
 # What a release is: the tracked files of the newest commit, the same bytes whoever packs them.
 VERSION = $$(sed -n 's/^project(vorlind VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 dist:
-	mkdir -p build
-	git archive --format=tar --prefix=vorlind-$(VERSION)/ HEAD | gzip -9n >build/vorlind-$(VERSION).tar.gz
-	ls -l build/vorlind-$(VERSION).tar.gz
+	$(call need,git)
+	@[ -e .git ] || { echo 'make dist: only a git checkout can be packed' >&2; exit 1; }
+	tools/dist build "$(VERSION)"
 
 clean:
 	rm -rf build build-*

@@ -37,6 +37,7 @@ make_root()
 	mount --rbind /dev "$root/dev"
 	mount -t tmpfs -o mode=755 tmpfs "$root/run"
 	rm -f "$root"/etc/dpkg/dpkg.cfg.d/* # some machines leave manual pages out
+	rm -f "$root/usr/sbin/policy-rc.d"   # or keep services from being restarted
 	mkdir "$root/packages"
 	cp "$scratch"/packages/*.deb "$root/packages/"
 }

@@ -13,6 +13,16 @@ build=$1
 [ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
 make_packages
 make_root
+link=/etc/systemd/system/multi-user.target.wants/vorlind.service # what systemctl enable makes
+mask=/etc/systemd/system/vorlind.service
+
+### Debian's own check; what it says of a first upload is for Debian's archive
+if command -v lintian >/dev/null; then
+	lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
+		"$scratch"/packages/*-1_*.deb || fail 'lintian finds fault with the packages'
+else
+	echo 'not looked at: what lintian says, for there is none'
+fi
 
 expect_file()
 {
@@ -35,21 +45,28 @@ done <<'END'
 755 /etc/vorlind
 644 /usr/lib/systemd/system/vorlind.service
 644 /usr/lib/udev/rules.d/60-vorlind.rules
-644 /usr/share/man/man8/vorlind.8
-644 /usr/share/man/man1/vorlinctl.1
-644 /usr/share/man/man1/vorlin-sim.1
+644 /usr/share/man/man8/vorlind.8.gz
+644 /usr/share/man/man1/vorlinctl.1.gz
+644 /usr/share/man/man1/vorlin-sim.1.gz
 644 /usr/share/bash-completion/completions/vorlinctl
 644 /usr/share/zsh/site-functions/_vorlinctl
 644 /usr/share/doc/vorlind/examples/beacons
 644 /usr/share/doc/vorlind/copyright
+644 /usr/share/doc/vorlind/changelog.gz
+644 /usr/share/doc/vorlind/changelog.Debian.gz
 644 /usr/share/doc/vorlin-sim/copyright
+644 /usr/share/doc/vorlin-sim/changelog.gz
+644 /usr/share/doc/vorlin-sim/changelog.Debian.gz
 END
 inside dpkg -L vorlind | grep -q '/libqvsh_log.so$' || fail 'there are no stand-ins'
 inside ldd /usr/sbin/vorlind | grep -q 'not found' && fail 'the daemon lacks a library'
 inside dpkg --verify vorlind vorlin-sim || fail 'the files differ from the packages'
 inside vorlinctl --version | grep -qF "$version" || fail 'the installed client tells another version'
-[ ! -e "$root/etc/systemd/system/multi-user.target.wants/vorlind.service" ] ||
-	fail 'an installed service is enabled unasked'
+zcat "$root/usr/share/doc/vorlind/changelog.Debian.gz" | head -n 1 | grep -qF "($version-1)" ||
+	fail 'the list of changes is of another version'
+grep -q 'systemctl ' "$root"/var/lib/dpkg/info/vorlind.p* &&
+	fail 'a script of the package goes past deb-systemd-invoke'
+[ ! -L "$root$link" ] || fail 'an installed service is enabled unasked'
 if command -v systemd-analyze >/dev/null; then
 	inside systemd-analyze --man=no verify /usr/lib/systemd/system/vorlind.service ||
 		fail 'systemd finds fault with the unit'
@@ -76,19 +93,32 @@ fi
 
 ### Upgrade, remove, purge
 echo stop >"$root/etc/vorlind/beacons"
-inside systemctl --quiet enable vorlind
+mkdir -p "$root${link%/*}"
+ln -s /lib/systemd/system/vorlind.service "$root$link"
 inside dpkg --no-triggers -i "/packages/vorlind_$version-2_$arch.deb" || fail 'it does not upgrade'
 [ "$(inside dpkg-query -f "\${Version}" -W vorlind)" = "$version-2" ] || fail 'the version is old'
 [ "$(cat "$root/etc/vorlind/beacons")" = stop ] || fail 'an upgrade changes the settings'
-inside systemctl --quiet is-enabled vorlind || fail 'an upgrade disables the service'
+[ -L "$root$link" ] || fail 'an upgrade disables the service'
 inside dpkg --no-triggers -r vorlind vorlin-sim || fail 'it cannot be removed'
 [ ! -e "$root/usr/sbin/vorlind" ] || fail 'the daemon is left'
 [ ! -e "$root/usr/libexec/vorlind" ] || fail 'the scripts are left'
 [ "$(cat "$root/etc/vorlind/beacons")" = stop ] || fail 'removing loses the settings'
-[ ! -L "$root/etc/systemd/system/multi-user.target.wants/vorlind.service" ] ||
-	fail 'a removed service is enabled'
+[ "$(readlink "$root$mask")" = /dev/null ] || fail 'a removed service can be started'
+
+### Installed again, it is enabled as it was
+inside dpkg --no-triggers -i "/packages/vorlind_$version-2_$arch.deb" || fail 'it does not come back'
+[ -L "$root$link" ] || fail 'removed and installed again, an enabled service is not'
+[ ! -L "$root$mask" ] || fail 'installed again, the service cannot be started'
+rm "$root$link"
+inside dpkg --no-triggers -r vorlind
+inside dpkg --no-triggers -i "/packages/vorlind_$version-2_$arch.deb"
+[ ! -L "$root$link" ] || fail 'removed and installed again, a disabled service is enabled'
+ln -s /lib/systemd/system/vorlind.service "$root$link"
+inside dpkg --no-triggers -r vorlind
 inside dpkg --no-triggers -P vorlind || fail 'it cannot be purged'
 [ ! -e "$root/etc/vorlind" ] || fail 'a purge leaves the settings'
+[ ! -L "$root$link" ] || fail 'a purge leaves the service enabled'
+[ ! -L "$root$mask" ] || fail 'a purge leaves the service masked'
 inside dpkg -l vorlind vorlin-sim 2>/dev/null | grep -qE '^[a-z]+ +vorlin' &&
 	fail 'dpkg still knows of it'
 exit $((failures > 0))

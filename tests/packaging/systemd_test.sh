@@ -166,6 +166,10 @@ daemon=$(main_pid)
 in_system dpkg --no-triggers -r vorlind || fail 'no removal'
 in_system kill -0 "$daemon" 2>/dev/null && fail 'a removed daemon runs'
 in_system systemctl is-active --quiet vorlind && fail 'a removed service is active'
+in_system dpkg --no-triggers -i "/packages/vorlind_$version-2_$arch.deb" || fail 'no return'
+in_system systemctl --quiet is-enabled vorlind || fail 'a service that returns is not enabled'
+in_system systemctl --quiet is-active vorlind && fail 'a service that returns is started unasked'
+in_system dpkg --no-triggers -r vorlind || fail 'no second removal'
 in_system dpkg --no-triggers -P vorlind || fail 'no purge'
 in_system test -e /run/vorlind && fail 'a purge leaves /run/vorlind'
 
