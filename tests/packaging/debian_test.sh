@@ -18,7 +18,7 @@ mask=/etc/systemd/system/vorlind.service
 
 ### Debian's own check; what it says of a first upload is for Debian's archive
 if command -v lintian >/dev/null; then
-	lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
+	TMPDIR=$scratch lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
 		"$scratch"/packages/*-1_*.deb || fail 'lintian finds fault with the packages'
 else
 	echo 'not looked at: what lintian says, for there is none'
