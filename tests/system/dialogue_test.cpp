@@ -48,6 +48,14 @@ class Dialogue : public SystemTest
 		file << '\x02' << std::string(size - 1, 'p');
 	}
 
+	uint32_t used_chip() const
+	{
+		uint32_t kind;
+
+		memcpy(&kind, segment->info + INFO_USED_CHIP, sizeof(kind));
+		return kind;
+	}
+
 	/* The first `count` commands that come. */
 	static strings first_of(Line &line, size_t count)
 	{
@@ -80,7 +88,7 @@ TEST_F(Dialogue, Ti06IsIdentifiedResetAndSet)
 					"01 01 FC 01 03",
 				}));
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_AVAILABLE);
-	EXPECT_EQ(segment->info[INFO_USED_CHIP], 1);
+	EXPECT_EQ(used_chip(), 1U);
 	EXPECT_EQ(memcmp(segment->info + INFO_VERSION,
 			 "\x04\x0E\x0C\x01\x01\x10\x00\x06\x01\x00\x06\x0D\x00\x02\x00", 15),
 		  0);
@@ -110,7 +118,7 @@ TEST_F(Dialogue, Ti08HasNoSoftReset)
 					"01 30 FE 03 09 A0 00",
 					"01 01 FC 01 0C",
 				}));
-	EXPECT_EQ(segment->info[INFO_USED_CHIP], 2);
+	EXPECT_EQ(used_chip(), 2U);
 }
 
 TEST_F(Dialogue, QualcommIsPatchedBeforeItsReset)
@@ -129,7 +137,7 @@ TEST_F(Dialogue, QualcommIsPatchedBeforeItsReset)
 	EXPECT_EQ(heard[4], "01 03 0C 00");
 	EXPECT_EQ(heard[5], "01 06 20 0F A0 00 A0 00 03 00 00 00 00 00 00 00 00 07 00");
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_AVAILABLE);
-	EXPECT_EQ(segment->info[INFO_USED_CHIP], 3);
+	EXPECT_EQ(used_chip(), 3U);
 }
 
 TEST_F(Dialogue, QualcommWithoutAPatchFileStaysUsableForCommands)

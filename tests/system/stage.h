@@ -15,6 +15,13 @@
 #include <sys/types.h>
 #include <vector>
 
+/* Whether this test is a program of another processor, in an emulator. */
+#ifdef VORLIND_EMULATED
+constexpr bool is_emulated = true;
+#else
+constexpr bool is_emulated = false;
+#endif
+
 /* A started program; what it prints goes to files of its own. */
 struct program {
 	pid_t pid = -1;
