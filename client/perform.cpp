@@ -147,7 +147,8 @@ exit_status perform(session *s, const task *t, bool json, outcome *end)
 	started_note_end(s->segment, &t->words);
 	messages_stop(&m);
 	session_give_turn(s);
-	messages_take(&m, json ? nullptr : stdout, t->failure, end);
+	/* What came when another's command was over this one answers that. */
+	messages_take(&m, json || status == EXIT_UNKNOWN ? nullptr : stdout, t->failure, end);
 	if (status == EXIT_DONE)
 		status = judge(s, t, was_usable, &m, end);
 	messages_end(&m);

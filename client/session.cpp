@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <sched.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <unistd.h>
@@ -200,28 +201,63 @@ exit_status session_lock(session *s)
 	return status;
 }
 
+/*
+ * As the end of this process would: the kernel undoes what it has noted for it, and nothing if a
+ * new daemon has released the lock of a dead one meanwhile. An operation of +1 would then leave a
+ * lock for two; it is for where a container forbids unshare.
+ */
+static void give_back_lock(const session *s)
+{
+	if (unshare(CLONE_SYSVSEM) != 0)
+		change_semaphore(s, 1);
+}
+
 void session_unlock(session *s)
 {
-	change_semaphore(s, 1);
+	give_back_lock(s);
 	session_give_turn(s);
 }
 
+/* The compiler keeps the order of what it writes: this process may be killed in between. */
+static void written()
+{
+	__atomic_signal_fence(__ATOMIC_SEQ_CST);
+}
+
+/* The first character last, and gone first: half a command is a word that the daemon refuses. */
 static void write_words(ble_segment *segment, const command_words *words)
 {
+	char *const first = segment->cmd.argv[0];
+
+	first[0] = '\0';
+	written();
 	memset(segment->cmd.argv, 0, sizeof(segment->cmd.argv));
-	for (int i = 0; i < words->count; i++)
+	for (int i = 1; i < words->count; i++)
 		memcpy(segment->cmd.argv[i], words->word[i], strlen(words->word[i]));
+	if (words->word[0][0])
+		memcpy(first + 1, words->word[0] + 1, strlen(words->word[0]) - 1);
 	segment->cmd.argc = words->count;
 	segment->cmd_doing = static_cast<uint32_t>(getpid());
+	written();
+	first[0] = words->word[0][0];
+}
+
+/* Whether no other program has written a command over this one. */
+static bool words_stand(const ble_segment *segment, const command_words *words)
+{
+	for (int i = 0; i < words->count; i++)
+		if (strncmp(segment->cmd.argv[i], words->word[i], BLE_WORD_SIZE) != 0)
+			return false;
+	return segment->cmd.argc == words->count;
 }
 
 /*
- * Only the daemon takes the lock after the client whose turn it is, and it interprets the
- * command while it holds it: whose process had the lock last tells whether it has begun.
+ * The daemon interprets the command while it has the lock: that it had it last, after this
+ * client, tells that it has begun. Who knows nothing of turns may have had it in between.
  */
 static bool is_taken(const session *s)
 {
-	return semctl(s->sem_id, 0, GETPID) != getpid();
+	return semctl(s->sem_id, 0, GETPID) == s->daemon;
 }
 
 /*
@@ -234,7 +270,14 @@ static bool is_done(const session *s)
 	       semctl(s->sem_id, 0, GETVAL) > 0;
 }
 
-static exit_status wait_for_end(const session *s, bool (*settled)(const ble_segment *))
+static exit_status overwritten()
+{
+	complain("outcome unknown: another program's command came over this one");
+	return EXIT_UNKNOWN;
+}
+
+static exit_status wait_for_end(const session *s, const command_words *words,
+				bool (*settled)(const ble_segment *))
 {
 	int64_t next_check = now() + ALIVE_CHECK;
 	int polls = 0;
@@ -243,6 +286,8 @@ static exit_status wait_for_end(const session *s, bool (*settled)(const ble_segm
 		if (now() >= next_check) {
 			if (!session_alive(s))
 				return ended();
+			if (!words_stand(s->segment, words))
+				return overwritten();
 			next_check = now() + ALIVE_CHECK;
 		}
 		if (now() >= s->deadline) {
@@ -251,19 +296,22 @@ static exit_status wait_for_end(const session *s, bool (*settled)(const ble_segm
 		}
 		pause_for(polls++ < 100 ? 1 : 10);
 	}
-	return EXIT_DONE;
+	/* A new daemon in the place of a dead one, or another's command, ends the same way. */
+	if (!session_alive(s))
+		return ended();
+	return words_stand(s->segment, words) ? EXIT_DONE : overwritten();
 }
 
 exit_status session_run(session *s, const command_words *words,
 			bool (*settled)(const ble_segment *))
 {
 	write_words(s->segment, words);
-	change_semaphore(s, 1);
+	give_back_lock(s);
 
 	/* Asked again, for its process id may have gone to another since. */
 	exit_status status = EXIT_NO_DAEMON;
 	if (session_alive(s) && kill(s->daemon, SIGUSR1) == 0)
-		status = wait_for_end(s, settled);
+		status = wait_for_end(s, words, settled);
 	else
 		ended();
 	return status;

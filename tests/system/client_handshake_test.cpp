@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+/* Runs that the model of the handshake found, walked with the shipped programs step by step. */
+#include "tests/system/client_stage.h"
+#include "tests/system/traced.h"
+
+#include <csignal>
+#include <cstring>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+/* The lock is taken by the first of these, and given back by the next or by unshare. */
+#ifdef SYS_semop
+static const std::vector<long> lock_calls = { SYS_semtimedop, SYS_semop };
+#else
+static const std::vector<long> lock_calls = { SYS_semtimedop };
+#endif
+static const std::vector<long> unlock_calls = { SYS_unshare, lock_calls[0], lock_calls.back() };
+
+static const std::vector<std::string> a_command = { "config", "gap-param", "6", "300" };
+
+class ClientHandshake : public ClientTest
+{
+      protected:
+	static int semaphore()
+	{
+		return semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600);
+	}
+
+	static int semaphore_value()
+	{
+		return semctl(semaphore(), 0, GETVAL);
+	}
+
+	static void change_lock(int by)
+	{
+		sembuf operation = { 0, static_cast<short>(by), SEM_UNDO };
+
+		ASSERT_EQ(semop(semaphore(), &operation, 1), 0);
+	}
+
+	traced client(std::vector<std::string> words)
+	{
+		words.insert(words.begin(), built("vorlinctl"));
+		return { words, folder + "/client" };
+	}
+
+	std::string told() const
+	{
+		return content_of(folder + "/client");
+	}
+
+	/* The words as a client finds them; empty when the first word is none. */
+	std::vector<std::string> words_in_segment() const
+	{
+		std::vector<std::string> words;
+
+		if (segment->cmd.argv[0][0] == '\0')
+			return words;
+		for (int i = 0; i < segment->cmd.argc; i++)
+			words.emplace_back(segment->cmd.argv[i]);
+		return words;
+	}
+
+	program kill_and_start_anew(const program &daemon)
+	{
+		EXPECT_EQ(stop(daemon, SIGKILL), 128 + SIGKILL);
+		return start_daemon();
+	}
+};
+
+TEST_F(ClientHandshake, ANewDaemonThatTakesOverIsNotTheEndOfTheCommand)
+{
+	const program daemon = start_with("ti-08");
+	traced asking = client(a_command);
+
+	ASSERT_EQ(kill(daemon.pid, SIGSTOP), 0);
+	ASSERT_TRUE(asking.enters({ SYS_kill }) && asking.leaves());
+	kill_and_start_anew(daemon);
+	EXPECT_EQ(asking.ends(), 2);
+	EXPECT_EQ(told(), "vorlinctl: vorlind ended before the command was done\n");
+}
+
+TEST_F(ClientHandshake, ALockThatANewDaemonHasReleasedIsNotGivenBackOnceMore)
+{
+	const program daemon = start_with("ti-08");
+	traced asking = client(a_command);
+
+	ASSERT_TRUE(asking.enters(lock_calls) && asking.leaves());
+	ASSERT_EQ(semaphore_value(), 0) << "the client has it";
+	kill_and_start_anew(daemon);
+	ASSERT_EQ(semaphore_value(), 1) << "the new daemon has released it";
+	ASSERT_TRUE(asking.enters(unlock_calls) && asking.leaves());
+	EXPECT_EQ(semaphore_value(), 1);
+	EXPECT_EQ(asking.ends(), 2);
+	EXPECT_EQ(semaphore_value(), 1);
+}
+
+TEST_F(ClientHandshake, KilledAfterAnyInstructionAClientLeavesAWholeCommandOrNone)
+{
+	start_with("ti-08");
+	const std::vector<std::string> before = { "show", "gap-param", "6" };
+	done(before);
+	ASSERT_EQ(words_in_segment(), before);
+	traced asking = client(a_command);
+
+	ASSERT_TRUE(asking.enters(lock_calls) && asking.leaves());
+	bool none = false;
+	bool is_first_to_come = true;
+	/* The last instructions before the lock is given back, and all before them. */
+	while (asking.steps() && words_in_segment() != a_command) {
+		const std::vector<std::string> words = words_in_segment();
+		none = none || words.empty();
+		is_first_to_come = is_first_to_come && (words.empty() || words == before);
+	}
+	EXPECT_TRUE(none) << "it was seen at work";
+	EXPECT_TRUE(is_first_to_come);
+	asking.kills();
+	EXPECT_EQ(semaphore_value(), 1);
+	EXPECT_EQ(done(before), "GAP Param ID: 6, Value: 160\n");
+}
+
+TEST_F(ClientHandshake, ACommandThatAnotherProgramOverwroteIsNotReportedAsDone)
+{
+	const program daemon = start_with("ti-08");
+	traced asking = client(a_command);
+
+	ASSERT_EQ(kill(daemon.pid, SIGSTOP), 0);
+	ASSERT_TRUE(asking.enters({ SYS_kill }) && asking.leaves());
+	say(daemon, { "show", "version" });
+	ASSERT_EQ(kill(daemon.pid, SIGCONT), 0);
+	EXPECT_EQ(asking.ends(), 6);
+	EXPECT_EQ(told(),
+		  "vorlinctl: outcome unknown: another program's command came over this one\n");
+	EXPECT_EQ(done({ "show", "gap-param", "6" }), "GAP Param ID: 6, Value: 160\n");
+}
+
+TEST_F(ClientHandshake, TheLockInAnothersHandsIsNotTheDaemons)
+{
+	const program daemon = start_with("ti-08");
+	std::vector<std::string> words = a_command;
+	words.insert(words.end(), { "--timeout", "1" });
+	traced asking = client(words);
+
+	/* An attach event's end clears the word, then the daemon is held from the command. */
+	ASSERT_TRUE(asking.enters({ SYS_kill }));
+	segment->cmd_doing = 0;
+	ASSERT_EQ(kill(daemon.pid, SIGSTOP), 0);
+	change_lock(-1);
+	change_lock(1);
+	EXPECT_EQ(asking.ends(), 5);
+	EXPECT_EQ(told(), "vorlinctl: timeout: vorlind has not finished; it may still do so\n");
+	ASSERT_EQ(kill(daemon.pid, SIGCONT), 0);
+}
