@@ -8,6 +8,22 @@
 #include "util/text.h"
 
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+void open_closed_outputs()
+{
+	for (int fd = 1; fd <= 2; fd++) { /* standard output, standard error */
+		if (fcntl(fd, F_GETFD) >= 0)
+			continue;
+		const int null = open("/dev/null", O_WRONLY);
+		if (null < 0 || null == fd)
+			continue;
+		/* Standard input is closed as well, and stays so: a line may get its 0. */
+		dup2(null, fd);
+		close(null);
+	}
+}
 
 struct signal_row {
 	int signo;
@@ -20,6 +36,7 @@ static const signal_row signal_rows[] = {
 	{ SIGTERM, signal_daemon_quit },
 	{ SIGUSR1, signal_usr1 },
 	{ SIGUSR2, signal_usr2 },
+	{ SIGPIPE, SIG_IGN }, /* whoever reads standard error may end before the daemon does */
 };
 // clang-format on
 

@@ -18,6 +18,7 @@ int main()
 	int flag_ipc_is_init = 0;
 	int flag_tty_is_init = 0;
 
+	open_closed_outputs();
 	const int32_t other = is_daemon_exist(program);
 	if (other == 1) {
 		fprintf(stderr, "%s has exist\n", program);

@@ -64,7 +64,7 @@ class Main : public DaemonTest
 	{
 		if (path_before.empty())
 			return; /* skipped */
-		for (const int signo : { SIGINT, SIGTERM, SIGUSR1, SIGUSR2 })
+		for (const int signo : { SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGPIPE })
 			signal(signo, SIG_DFL);
 		setenv("PATH", path_before.c_str(), 1);
 		DaemonTest::TearDown();
@@ -109,7 +109,7 @@ TEST_F(Main, StartsWaitsAndStopsWithStatus0)
 	EXPECT_EQ(run(), std::string("Start vorlind daemon...\n") + no_mrd);
 	EXPECT_EQ(result, 0);
 	EXPECT_EQ(fake_sleeps, std::vector<unsigned>{ 100000 });
-	EXPECT_EQ(caught_signals, (std::vector<int>{ SIGINT, SIGTERM, SIGUSR1, SIGUSR2 }));
+	EXPECT_EQ(caught_signals, (std::vector<int>{ SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGPIPE }));
 	expect_nothing_left();
 }
 
@@ -241,7 +241,7 @@ TEST_F(Main, WithoutASegmentItDoesNotStart)
 
 TEST_F(Main, ASignalThatCannotBeCaughtEndsItAndRemovesTheSegmentOnce)
 {
-	for (const int signo : { SIGINT, SIGTERM, SIGUSR1, SIGUSR2 }) {
+	for (const int signo : { SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGPIPE }) {
 		SCOPED_TRACE(signo);
 		refused_signal = signo;
 		dbg_level = TRACE_IPC;
