@@ -10,15 +10,39 @@
 #include "hci/serial.h"
 
 #include <cstdio>
+#include <cstring>
 
 static const char program[] = "vorlind";
+static const char version[] = "0.3.0";
 
-int main()
+/* True when the only argument asks for no daemon. Any other argument means nothing. */
+static bool tell_about_itself(const char *argument)
+{
+	if (strcmp(argument, "--version") == 0 || strcmp(argument, "-V") == 0) {
+		fprintf(stdout, "%s %s\n", program, version);
+		return true;
+	}
+	if (strcmp(argument, "--help") != 0 && strcmp(argument, "-h") != 0)
+		return false;
+	fputs("Usage: vorlind\n"
+	      "Make an access point transmit BLE beacons: find the serial line and the controller\n"
+	      "behind it, and serve until SIGTERM. Stays in the foreground; vorlinctl drives it.\n"
+	      "\n"
+	      "  -h, --help     this text\n"
+	      "  -V, --version  the version\n",
+	      stdout);
+	return true;
+}
+
+int main(int argc, char **argv)
 {
 	int flag_ipc_is_init = 0;
 	int flag_tty_is_init = 0;
 
 	open_closed_outputs();
+	if (argc == 2 && tell_about_itself(argv[1]))
+		return 0;
+
 	const int32_t other = is_daemon_exist(program);
 	if (other == 1) {
 		fprintf(stderr, "%s has exist\n", program);

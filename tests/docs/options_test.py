@@ -98,6 +98,15 @@ def client_faults():
     yield from compare("vorlinctl", "word", set(commands), words, everything)
 
 
+def daemon_faults():
+    text = run(BUILD / "vorlind", "--help")
+    options = help_options(text)
+    if not options:
+        yield "vorlind: its help has no options"
+    yield from compare("vorlind", "option", options,
+                       page_words(ROOT / "docs" / "vorlind.8")[0], text)
+
+
 def control_help():
     with tempfile.TemporaryDirectory() as scratch:
         socket = pathlib.Path(scratch) / "socket"
@@ -135,4 +144,4 @@ def simulator_faults():
             yield f"vorlin-sim: its {part} list nothing"
 
 
-finish([*client_faults(), *simulator_faults()])
+finish([*daemon_faults(), *client_faults(), *simulator_faults()])

@@ -9,6 +9,7 @@ from project import ROOT, finish
 
 PLACES = {
     "daemon/interpreter.cpp": r'"(\d+\.\d+\.\d+)"',
+    "daemon/main.cpp": r'version\[\] = "(\d+\.\d+\.\d+)"',
     "client/main.cpp": r'version\[\] = "(\d+\.\d+\.\d+)"',
     "CHANGELOG.md": r"^## (\d+\.\d+\.\d+)$",  # the newest stands first
 }

@@ -73,6 +73,39 @@ TEST_F(Lifecycle, ASecondStartIsRefusedAndLeavesTheSegmentUntouched)
 	EXPECT_EQ(stop(daemon, SIGTERM), 0);
 }
 
+TEST_F(Lifecycle, AskedAboutItselfAsTheOnlyArgumentItTellsAndEnds)
+{
+	for (const char *const argument : { "--version", "-V", "--help", "-h" }) {
+		const bool version = strchr(argument, 'V') || strstr(argument, "version");
+		program asked;
+		EXPECT_EQ(run({ built("vorlind"), argument }, &asked), 0) << argument;
+		EXPECT_EQ(content_of(asked.err), "") << argument;
+		const std::string said = content_of(asked.out);
+		if (version)
+			EXPECT_EQ(said, "vorlind 0.3.0\n");
+		else
+			EXPECT_TRUE(said.starts_with("Usage: vorlind\n")) << said;
+		EXPECT_FALSE(segment_exists());
+	}
+}
+
+TEST_F(Lifecycle, WithAnyOtherArgumentsItStarts)
+{
+	const std::vector<std::string> others[] = {
+		{ "--bogus" }, { "version" }, { "" }, { "--help", "--help" }, { "-V", "x" },
+	};
+
+	for (std::vector<std::string> words : others) {
+		words.insert(words.begin(), built("vorlind"));
+		const program daemon = start(words);
+		EXPECT_TRUE(comes_true([&] {
+			return content_of(daemon.err).find("/proc/MRD") != std::string::npos;
+		}));
+		EXPECT_EQ(stop(daemon, SIGTERM), 0);
+		EXPECT_EQ(content_of(daemon.out), "");
+	}
+}
+
 TEST_F(Lifecycle, UnderAnotherFileNameItRefusesToStart)
 {
 	const std::string copy = folder + "/renamed";

@@ -15,7 +15,7 @@
 #include <unistd.h>
 
 /* The program's main beside the test's own. */
-int daemon_main();
+int daemon_main(int argc, char **argv);
 #define main daemon_main
 #include "daemon/main.cpp"
 #undef main
@@ -80,7 +80,9 @@ class Main : public DaemonTest
 	/* Run it: what it prints; its result is kept. */
 	std::string run()
 	{
-		return stderr_of([this] { result = daemon_main(); });
+		char name[] = "vorlind";
+		char *words[] = { name, nullptr };
+		return stderr_of([&] { result = daemon_main(1, words); });
 	}
 
 	/* The console with the names and numbers that any run has. */
