@@ -4,10 +4,10 @@
 #include "ble/beacon.h"
 #include "ble/ptm.h"
 #include "daemon/bleipc.h"
+#include "daemon/signals.h"
 #include "daemon/trace.h"
 
 #include <cstdio>
-#include <unistd.h>
 
 /* 0 when the controller may be told something now, else -1. */
 static int32_t check_controller()
@@ -66,7 +66,7 @@ int32_t do_ble_task(int32_t action)
 	if (action == ACTION_STOP || action == ACTION_RESTART)
 		result = stop_beacons(); /* a failure does not keep a restart from starting */
 	if (action == ACTION_RESTART)
-		usleep(100000);
+		sleep_undisturbed(100000);
 	if (action == ACTION_START || action == ACTION_RESTART) {
 		if (start_beacons() != 0)
 			return -1;

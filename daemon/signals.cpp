@@ -10,6 +10,13 @@ volatile sig_atomic_t flag_cmd_change = 0;
 volatile sig_atomic_t flag_uevent_change = 0;
 sigset_t ble_sig_set;
 
+void sleep_undisturbed(useconds_t microseconds)
+{
+	sigprocmask(SIG_BLOCK, &ble_sig_set, nullptr);
+	usleep(microseconds);
+	sigprocmask(SIG_UNBLOCK, &ble_sig_set, nullptr);
+}
+
 /* The handlers trace and set their flag, nothing else: all work is done in the event loop. */
 
 static void trace_signal(const char *function, int line, int signo)

@@ -3,14 +3,21 @@
 #pragma once
 
 #include <csignal>
+#include <sys/types.h>
 
 /* Set to 1 by the handlers; the event loop clears the last two. */
 extern volatile sig_atomic_t flag_daemon_quit;   /* SIGINT, SIGTERM */
 extern volatile sig_atomic_t flag_cmd_change;    /* SIGUSR1: a command waits */
 extern volatile sig_atomic_t flag_uevent_change; /* SIGUSR2: a controller came or went */
 
-/* SIGUSR1 and SIGUSR2: blocked while the serial reader waits for the controller. */
+/* SIGUSR1 and SIGUSR2: held back while the controller is waited for. */
 extern sigset_t ble_sig_set;
+
+/*
+ * usleep that a command or an attach event does not cut short: it comes right after it. For what
+ * the controller needs; SIGINT and SIGTERM still end it.
+ */
+void sleep_undisturbed(useconds_t microseconds);
 
 /* The handlers: trace `signo` and set the flag, nothing else. */
 void signal_daemon_quit(int signo);

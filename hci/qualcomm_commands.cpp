@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "hci/qualcomm_commands.h"
 
+#include "daemon/signals.h"
 #include "daemon/trace.h"
 #include "hci/exchange.h"
 #include "util/text.h"
@@ -106,7 +107,7 @@ static int32_t download_open_file(int fd, const char *path, uint8_t *patch, long
 		return -1;
 	}
 	const int32_t result = download_segments(patch, size);
-	usleep(1500000); /* after a refused segment as well */
+	sleep_undisturbed(1500000); /* after a refused segment as well */
 	TRACE_AS("_hci_func_download_patch_file_qualcomm", __LINE__, TRACE_HCI_TX,
 		 "The patch download process is complete.\n\n");
 	return result;

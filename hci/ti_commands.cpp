@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "hci/ti_commands.h"
 
+#include "daemon/signals.h"
 #include "daemon/trace.h"
 #include "hci/exchange.h"
 #include "util/text.h"
 
 #include <cstring>
-#include <unistd.h>
 
 // clang-format off
 /*                                             opcode  params  event  event2 */
@@ -109,7 +109,7 @@ static int32_t reset_system(const char *function, int line, uint8_t type)
 	const int32_t status = hci_receive(RESET_SYSTEM, nullptr);
 	if (status > 0)
 		TRACE_AS(function, line, TRACE_HCI, "HCI error code = 0x%x\n", status);
-	usleep(100000); /* the controller starts anew, whatever it answered */
+	sleep_undisturbed(100000); /* the controller starts anew, whatever it answered */
 	return status;
 }
 

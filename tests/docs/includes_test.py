@@ -20,8 +20,8 @@ MAY_INCLUDE = {
     "hci/serial": BASE,
     "hci/exchange": BASE + ("daemon/signals", "hci/serial"),
     "hci/standard_commands": ("daemon/trace", "hci/exchange", "util/text"),
-    "hci/ti_commands": ("daemon/trace", "hci/exchange", "util/text"),
-    "hci/qualcomm_commands": ("daemon/trace", "hci/exchange", "util/text"),
+    "hci/ti_commands": ("daemon/trace", "daemon/signals", "hci/exchange", "util/text"),
+    "hci/qualcomm_commands": ("daemon/trace", "daemon/signals", "hci/exchange", "util/text"),
     "hci/command_tables": COMMANDS,
     "ble/interval": BASE + ("hci/command_tables", "util/text"),
     "ble/address": BASE + ("hci/command_tables", "util/text"),
@@ -30,7 +30,7 @@ MAY_INCLUDE = {
     + ("hci/serial", "hci/standard_commands", "hci/command_tables")
     + ("ble/interval", "ble/address", "util/text"),
     "ble/beacon": BASE + ("daemon/signals", "daemon/reports", "hci/command_tables", "util/text"),
-    "ble/task": BASE + ("ble/beacon", "ble/ptm"),
+    "ble/task": BASE + ("daemon/signals", "ble/beacon", "ble/ptm"),
     "daemon/interpreter": BASE
     + ("hci/command_tables", "ble/chip", "ble/interval", "ble/address", "ble/ptm", "util/text"),
     "daemon/event_loop": BASE

@@ -10,7 +10,6 @@
 #include <stdexcept>
 #include <termios.h>
 #include <unistd.h>
-#include <utility>
 
 static std::string hex_of(const std::string &bytes)
 {
@@ -141,6 +140,20 @@ std::vector<std::string> Line::dialogue()
 	return std::exchange(packets, {});
 }
 
+std::vector<std::chrono::milliseconds> Line::pauses(const std::string &command,
+						    const std::string &next)
+{
+	const std::lock_guard lock(mutex);
+	std::vector<std::chrono::milliseconds> found;
+
+	for (size_t i = 1; i < arrivals.size(); i++)
+		if (arrivals[i - 1].first.starts_with(command) &&
+		    arrivals[i].first.starts_with(next))
+			found.push_back(std::chrono::duration_cast<std::chrono::milliseconds>(
+				arrivals[i].second - arrivals[i - 1].second));
+	return found;
+}
+
 bool Line::has_heard(const std::string &command)
 {
 	const std::lock_guard lock(mutex);
@@ -167,6 +180,7 @@ void Line::take(std::string packet)
 			}
 		}
 		packets.push_back(hex);
+		arrivals.emplace_back(hex, std::chrono::steady_clock::now());
 		std::istringstream each(events);
 		for (std::string event; std::getline(each, event, '|');)
 			packets.push_back(hex_of(bytes_of(event)));

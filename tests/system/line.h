@@ -5,10 +5,12 @@
  */
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 class Line
@@ -34,6 +36,14 @@ class Line
 	/* The commands and the events that answered them since the last call, in their order. */
 	std::vector<std::string> dialogue();
 
+	/*
+	 * How long after each command so far that begins with `command` the next one came, where
+	 * that begins with `next`: at least as long as the daemon has waited in between, however
+	 * busy the machine is.
+	 */
+	std::vector<std::chrono::milliseconds> pauses(const std::string &command,
+						      const std::string &next);
+
 	/* True when a command that begins with `command` is among those not yet asked for. */
 	bool has_heard(const std::string &command);
 
@@ -45,6 +55,7 @@ class Line
 	std::map<std::string, std::string> answers;
 	std::vector<std::string> commands;
 	std::vector<std::string> packets;
+	std::vector<std::pair<std::string, std::chrono::steady_clock::time_point>> arrivals;
 	std::mutex mutex;
 	int master = -1;
 	int slave = -1; /* kept open: the line stays when the daemon closes it */

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <random>
 #include <unistd.h>
 
@@ -70,3 +71,50 @@ TEST_F(Signals, WithEverythingTracedHarmNeitherTheExchangesNorTheirDumps)
 		expected += dumped(packet);
 	EXPECT_EQ(difference(printed(daemon), expected), "");
 }
+
+/* A wait that a controller needs: how long, and between which two commands. */
+static const struct needed_wait {
+	const char *name;
+	const char *controller;
+	std::vector<std::string> words;
+	const char *command;
+	const char *next;
+	int milliseconds;
+} needed_waits[] = {
+	{ "AfterAReset", "ti-06", { "config", "ble-reset", "soft" }, "01 1D FC", "01 30 FE", 100 },
+	{ "AfterAPatch", "qualcomm", { "config", "ble-reset", "soft" }, "01 00 FC", "01 03", 1500 },
+	{ "BetweenStopAndStart", "ti-06", { "ibeacon", "restart" }, "01 08 FE", "01 00 FE", 100 },
+};
+
+static void PrintTo(const needed_wait &wait, std::ostream *out)
+{
+	*out << wait.milliseconds << " ms on " << wait.controller;
+}
+
+class NeededWaits : public Signals, public testing::WithParamInterface<needed_wait>
+{
+};
+
+TEST_P(NeededWaits, AreNotCutShortBySignals)
+{
+	const needed_wait &wait = GetParam();
+	Line line(wait.controller);
+	std::ofstream(folder + "/mpnv10.bin") << "\x02";
+	const program daemon = start_daemon();
+
+	strcpy(segment->config.mac, "NONE");
+	strcpy(segment->config.beacon[2].uuid, "E2C56DB5DFFB48D2B060D0F5A71096E0");
+	strcpy(segment->config.beacon[2].enable, "1");
+	const size_t before = line.pauses(wait.command, wait.next).size();
+	say(daemon, wait.words);
+	EXPECT_TRUE(comes_true([&] {
+		kill(daemon.pid, SIGUSR1);
+		return line.pauses(wait.command, wait.next).size() >= before + 2;
+	}));
+	for (const auto pause : line.pauses(wait.command, wait.next))
+		EXPECT_GE(pause.count(), wait.milliseconds);
+	EXPECT_EQ(stop(daemon, SIGTERM), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, NeededWaits, testing::ValuesIn(needed_waits),
+			 [](const auto &one) { return std::string(one.param.name); });
