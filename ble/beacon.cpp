@@ -13,6 +13,7 @@
 #include <cstring>
 #include <unistd.h>
 
+constexpr useconds_t EMPTY_PASS = 100000;   /* microseconds */
 constexpr int MEASURED_POWER_DEFAULT = -56; /* dBm at 1 m, when nothing is set */
 
 /* The advertising data of one entry. */
@@ -87,6 +88,20 @@ static void build_payload(beacon_payload *payload, const beacon_entry &entry)
 	payload->measured_power = measured_power(entry);
 }
 
+/* A payload for each entry that is advertised: whether there is any. */
+static bool build_payloads(beacon_payload *payloads, bool *advertised)
+{
+	bool any = false;
+
+	for (size_t i = 0; i < BLE_BEACONS; i++) {
+		advertised[i] = is_advertised(ble_config->beacon[i]);
+		if (advertised[i])
+			build_payload(&payloads[i], ble_config->beacon[i]);
+		any = any || advertised[i];
+	}
+	return any;
+}
+
 bool is_new_event()
 {
 	if (!flag_daemon_quit && !flag_uevent_change && !flag_cmd_change)
@@ -106,6 +121,7 @@ static void dwell()
 	if (milliseconds > 0)
 		usleep(static_cast<useconds_t>(milliseconds) * 1000);
 }
+
 /* Advertising off; a failure is traced under the caller's name and passed on. */
 static int32_t switch_off(const char *function, int line)
 {
@@ -174,11 +190,7 @@ int32_t do_beacon_advertising(int32_t action)
 
 	beacon_payload payloads[BLE_BEACONS] = {};
 	bool advertised[BLE_BEACONS] = {};
-	for (size_t i = 0; i < BLE_BEACONS; i++) {
-		advertised[i] = is_advertised(ble_config->beacon[i]);
-		if (advertised[i])
-			build_payload(&payloads[i], ble_config->beacon[i]);
-	}
+	const bool any = build_payloads(payloads, advertised);
 
 	bool first = true;
 	do {
@@ -192,8 +204,7 @@ int32_t do_beacon_advertising(int32_t action)
 					announce(__func__, __LINE__);
 				first = false;
 			}
-			/* After skipped entries too: with one active entry it is asked five times.
-			 */
+			/* After skipped entries too: an only beacon makes five questions. */
 			if (is_new_event()) {
 				TRACE(TRACE_FLOW, "Stop beacon...\n");
 				status = switch_off(__func__, __LINE__);
@@ -201,6 +212,8 @@ int32_t do_beacon_advertising(int32_t action)
 				return status;
 			}
 		}
+		if (loop && !any) /* they were switched off after they were counted */
+			usleep(EMPTY_PASS);
 	} while (loop);
 	return 0; /* a single beacon stays on the air */
 }

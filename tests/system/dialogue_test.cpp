@@ -319,3 +319,39 @@ TEST_F(Dialogue, ACrashDuringARotationIsRecoveredFrom)
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
 	EXPECT_TRUE(comes_true([&] { return line.has_heard("01 07 FE 20 01 1E " + payload_4); }));
 }
+
+/* How often a process has gone to sleep. */
+static unsigned long sleeps_of(const program &of)
+{
+	const std::string status = content_of("/proc/" + std::to_string(of.pid) + "/status");
+	const std::string field = "\nvoluntary_ctxt_switches:";
+	const size_t at = status.find(field);
+
+	return at == std::string::npos ? 0 : std::stoul(status.substr(at + field.size()));
+}
+
+TEST_F(Dialogue, ARotationOfWhatHasJustBeenSwitchedOffSleeps)
+{
+	Line line("qualcomm");
+	make_patch_file(1);
+	const program daemon = start_daemon();
+
+	load_two_entries();
+	line.answer("01 0A 20", "");
+	say(daemon, { "ibeacon", "start" });
+	/* Two were counted when advertising is switched off; none is left when that is done. */
+	ASSERT_TRUE(comes_true([&] { return line.has_heard("01 0A 20 01 00"); }));
+	for (beacon_entry &entry : segment->config.beacon)
+		strcpy(entry.enable, "0");
+	const unsigned long before = sleeps_of(daemon);
+	line.answer("01 0A 20", "04 0E 04 01 0A 20 00");
+	line.send("04 0E 04 01 0A 20 00");
+	EXPECT_TRUE(comes_true([&] { return sleeps_of(daemon) >= before + 5; }));
+
+	line.heard();
+	say(daemon, { "ibeacon", "stop" });
+	EXPECT_EQ(first_of(line, 2), (strings{ "01 0A 20 01 00", "01 0A 20 01 00" }))
+		<< "the rotation's end, and the stop";
+	EXPECT_TRUE(comes_true([&] { return segment->config.opt.action == ACTION_NONE; }));
+	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_AVAILABLE);
+}
