@@ -31,6 +31,8 @@ static const char *const patch_files[] = {
 int32_t _hci_func_set_bdaddr_qualcomm(const char *address)
 {
 	TRACE(TRACE_HCI, "Start...\n");
+	if (address[0] == '\0') /* no manufacturing data: its bytes would be zeros on the air */
+		return -1;
 
 	uint8_t params[SET_BDADDR.params];
 	hex_to_bytes(params, address, 12);

@@ -74,6 +74,8 @@ int32_t _hci_func_ext_set_tx_power_cmd_08(const char *power_index)
 int32_t _hci_func_set_bdaddr_ti(const char *address)
 {
 	TRACE(TRACE_HCI, "Start...\n");
+	if (address[0] == '\0') /* no manufacturing data: its bytes would be zeros on the air */
+		return -1;
 
 	uint8_t params[SET_BDADDR.params];
 	hex_to_bytes(params, address, 12);

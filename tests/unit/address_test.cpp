@@ -75,14 +75,16 @@ TEST_F(Address, ByMrdIsTheBaseAddressPlusFive)
 	EXPECT_EQ(fake_heard(), "01 0C FC 06 03 45 33 22 11 00");
 }
 
-TEST_F(Address, ByMrdWithoutManufacturingDataSendsZeroBytes)
+TEST_F(Address, ByMrdWithoutManufacturingDataFailsAndSendsNothing)
 {
-	fake_answers(OK);
-	write_field(ble_config->mac, "before");
-	EXPECT_EQ(stderr_of([] { EXPECT_EQ(write_ble_mac("by-mrd"), 0); }),
-		  "Open /proc/MRD failed.\n");
-	expect_everywhere("");
-	EXPECT_EQ(fake_heard(), "01 0C FC 06 00 00 00 00 00 00");
+	for (hci_ver_index = 0; hci_ver_index < 3; hci_ver_index++) {
+		write_field(ble_config->mac, "before");
+		EXPECT_EQ(stderr_of([] { EXPECT_EQ(write_ble_mac("by-mrd"), -1); }),
+			  "Open /proc/MRD failed.\n"
+			  "WARNING: func_set_bdaddr() failed, hci_status=0xffffffff\n");
+		expect_everywhere("");
+		EXPECT_EQ(fake_heard(), "");
+	}
 }
 
 TEST_F(Address, TheCarryRunsTowardTheFirstByteAndIsDroppedBehindIt)

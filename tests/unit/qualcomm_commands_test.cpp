@@ -281,7 +281,9 @@ static const command_row rows[] = {
 	  [] { return _hci_func_set_bdaddr_qualcomm("A1B2C3D4E5F6"); },
 	  "01 14 FC 06 A1 B2 C3 D4 E5 F6", "04 0E 05 01 14 FC 00 00", 0,
 	  "_hci_func_set_bdaddr_qualcomm(N) Start...\n" },
-	{ "the address, refused", [] { return _hci_func_set_bdaddr_qualcomm(""); },
+	{ "no address is not sent", [] { return _hci_func_set_bdaddr_qualcomm(""); }, "", "", -1,
+	  "_hci_func_set_bdaddr_qualcomm(N) Start...\n" },
+	{ "the address, refused", [] { return _hci_func_set_bdaddr_qualcomm("zyxwvutsrqpo"); },
 	  "01 14 FC 06 00 00 00 00 00 00", "04 0E 05 01 14 FC 01 00", 1,
 	  "_hci_func_set_bdaddr_qualcomm(N) Start...\n"
 	  "_hci_func_set_bdaddr_qualcomm(N) HCI error code = 0x1\n" },

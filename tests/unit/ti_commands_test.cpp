@@ -74,8 +74,11 @@ static const command_row rows[] = {
 	{ "the address goes last pair first",
 	  [] { return _hci_func_set_bdaddr_ti("A1b2C3D4E5F6"); }, "01 0C FC 06 F6 E5 D4 C3 B2 A1",
 	  "04 FF 05 0C 04 00 0C FC", 0, "_hci_func_set_bdaddr_ti(N) Start...\n" },
-	{ "no digits are six zero bytes", [] { return _hci_func_set_bdaddr_ti(""); },
-	  "01 0C FC 06 00 00 00 00 00 00", "04 FF 05 0C 04 01 0C FC", 1,
+	{ "no address is not sent", [] { return _hci_func_set_bdaddr_ti(""); }, "", "", -1,
+	  "_hci_func_set_bdaddr_ti(N) Start...\n" },
+	{ "what are no digits are zero bytes",
+	  [] { return _hci_func_set_bdaddr_ti("zyxwvutsrqpo"); }, "01 0C FC 06 00 00 00 00 00 00",
+	  "04 FF 05 0C 04 01 0C FC", 1,
 	  "_hci_func_set_bdaddr_ti(N) Start...\n"
 	  "_hci_func_set_bdaddr_ti(N) HCI error code = 0x1\n" },
 	{ "revision: any mode but 0 sends 1 and no value",
