@@ -91,14 +91,14 @@ static int32_t download_segments(const uint8_t *patch, long size)
 	return 0;
 }
 
-/* Read and check the whole open file, then send it and let the controller settle. */
-static int32_t download_open_file(int fd, const char *path, uint8_t *patch, long size)
+/* Read the whole open file: true when it is a patch, else after a message. */
+static bool read_patch(int fd, const char *path, uint8_t *patch, long size)
 {
 	const ssize_t length = read(fd, patch, static_cast<size_t>(size));
 	if (length != size) {
 		fprintf(stderr, "WARNING: can't read patch file %s (read length is %d)!!\n", path,
 			static_cast<int>(length));
-		return -1;
+		return false;
 	}
 	TRACE_AS("_hci_func_download_patch_file_qualcomm", __LINE__, TRACE_HCI_TX,
 		 "All patch data:\n");
@@ -106,13 +106,9 @@ static int32_t download_open_file(int fd, const char *path, uint8_t *patch, long
 		hex_dump(" ", 16, patch, static_cast<size_t>(size));
 	if (size == 0 || patch[0] != PATCH_FIRST_BYTE) {
 		fprintf(stderr, "WARNING: Invalid patch file %s!!\n", path);
-		return -1;
+		return false;
 	}
-	const int32_t result = download_segments(patch, size);
-	sleep_undisturbed(1500000); /* after a refused segment as well */
-	TRACE_AS("_hci_func_download_patch_file_qualcomm", __LINE__, TRACE_HCI_TX,
-		 "The patch download process is complete.\n\n");
-	return result;
+	return true;
 }
 
 /* Find the patch file: its path and size, or an empty path. */
@@ -150,15 +146,22 @@ int32_t _hci_func_download_patch_file_qualcomm()
 	}
 	TRACE(TRACE_HCI_TX, "The patch file %s size is %ld\n", path, size);
 
-	int32_t result = -1;
 	const int fd = open(path, O_RDONLY | O_NONBLOCK);
 	if (fd < 0) {
 		fprintf(stderr, "WARNING: can't open patch file %s!!\n", path);
-	} else {
-		result = download_open_file(fd, path, patch, size);
-		if (fd > 0) /* a descriptor of 0 is left open, on purpose */
-			close(fd);
+		free(patch);
+		return -1;
 	}
+	if (!read_patch(fd, path, patch, size)) {
+		free(patch);
+		close(fd);
+		return -1;
+	}
+	const int32_t result = download_segments(patch, size);
+	sleep_undisturbed(1500000); /* after a refused segment as well */
+	TRACE(TRACE_HCI_TX, "The patch download process is complete.\n\n");
 	free(patch);
+	if (fd > 0) /* a descriptor of 0 is left open here, on purpose */
+		close(fd);
 	return result;
 }

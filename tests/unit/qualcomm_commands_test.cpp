@@ -5,10 +5,12 @@
 #include "tests/unit/command_row.h"
 #include "tests/unit/fake_console.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <malloc.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -263,6 +265,79 @@ TEST_F(Qualcomm, NoMemoryIsLeft)
 	std::string said;
 	download(&said);
 	EXPECT_LT(mallinfo2().uordblks + mallinfo2().hblkhd, allocated + SIZE / 2);
+}
+
+/* Which of the two were called one after the other: f, c. */
+static char calls[16];
+static size_t call_count;
+
+static void write_down(char call)
+{
+	calls[call_count++ % sizeof(calls)] = call;
+}
+
+/* These stand before the C library's, and do the same. */
+extern "C" int close(int fd)
+{
+	write_down('c');
+	return static_cast<int>(syscall(SYS_close, fd));
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+#define MEMORY_IS_THE_SANITIZERS
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define MEMORY_IS_THE_SANITIZERS
+#endif
+#endif
+#ifndef MEMORY_IS_THE_SANITIZERS
+extern "C" void __libc_free(void *memory);
+extern "C" void free(void *memory) noexcept
+{
+	write_down('f');
+	__libc_free(memory);
+}
+#endif
+
+TEST_F(Qualcomm, TheMemoryIsFreedBeforeTheFileIsClosed)
+{
+#ifdef MEMORY_IS_THE_SANITIZERS
+	GTEST_SKIP() << "what frees memory is the sanitizer's";
+#endif
+	for (const std::string content : { "\x02", "x", "" }) {
+		std::ofstream("mpnv10.bin", std::ios::binary) << content;
+		fake_answers(OK);
+		stderr_of([] {
+			call_count = 0;
+			_hci_func_download_patch_file_qualcomm();
+			EXPECT_EQ(std::string(calls, call_count), "fc");
+		});
+	}
+}
+
+/* Descriptor 0 is the first to be free, so the file gets it: whether it is open afterwards. */
+static bool stays_open_as_0(const std::string &content)
+{
+	const int saved = dup(STDIN_FILENO);
+
+	std::ofstream("mpnv10.bin", std::ios::binary) << content;
+	close(STDIN_FILENO);
+	testing::internal::CaptureStderr();
+	close(STDIN_FILENO); /* which capturing has taken */
+	_hci_func_download_patch_file_qualcomm();
+	const bool is_open = fcntl(STDIN_FILENO, F_GETFD) >= 0;
+	dup2(saved, STDIN_FILENO);
+	testing::internal::GetCapturedStderr();
+	close(saved);
+	return is_open;
+}
+
+TEST_F(Qualcomm, ThePatchStaysOpenAsDescriptor0ButNothingElseDoes)
+{
+	fake_answers(OK);
+	EXPECT_TRUE(stays_open_as_0("\x02")) << "a download, on purpose";
+	EXPECT_FALSE(stays_open_as_0("x")) << "no patch";
+	EXPECT_FALSE(stays_open_as_0("")) << "nothing at all";
 }
 
 TEST_F(Qualcomm, ASegmentOfAnySizeStaysInItsBuffer)
