@@ -3,6 +3,7 @@
 
 #include "daemon/trace.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,7 +35,7 @@ int32_t is_decimal_text(const char *text)
 	for (const char *c = text; *c != '\0'; c++)
 		if (*c < '0' || *c > '9')
 			return -1;
-	return static_cast<int32_t>(strtol(text, nullptr, 10));
+	return static_cast<int32_t>(std::min<long long>(strtoll(text, nullptr, 10), INT32_MAX));
 }
 
 int32_t hex_to_bytes(uint8_t *out, const char *text, int32_t count)

@@ -17,7 +17,7 @@ void set_field(char *field, size_t width, const char *text);
 
 /*
  * The number, 0 for an empty text, -1 if any character is not a digit (a sign as well). One
- * that has more than 32 bits is cut to them.
+ * that is too large for the type is INT32_MAX, and so beyond every limit.
  */
 int32_t is_decimal_text(const char *text);
 

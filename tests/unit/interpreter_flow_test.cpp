@@ -151,12 +151,29 @@ TEST_F(Flow, AHugeOrNegativeArgcMatchesNoOption)
 	EXPECT_EQ(fake_heard(), "");
 }
 
-TEST_F(Flow, NumbersThatDoNotFitKeepTheirLow32Bits)
+TEST_F(Flow, NumbersBeyondTheLargestAreTooLargeForEveryOption)
 {
-	for (int i = 0; i < 4; i++)
-		fake_answers("04 FF 06 7F 06 00 30 FE 00");
-	EXPECT_EQ(carry_out({ "config", "interval", "4294967396" }), "");
-	EXPECT_EQ(fake_heard().substr(0, 20), "01 30 FE 03 06 A0 00") << "100 ms";
+	static const char three[] = "4294967299"; /* 3, and another bit */
+	static const std::vector<std::string> commands[] = {
+		{ "config", "interval", "4294967396" },
+		{ "config", "txpower-index", three },
+		{ "config", "gap-param", three, "160" },
+		{ "config", "gap-param", "6", three },
+		{ "config", "le-receiver-test", three },
+		{ "config", "le-transmitter-test", three, "3", "3" },
+		{ "config", "le-transmitter-test", "3", three, "3" },
+		{ "config", "le-transmitter-test", "3", "3", three },
+		{ "show", "gap-param", three },
+	};
+
+	dbg_level = TRACE_WARNING;
+	for (const auto &words : commands) {
+		client_says(words);
+		stderr_of([] { user_cmd_change(); });
+		EXPECT_TRUE(traced().ends_with("WARNING: Invalid option \"" + words[1] + "\"\n"))
+			<< words[1];
+		EXPECT_EQ(fake_heard(), "") << words[1];
+	}
 }
 
 TEST_F(Flow, AWordOf64CharactersIsTheOneThatRunsOn)

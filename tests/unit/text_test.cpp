@@ -29,13 +29,15 @@ TEST_F(Text, IsDecimalTextTakesDigitsAlone)
 		{ "0", 0 },
 		{ "0x10", -1 },
 		{ "65535", 65535 },
-		{ "4294967396", 100 },
 		{ "2147483647", INT32_MAX },
+		{ "2147483648", INT32_MAX },
+		{ "4294967396", INT32_MAX },
+		{ "9223372036854775908", INT32_MAX },
 	};
 
 	for (const auto &row : rows)
 		EXPECT_EQ(is_decimal_text(row.text), row.number) << row.text;
-	is_decimal_text(std::string(2000, '9').c_str()); /* any length is survived */
+	EXPECT_EQ(is_decimal_text(std::string(2000, '9').c_str()), INT32_MAX);
 }
 
 TEST_F(Text, HexToBytesTakesTwoCharactersAByte)
