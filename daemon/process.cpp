@@ -42,19 +42,24 @@ int32_t is_daemon_exist(const char *name)
 
 int32_t send_signal_to_process(const char *name, int sig_num)
 {
-	char command[32];
+	char *command = nullptr;
 	char buf[128];
 
 	TRACE(TRACE_FLOW, "bin=%s, sig_num=%d\n", name, sig_num);
-	snprintf(command, sizeof(command), "pidof %s", name);
-	if (first_line(command, buf, sizeof(buf)) != 0) {
-		TRACE(TRACE_FLOW, "Could not run %s\n", command);
+	if (asprintf(&command, "pidof %s", name) < 0)
 		return -1;
-	}
+	const int32_t result = first_line(command, buf, sizeof(buf));
+	if (result != 0)
+		TRACE(TRACE_FLOW, "Could not run %s\n", command);
+	free(command);
+	if (result != 0)
+		return -1;
 	TRACE(TRACE_FLOW, "buf=%s", buf);
 	const auto pid = static_cast<pid_t>(strtoul(buf, nullptr, 10));
+	if (pid <= 0) /* nobody of that name; 0 would be the own group, -1 everybody */
+		return 0;
 	TRACE(TRACE_FLOW, "kill(pid=%d, sig_num=%d)\n", pid, sig_num);
-	kill(pid, sig_num); /* an empty answer is pid 0, the own group: kept so on purpose */
+	kill(pid, sig_num);
 	return 0;
 }
 

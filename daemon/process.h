@@ -11,8 +11,8 @@
 int32_t is_daemon_exist(const char *name);
 
 /*
- * Signal the first process that pidof lists for `name`: 0 sent, -1 could not ask. Nobody of that
- * name: 0 too, and the signal goes to the own process group.
+ * Signal the first process that pidof lists for `name`, which may be of any length: 0, also when
+ * there is nobody to signal; -1 could not ask.
  */
 int32_t send_signal_to_process(const char *name, int sig_num);
 

@@ -120,10 +120,32 @@ TEST_F(Process, TheFirstProcessOfTheAnswerIsSignalled)
 						    std::to_string(first) + ", sig_num=15)\n");
 }
 
-TEST_F(Process, AnEmptyAnswerSignalsTheOwnGroup)
+TEST_F(Process, AnAnswerWithoutANumberSignalsNobody)
 {
+	/* A group of its own: were it signalled, nobody else would be. */
+	const pid_t child = fork();
+	if (child == 0) {
+		setpgid(0, 0);
+		dbg_level = TRACE_FLOW;
+		for (const char *answer : { "", "\\n", "0\\n", "none\\n" }) {
+			pidof_prints(answer);
+			if (send_signal_to_process("vorlind", SIGTERM) != 0)
+				_exit(1);
+		}
+		_exit(console().find("kill(") == std::string::npos ? 0 : 2);
+	}
+	int status = -1;
+	EXPECT_EQ(waitpid(child, &status, 0), child);
+	EXPECT_EQ(status, 0);
+}
+
+TEST_F(Process, ANameOfAnyLengthIsAskedForWhole)
+{
+	const std::string name(5000, 'n');
+
 	pidof_prints("");
-	EXPECT_EQ(send_signal_to_process("vorlind", 0), 0) << "signal 0 only asks";
+	EXPECT_EQ(send_signal_to_process(name.c_str(), 0), 0);
+	EXPECT_EQ(asked(), name);
 }
 
 TEST_F(Process, WithoutAnotherProcessToRunNothingIsAsked)
