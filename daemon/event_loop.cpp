@@ -36,7 +36,7 @@ static void run_stop()
 		task_failed();
 	else
 		ble_config->opt.status = BLE_STATUS_AVAILABLE;
-	/* A failed stop is not tried again. The status stands first: clients look without the lock. */
+	/* Behind the status, for clients look without the lock. A failed stop ends here too. */
 	store_release(&ble_config->opt.action, ACTION_NONE);
 }
 
@@ -126,7 +126,8 @@ void run_daemon_task()
 			      static_cast<int>(ble_config->opt.status),
 			      static_cast<int>(ble_ipc.buf->cmd_doing));
 			info_forward_to_ac();
-			store_release(&ble_ipc.buf->cmd_doing, 0); /* the client's command is done */
+			/* The client's command is done. */
+			store_release(&ble_ipc.buf->cmd_doing, 0);
 		}
 		usleep(POLL_INTERVAL);
 	}
