@@ -2,6 +2,7 @@
 /* One simulated controller: command packets in, event packets and the air's new state out. */
 #include "sim/controller.h"
 
+#include "sim/advertising_rules.h"
 #include "sim/packet.h"
 
 #include <algorithm>
@@ -19,7 +20,10 @@ constexpr std::array<controller_kind, 3> controller_kinds = { {
 // clang-format on
 
 constexpr uint8_t EVENT_COMMAND_COMPLETE = 0x0E;
+constexpr uint8_t EVENT_COMMAND_STATUS = 0x0F;
 constexpr uint8_t EVENT_VENDOR = 0xFF;
+constexpr uint64_t MASK_LE_META = uint64_t{ 1 } << 61;
+constexpr uint64_t MASK_ADVERTISING_REPORT = uint64_t{ 1 } << 1;
 constexpr uint16_t TI_EXTENSION_EVENT = 0x0400; /* and the low byte of the opcode */
 constexpr uint16_t TI_GAP_COMMAND_STATUS = 0x067F;
 constexpr uint16_t PATCH_COMMAND = 0xFC00;
@@ -57,11 +61,15 @@ controller_state power_up_state(const controller_settings &settings)
 	return state;
 }
 
+std::vector<std::span<const command>> command_groups(enum vendor vendor)
+{
+	return { vendor == vendor::ti ? ti_commands() : qualcomm_commands(), basic_commands(),
+		 advertising_commands(), scan_commands(), test_commands() };
+}
+
 const command *find_command(enum vendor vendor, uint16_t opcode)
 {
-	const auto own = vendor == vendor::ti ? ti_commands() : qualcomm_commands();
-
-	for (const auto rows : { own, standard_commands() }) {
+	for (const auto rows : command_groups(vendor)) {
 		const auto row = std::ranges::find(rows, opcode, &command::opcode);
 		if (row != rows.end())
 			return &*row;
@@ -104,6 +112,15 @@ static bytes command_complete(uint8_t credits, uint16_t opcode, const reply &ans
 	return event;
 }
 
+/* For a command without a Command Complete of its own. */
+static bytes command_status(uint8_t credits, uint16_t opcode, uint8_t status)
+{
+	bytes event = { PACKET_EVENT, EVENT_COMMAND_STATUS, 4, status, credits };
+
+	append_low_first_16(event, opcode);
+	return event;
+}
+
 static bytes extension_done(uint16_t opcode, const reply &answer)
 {
 	bytes event = { PACKET_EVENT, EVENT_VENDOR,
@@ -129,20 +146,36 @@ static bytes gap_command_status(uint16_t opcode, const reply &answer)
 	return event;
 }
 
-static bytes first_answer(const controller_settings &settings, uint16_t opcode, const reply &answer)
+/* A refusal has all return parameters too: an analyser would call it malformed. */
+static reply filled_up(const reply &answer, size_t returns)
 {
+	reply whole = answer;
+
+	if (answer.status != STATUS_SUCCESS && answer.payload.empty())
+		whole.payload.resize(returns);
+	return whole;
+}
+
+bytes controller::first_answer(uint16_t opcode, const reply &answer) const
+{
+	const controller_settings &settings = m_core.settings;
 	const bool is_ti = settings.kind->vendor == vendor::ti;
 	const uint8_t credits = settings.quirks & QUIRK_CREDIT_0 ? 0 : 1;
+	const command *const row = find_command(settings.kind->vendor, opcode);
 
 	if (is_ti && opcode >= 0xFE00)
 		return gap_command_status(opcode, answer);
 	if (is_ti && opcode >= 0xFC00)
 		return extension_done(opcode, answer);
-	return command_complete(credits, opcode, answer);
+	if (settings.quirks & QUIRK_LONE_STATUS)
+		return command_complete(credits, opcode, answer);
+	if (!row)
+		return command_status(credits, opcode, answer.status);
+	return command_complete(credits, opcode, filled_up(answer, row->returns));
 }
 
 controller::controller(const controller_settings &settings)
-    : m_core{ settings, power_up_state(settings) }
+    : m_core{ settings, power_up_state(settings), std::mt19937_64(settings.seed) }
 {
 }
 
@@ -167,7 +200,7 @@ std::vector<bytes> controller::answers(uint16_t opcode, const reply &answer) con
 
 	if (m_core.settings.quirks & QUIRK_SEGMENT_EVENT && opcode == PATCH_COMMAND)
 		events.push_back({ PACKET_EVENT, EVENT_VENDOR, 3, 0x00, 0x04, answer.status });
-	events.push_back(first_answer(m_core.settings, opcode, answer));
+	events.push_back(first_answer(opcode, answer));
 	if (answer.status == STATUS_SUCCESS)
 		events.insert(events.end(), answer.further.begin(), answer.further.end());
 	return events;
@@ -226,6 +259,12 @@ void controller::hear(uint32_t packets)
 		m_core.state.received = static_cast<uint16_t>(std::min(total, 0xFFFFu));
 }
 
+bool controller::reports_advertisements() const
+{
+	return m_core.state.scan.is_on && m_core.state.event_mask & MASK_LE_META &&
+	       m_core.state.le_event_mask & MASK_ADVERTISING_REPORT;
+}
+
 air_state controller::air() const
 {
 	const controller_state &state = m_core.state;
@@ -235,9 +274,15 @@ air_state controller::air() const
 		return air;
 	air.address = state.address;
 	if (state.doing == radio::advertising) {
+		air.is_random_address = wants_random_address(state.own_address_type);
+		if (air.is_random_address)
+			air.address = state.random_address.value_or(device_address{});
 		air.type = state.advertising_type;
 		air.slots = state.advertising_slots;
+		air.channels = state.advertising_channels;
 		air.payload = state.advertising_data;
+		if (is_scannable(air.type))
+			air.scan_response = state.scan_response;
 	} else {
 		air.channel = state.test_channel;
 	}

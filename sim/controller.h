@@ -4,6 +4,8 @@
 
 #include "sim/patch.h"
 
+#include <random>
+
 namespace sim
 {
 
@@ -28,6 +30,8 @@ enum quirk : uint32_t { /* what some firmware does and other does not */
 	QUIRK_LONG_DISCOVERABLE  = 0x10,
 	QUIRK_ENABLE_TWICE       = 0x20,
 	QUIRK_SEGMENT_EVENT      = 0x40,
+	QUIRK_LONE_STATUS        = 0x80,
+	QUIRK_STRAY_IGNORED      = 0x100,
 };
 // clang-format on
 
@@ -39,6 +43,7 @@ struct controller_settings {
 	uint16_t receiver_count = 0; /* what a receiver test hears without any other simulator */
 	bool strict_patch = false;
 	uint32_t quirks = 0;
+	uint64_t seed = 1; /* of the numbers that LE Rand gives */
 };
 
 controller_settings settings_of(const controller_kind &kind);
@@ -58,12 +63,36 @@ struct air_state {
 	uint8_t type = 0;   /* of the advertisement: 3 is non-connectable */
 	uint16_t slots = 0; /* between two advertisements, of 0.625 ms */
 	device_address address = {};
+	bool is_random_address = false;
+	uint8_t channels = 0; /* that it is sent on: bit 0 is 37, bit 2 is 39 */
 	bytes payload = {};
-	uint8_t channel = 0; /* of a test */
+	bytes scan_response = {}; /* for who asks a scannable one */
+	uint8_t channel = 0;      /* of a test */
 	uint8_t test_length = 0;
 	uint8_t test_pattern = 0;
 
 	bool operator==(const air_state &) const = default;
+};
+
+/* A device that another one has told of: the type of its address, and that. */
+struct peer_address {
+	uint8_t type;
+	device_address address;
+
+	bool operator==(const peer_address &) const = default;
+};
+
+/* How a controller listens for advertisements. */
+struct scan_state {
+	bool is_on = false;
+	bool asks = false; /* scannable ones for their scan response */
+	uint16_t interval_slots = 0x0010;
+	uint16_t window_slots = 0x0010;
+	uint8_t own_address_type = 0;
+	uint8_t filter = 0;
+	bool drops_duplicates = false;
+	uint32_t times = 0; /* that it was switched on: each time nothing was heard yet */
+	std::vector<peer_address> wanted = {}; /* the filter accept list */
 };
 
 constexpr size_t GAP_PARAM_COUNT = 104;
@@ -80,9 +109,17 @@ struct controller_state {
 	uint8_t tx_power = 0;
 	uint16_t user_revision = 0;
 	device_address address = {};
+	std::optional<device_address> random_address = {};
+	uint64_t event_mask = 0x00001FFFFFFFFFFF;
+	uint64_t le_event_mask = 0x1F;
 	uint8_t advertising_type = 0;
 	uint16_t advertising_slots = 0x0800;
+	uint8_t advertising_channels = 0x07;
+	uint8_t advertising_filter = 0;
+	uint8_t own_address_type = 0;
 	bytes advertising_data;
+	bytes scan_response;
+	scan_state scan = {};
 	uint8_t test_channel = 0;
 	uint8_t test_length = 0;
 	uint8_t test_pattern = 0;
@@ -93,6 +130,7 @@ struct controller_state {
 struct controller_core {
 	controller_settings settings;
 	controller_state state;
+	std::mt19937_64 random;
 };
 
 controller_state power_up_state(const controller_settings &settings);
@@ -129,17 +167,31 @@ enum allowed : uint8_t { /* where a command is taken; elsewhere: wrong state */
 
 constexpr int ANY_LENGTH = -1; /* the command looks at the length itself */
 
+/* Where a command stands among the supported ones that a controller tells of. */
+struct mask_place {
+	uint8_t octet;
+	uint8_t bit;
+};
+
 struct command {
 	uint16_t opcode;
 	int params; /* parameter bytes */
 	uint8_t allowed;
 	reply (*run)(controller_core &, byte_view params);
 	const char *name;
+	uint8_t returns = 0; /* bytes behind the status, which an analyser misses in a refusal */
+	std::optional<mask_place> place = {}; /* a maker's own have none */
 };
 
-std::span<const command> standard_commands();
+std::span<const command> basic_commands();
+std::span<const command> advertising_commands();
+std::span<const command> scan_commands();
+std::span<const command> test_commands();
 std::span<const command> ti_commands();
 std::span<const command> qualcomm_commands();
+
+/* All that a vendor's controller knows, its own first. */
+std::vector<std::span<const command>> command_groups(enum vendor vendor);
 
 /* The row of a vendor's controller for an opcode; null: it knows no such command. */
 const command *find_command(enum vendor vendor, uint16_t opcode);
@@ -168,6 +220,13 @@ class controller
 	void hear(uint32_t packets);
 
 	air_state air() const;
+	const scan_state &scan() const
+	{
+		return m_core.state.scan;
+	}
+
+	/* Does the host want to be told of advertisements? */
+	bool reports_advertisements() const;
 	const controller_settings &settings() const
 	{
 		return m_core.settings;
@@ -175,6 +234,7 @@ class controller
 
       private:
 	std::vector<bytes> answers(uint16_t opcode, const reply &answer) const;
+	bytes first_answer(uint16_t opcode, const reply &answer) const;
 	reply execute(uint16_t opcode, byte_view params);
 
 	controller_core m_core;

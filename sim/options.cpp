@@ -29,6 +29,8 @@ static const quirk_row quirks[] = {
 	{ "long-discoverable",     QUIRK_LONG_DISCOVERABLE, "the interval follows make discoverable" },
 	{ "enable-twice-refused",  QUIRK_ENABLE_TWICE,      "enabling twice is the wrong state" },
 	{ "segment-event",         QUIRK_SEGMENT_EVENT,     "a vendor event beside a segment's answer" },
+	{ "lone-status",           QUIRK_LONE_STATUS,       "a refusal is a Command Complete with nothing more" },
+	{ "stray-bytes-ignored",   QUIRK_STRAY_IGNORED,     "a byte that begins no packet is passed over" },
 };
 // clang-format on
 
@@ -345,6 +347,7 @@ static void complete(options &result)
 	controller_settings &controller = result.session.controller;
 
 	controller.manufacturer = result.manufacturer.value_or(controller.kind->manufacturer);
+	controller.seed = result.session.seed;
 	controller.hci_version = result.hci_version.value_or(controller.kind->hci_version);
 }
 

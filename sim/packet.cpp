@@ -47,24 +47,38 @@ void packet_reader::keep_what_may_be_reset()
 	}
 }
 
+/* A controller that skips takes every kind of packet; else those that a host sends to one. */
+bool packet_reader::is_stray(uint8_t byte) const
+{
+	if (m_stray == stray::skip)
+		return m_packet.empty() && !begins_packet(byte);
+	if (m_packet.empty())
+		return byte != PACKET_COMMAND && byte != PACKET_ACL_DATA;
+	return m_packet[0] == PACKET_ACL_DATA && m_packet.size() == 4 &&
+	       (byte << 8 | m_packet[3]) > static_cast<int>(LONGEST_ACL_DATA);
+}
+
+std::optional<bytes> packet_reader::take_whole()
+{
+	if (m_packet.empty() || packet_length(m_packet) != m_packet.size())
+		return std::nullopt;
+	m_is_lost = false;
+	return std::exchange(m_packet, {});
+}
+
 std::optional<bytes> packet_reader::take(uint8_t byte)
 {
-	if (m_is_lost) {
-		m_packet.push_back(byte);
-		keep_what_may_be_reset();
-		if (m_packet.empty() || packet_length(m_packet) != m_packet.size())
+	if (!m_is_lost && is_stray(byte)) {
+		if (m_stray == stray::skip) {
+			m_junk.push_back(byte);
 			return std::nullopt;
-		m_is_lost = false;
-		return std::exchange(m_packet, {});
-	}
-	if (m_packet.empty() && !begins_packet(byte)) {
-		m_junk.push_back(byte);
-		return std::nullopt;
+		}
+		m_is_lost = true;
 	}
 	m_packet.push_back(byte);
-	if (packet_length(m_packet) != m_packet.size())
-		return std::nullopt;
-	return std::exchange(m_packet, {});
+	if (m_is_lost)
+		keep_what_may_be_reset();
+	return take_whole();
 }
 
 bytes packet_reader::take_junk()

@@ -21,15 +21,27 @@ enum indicator : uint8_t { /* the byte in front of every packet on the line */
 const bytes STANDARD_RESET_HEAD = { PACKET_COMMAND, 0x03, 0x0C, 0x00 };
 const bytes TI_RESET_HEAD = { PACKET_COMMAND, 0x1D, 0xFC, 0x01 };
 
+/* What a reader makes of bytes that begin no packet. */
+enum class stray : uint8_t {
+	lose_sync, /* nobody knows where the next packet begins: only a reset is looked for */
+	skip,      /* they are passed over */
+};
+
+constexpr size_t LONGEST_ACL_DATA = 27; /* that the controller has room for */
+
 class packet_reader
 {
       public:
-	explicit packet_reader(std::vector<bytes> resets = { STANDARD_RESET_HEAD })
-	    : m_resets(std::move(resets))
+	explicit packet_reader(enum stray how = stray::lose_sync,
+			       std::vector<bytes> resets = { STANDARD_RESET_HEAD })
+	    : m_stray(how), m_resets(std::move(resets))
 	{
 	}
 
-	/* Takes one byte; the whole packet, indicator first, when this was its last byte. */
+	/*
+	 * Takes one byte; the whole packet, indicator first, when this was its last byte. With
+	 * this byte the step may be lost.
+	 */
 	std::optional<bytes> take(uint8_t byte);
 
 	/* Bytes thrown away because no packet begins with them, since the last call. */
@@ -52,9 +64,12 @@ class packet_reader
 	}
 
       private:
+	bool is_stray(uint8_t byte) const;
 	bool may_be_reset() const;
+	std::optional<bytes> take_whole();
 	void keep_what_may_be_reset();
 
+	enum stray m_stray;
 	std::vector<bytes> m_resets;
 	bytes m_packet;
 	bytes m_junk;

@@ -15,6 +15,7 @@ constexpr uint8_t EVENT_COMMAND_COMPLETE = 0x0E;
 constexpr uint8_t EVENT_COMMAND_STATUS = 0x0F;
 constexpr uint8_t EVENT_HARDWARE_ERROR = 0x10;
 constexpr moment LATE_RESET = std::chrono::milliseconds(5500); /* hosts give up after 5 s */
+constexpr uint8_t LOST_SYNC = 0x01;                            /* the code of that hardware error */
 constexpr size_t SWALLOWED = 8;
 
 static std::vector<bytes> resets_of(enum vendor vendor)
@@ -26,7 +27,9 @@ static std::vector<bytes> resets_of(enum vendor vendor)
 
 session::session(const session_settings &settings, recorder report)
     : m_settings(settings), m_report(std::move(report)), m_controller(settings.controller),
-      m_faults(settings.seed, settings.baud), m_reader(resets_of(settings.controller.kind->vendor)),
+      m_faults(settings.seed, settings.baud),
+      m_reader(settings.controller.quirks & QUIRK_STRAY_IGNORED ? stray::skip : stray::lose_sync,
+	       resets_of(settings.controller.kind->vendor)),
       m_in(settings.baud), m_out(settings.baud)
 {
 	for (const std::string &text : settings.faults)
@@ -221,9 +224,18 @@ void session::take_packet(const bytes &packet, moment began, moment at)
 	}
 	tell_struck(at);
 	for (const uint8_t byte : bent)
-		if (const auto other = m_reader.take(byte);
-		    other && other->front() == PACKET_COMMAND)
+		if (const auto other = read(byte, at); other && other->front() == PACKET_COMMAND)
 			execute(*other, at);
+}
+
+std::optional<bytes> session::read(uint8_t byte, moment at)
+{
+	const bool was_lost = m_reader.is_lost();
+	auto packet = m_reader.take(byte);
+
+	if (m_reader.is_lost() && !was_lost)
+		fail(LOST_SYNC, at);
+	return packet;
 }
 
 /* A controller works on one command at a time; what comes meanwhile waits. */
@@ -238,7 +250,7 @@ void session::work(moment now)
 		}
 		if (m_reader.pending() == 0)
 			m_packet_began = at;
-		if (const auto packet = m_reader.take(byte))
+		if (const auto packet = read(byte, std::max(at, m_busy_until)))
 			take_packet(*packet, m_packet_began, std::max(at, m_busy_until));
 	}
 }

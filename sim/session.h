@@ -79,6 +79,7 @@ class session
 
 	void arrive(uint8_t byte, moment at);
 	void work(moment now);
+	std::optional<bytes> read(uint8_t byte, moment at);
 	void take_packet(const bytes &packet, moment began, moment at);
 	void spend_credit(const bytes &packet, moment began, moment at);
 	void execute(const bytes &packet, moment at);

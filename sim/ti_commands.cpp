@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /* The commands of TI's network processor: its extensions of the radio and its GAP layer. */
-#include "sim/standard_commands.h"
+#include "sim/advertising_rules.h"
 
 #include <algorithm>
 
@@ -109,13 +109,18 @@ static reply make_discoverable(controller_core &core, byte_view params)
 	if (state.doing == radio::advertising ||
 	    (state.gap_role & (ROLE_BROADCASTER | ROLE_PERIPHERAL)) == 0)
 		return { STATUS_GAP_WRONG_MODE };
-	if (type > 3 || params[8] == 0 || params[8] > 7 || params[9] > 3)
+	if (type > NON_CONNECTABLE || params[8] == 0 || params[8] > ALL_ADVERTISING_CHANNELS ||
+	    params[9] > LAST_FILTER)
 		return { STATUS_BAD_PARAMETER };
-	if (!is_interval_allowed(core.settings, type, slots) || slots > most)
+	if (type != DIRECTED_FAST &&
+	    (!is_interval_allowed(core.settings, type, slots) || slots > most))
 		return { STATUS_BAD_PARAMETER };
 	state.doing = radio::advertising;
 	state.advertising_type = type;
-	state.advertising_slots = slots;
+	state.advertising_slots = type == DIRECTED_FAST ? FASTEST_SLOTS : slots;
+	state.advertising_channels = params[8];
+	state.advertising_filter = params[9];
+	state.own_address_type = 0; /* the layer sends under the device's own address */
 	if (core.settings.quirks & QUIRK_LONG_DISCOVERABLE)
 		append_low_first_16(more, slots);
 	return { .further = { gap_done(MAKE_DISCOVERABLE_DONE, more) } };
@@ -125,10 +130,11 @@ static reply update_advertising_data(controller_core &core, byte_view params)
 {
 	const uint8_t type = params.empty() ? uint8_t{ 0xFF } : params[0];
 
-	if (params.size() < 2 || type > 1 || params[1] > 31 || params.size() != 2u + params[1])
+	if (params.size() < 2 || type > 1 || params[1] > LONGEST_ADVERTISING_DATA ||
+	    params.size() != 2u + params[1])
 		return { STATUS_BAD_PARAMETER };
-	if (type == 1)
-		core.state.advertising_data.assign(params.begin() + 2, params.end());
+	(type == 1 ? core.state.advertising_data : core.state.scan_response)
+		.assign(params.begin() + 2, params.end());
 	return { .further = { gap_done(DATA_UPDATE_DONE, bytes{ type }) } };
 }
 

@@ -44,6 +44,25 @@ static const struct manual_row {
 	{ 0x201D,  1,  7 },
 	{ 0x201E,  3,  7 },
 	{ 0x201F,  0,  9 },
+}, further_manual[] = {
+	{ 0x0C01,  8,  7 },
+	{ 0x0C63,  8,  7 },
+	{ 0x1002,  0, 71 },
+	{ 0x1003,  0, 15 },
+	{ 0x1005,  0, 14 },
+	{ 0x2001,  8,  7 },
+	{ 0x2002,  0, 10 },
+	{ 0x2003,  0, 15 },
+	{ 0x2005,  6,  7 },
+	{ 0x2009, 32,  7 },
+	{ 0x200B,  7,  7 },
+	{ 0x200C,  2,  7 },
+	{ 0x200F,  0,  8 },
+	{ 0x2010,  0,  7 },
+	{ 0x2011,  7,  7 },
+	{ 0x2012,  7,  7 },
+	{ 0x2018,  0, 15 },
+	{ 0x201C,  0, 15 },
 }, ti_manual[] = {
 	{ 0xFC01,  1,  8 },
 	{ 0xFC0C,  6,  8 },
@@ -120,8 +139,9 @@ const manual_row *bench::manual(size_t opcode) const
 		return row == std::end(rows) ? nullptr : row;
 	};
 	const manual_row *const own = is_ti() ? find(ti_manual) : find(qualcomm_manual);
+	const manual_row *const standard = find(standard_manual);
 
-	return own ? own : find(standard_manual);
+	return own ? own : standard ? standard : find(further_manual);
 }
 
 void bench::note(const sim::record &what)
@@ -145,10 +165,17 @@ void bench::note(const sim::record &what)
 
 void bench::check_event(const bytes &event)
 {
+	static const bytes lost_step = { 0x04, 0x10, 0x01, 0x01 };
+
+	sim::append(m_events, event);
+	if (event == lost_step) {
+		must(!has(sim::QUIRK_STRAY_IGNORED), "no step is lost where bytes are ignored");
+		return;
+	}
 	must(event.size() >= 6 && event[0] == 0x04 && event.size() == size_t{ 3 } + event[2],
 	     "an event is one whole packet");
-	must(event[1] == 0x0E || event[1] == 0xFF, "an event has one of the two codes");
-	sim::append(m_events, event);
+	must(event[1] == 0x0E || event[1] == 0x0F || event[1] == 0xFF,
+	     "an event has one of the three codes");
 	if (m_second_is_due)
 		check_second(event);
 	else
@@ -177,16 +204,27 @@ void bench::check_first(const bytes &event)
 
 	const uint16_t opcode = sim::low_first_16(m_last, 1);
 	const bool is_vendor = is_ti() && opcode >= 0xFC00;
+	const uint8_t credit = has(sim::QUIRK_CREDIT_0) ? 0 : 1;
+	const manual_row *const row = manual(opcode);
+	if (event[1] == 0x0F) {
+		must(!row && !is_vendor && !has(sim::QUIRK_LONE_STATUS) &&
+			     event == bytes{ 0x04, 0x0F, 0x04, STATUS_UNKNOWN, credit, m_last[1],
+					     m_last[2] },
+		     "a Command Status tells that a command is unknown");
+		return;
+	}
 	must(event[1] == (is_vendor ? 0xFF : 0x0E), "the answer is of the command's kind");
 	must(event.size() >= (is_vendor ? 8u : 7u), "the answer has room for its status");
 	must(sim::low_first_16(event, is_vendor ? 6 : 4) == opcode, "the answer names its command");
 	if (!is_vendor)
-		must(event[3] == (has(sim::QUIRK_CREDIT_0) ? 0 : 1), "the credit is as it was set");
+		must(event[3] == credit, "the credit is as it was set");
 	const uint8_t status = is_vendor ? event[5] : event[6];
-	const manual_row *const row = manual(opcode);
 	must((row != nullptr) == (status != STATUS_UNKNOWN), "an unknown command is told so");
-	if (status != 0)
+	if (status != 0) {
+		if (!is_vendor && !has(sim::QUIRK_LONE_STATUS) && opcode < 0xFC00)
+			must(event.size() == row->first, "a refusal is as long as an answer");
 		return;
+	}
 	const bool is_version = opcode == 0xFC00 && m_last[4] == PATCH_VERSION;
 	must(event.size() == (is_version ? PATCH_VERSION_ANSWER : row->first),
 	     "the answer has the length of the manual");
@@ -212,8 +250,8 @@ void bench::check_air(const sim::air_state &air) const
 		must(air == sim::air_state{}, "a radio that is off has nothing on the air");
 		return;
 	case sim::radio::advertising:
-		must(air.payload.size() <= 31 && air.type <= 4 && air.slots >= 0x20 &&
-			     air.slots <= 0x4000,
+		must(air.payload.size() <= 31 && air.type <= 4 &&
+			     (air.slots >= 0x20 || air.type == 1) && air.slots <= 0x4000,
 		     "an advertisement is one that a radio can send");
 		return;
 	case sim::radio::receiving:
@@ -236,10 +274,11 @@ void bench::send_command(input &in)
 {
 	const size_t standard = std::size(standard_manual);
 	const size_t own = is_ti() ? std::size(ti_manual) : std::size(qualcomm_manual);
-	const size_t i = in.byte() % (standard + own);
-	const manual_row &row = i < standard ? standard_manual[i]
-				: is_ti()    ? ti_manual[i - standard]
-					     : qualcomm_manual[i - standard];
+	const size_t i = in.byte() % (standard + own + std::size(further_manual));
+	const manual_row &row = i < standard          ? standard_manual[i]
+				: i >= standard + own ? further_manual[i - standard - own]
+				: is_ti()             ? ti_manual[i - standard]
+						      : qualcomm_manual[i - standard];
 	const uint8_t told = in.byte(); /* 0: as many parameters as the manual says */
 	const byte_span params = in.take(told == 0 ? row.params : told - 1);
 	bytes packet = { 0x01 };
@@ -325,7 +364,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 	const uint8_t how = in.byte();
 
 	settings.controller = sim::settings_of(sim::controller_kinds[kind % 3]);
-	settings.controller.quirks = in.byte() & 0x7F;
+	settings.controller.quirks = in.byte() | (how & 0x10 ? sim::QUIRK_STRAY_IGNORED : 0u);
 	settings.controller.strict_patch = how & 0x02;
 	settings.baud = how & 0x04 ? 0 : 115200;
 	settings.buffer_size = how & 0x08 ? 64 : 1024;

@@ -6,14 +6,8 @@
 #include "tests/system/sim_stage.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
-
-static bool is_installed(const std::string &name)
-{
-	return std::filesystem::exists("/usr/bin/" + name);
-}
 
 static std::vector<std::string> lines_of(const std::string &text)
 {
@@ -23,15 +17,6 @@ static std::vector<std::string> lines_of(const std::string &text)
 	for (std::string line; std::getline(stream, line);)
 		lines.push_back(line);
 	return lines;
-}
-
-static size_t count_of(const std::string &text, const std::string &part)
-{
-	size_t count = 0;
-
-	for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-		count++;
-	return count;
 }
 
 class SimCaptures : public SimulatorTest

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 /* The simulator as a program: its start, its end, its link, its sockets, two on one air. */
-#include "tests/system/sim_stage.h"
+#include "tests/system/sim_host.h"
 
 #include <algorithm>
 #include <csignal>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <poll.h>
-#include <termios.h>
 #include <unistd.h>
 
 class SimProgram : public SimulatorTest
@@ -39,55 +36,6 @@ class SimProgram : public SimulatorTest
 	{
 		return folder + "/" + name;
 	}
-};
-
-/* The host's end of a line. */
-class host
-{
-      public:
-	explicit host(const std::string &path)
-	{
-		EXPECT_TRUE(comes_true([&] {
-			m_port = open(path.c_str(), O_RDWR | O_NOCTTY);
-			return m_port >= 0;
-		}));
-	}
-	~host()
-	{
-		close(m_port);
-	}
-	host(const host &) = delete;
-	host &operator=(const host &) = delete;
-
-	void use_flow_control()
-	{
-		struct termios settings;
-
-		EXPECT_EQ(tcgetattr(m_port, &settings), 0);
-		settings.c_cflag |= CRTSCTS;
-		EXPECT_EQ(tcsetattr(m_port, TCSANOW, &settings), 0);
-	}
-
-	/* Sends a command and reads an answer of `length` bytes. */
-	std::string say(const std::string &command, size_t length)
-	{
-		std::string answer;
-		pollfd watched = { m_port, POLLIN, 0 };
-
-		EXPECT_EQ(write(m_port, command.data(), command.size()),
-			  static_cast<ssize_t>(command.size()));
-		while (answer.size() < length && poll(&watched, 1, PATIENCE_MS) == 1) {
-			char data[256];
-			const ssize_t count = read(m_port, data, sizeof(data));
-			if (count <= 0)
-				break;
-			answer.append(data, static_cast<size_t>(count));
-		}
-		return answer;
-	}
-
-      private:
-	int m_port = -1;
 };
 
 static const std::string version("\x01\x01\x10\x00", 4);
@@ -196,8 +144,8 @@ TEST_F(SimProgram, AScriptActsAtItsTimes)
 	host desk(link());
 
 	EXPECT_TRUE(comes_true([&] {
-		return desk.say(version, 7).substr(0, 7) ==
-		       std::string("\x04\x0E\x04\x01\x01\x10\x11", 7);
+		return desk.say(version, 15).substr(0, 7) ==
+		       std::string("\x04\x0E\x0C\x01\x01\x10\x11", 7);
 	}));
 }
 

@@ -5,9 +5,24 @@
 #include "tests/system/stage.h"
 
 #include <cstring>
+#include <filesystem>
 
 static const char simulated_address[] = "BLE MAC Address: 020000000001\n";
 static const char no_answer[] = "WARNING: failed to read HCI response.\n";
+
+inline bool is_installed(const std::string &name)
+{
+	return std::filesystem::exists("/usr/bin/" + name);
+}
+
+inline size_t count_of(const std::string &text, const std::string &part)
+{
+	size_t count = 0;
+
+	for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+		count++;
+	return count;
+}
 
 class SimulatorTest : public SystemTest
 {

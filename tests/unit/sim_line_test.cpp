@@ -185,7 +185,7 @@ static std::string packets_in(sim::packet_reader &reader, const std::string &tex
 
 TEST(SimPacket, FindsEachKindByItsOwnLength)
 {
-	sim::packet_reader reader;
+	sim::packet_reader reader(sim::stray::skip);
 
 	EXPECT_EQ(packets_in(reader, "01 03 0C 00"), "01 03 0C 00|");
 	EXPECT_EQ(packets_in(reader, "01 09 20 02 AA BB"), "01 09 20 02 AA BB|");
@@ -208,9 +208,20 @@ TEST(SimPacket, FindsPacketsInPiecesAndInARow)
 	EXPECT_EQ(reader.pending(), 0u);
 }
 
-TEST(SimPacket, KeepsWhatBeginsNoPacketApart)
+TEST(SimPacket, WithoutItsStepItLooksForAResetInTheBytes)
 {
 	sim::packet_reader reader;
+
+	EXPECT_EQ(packets_in(reader, "01 09 10 00 00"), "01 09 10 00|");
+	EXPECT_TRUE(reader.is_lost());
+	EXPECT_EQ(packets_in(reader, "01 01 10 00 01 03 01 01 03 0C 01 03 0C"), "");
+	EXPECT_EQ(packets_in(reader, "00 01 09 10 00"), "01 03 0C 00|01 09 10 00|");
+	EXPECT_FALSE(reader.is_lost());
+}
+
+TEST(SimPacket, KeepsWhatBeginsNoPacketApart)
+{
+	sim::packet_reader reader(sim::stray::skip);
 
 	EXPECT_EQ(packets_in(reader, "00 06 FF 01 03 0C 00 99"), "01 03 0C 00|");
 	EXPECT_EQ(sim::hex_text(reader.take_junk()), "00 06 FF 99");

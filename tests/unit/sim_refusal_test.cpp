@@ -9,10 +9,10 @@ using sim::controller;
 TEST(SimRefusal, RefusesUnknownCommands)
 {
 	expect_all({
-		{ "standard", "ti-08", {}, "01 05 10 00", "04 0E 04 01 05 10 01" },
+		{ "standard", "ti-08", {}, "01 11 10 00", "04 0F 04 01 01 11 10" },
 		{ "extension", "ti-08", {}, "01 7E FC 00", "04 FF 05 7E 04 01 7E FC" },
 		{ "GAP", "ti-08", {}, "01 7E FE 00", "04 FF 06 7F 06 01 7E FE 00" },
-		{ "the other maker's", "qualcomm", {}, GAP_OFF, "04 0E 04 01 08 FE 01" },
+		{ "the other maker's", "qualcomm", {}, GAP_OFF, "04 0F 04 01 01 08 FE" },
 		{ "patch download on ti",
 		  "ti-06",
 		  {},
@@ -76,7 +76,11 @@ TEST(SimRefusal, RefusesInTheWrongState)
 		  { receiver },
 		  "01 1E 20 03 00 25 00",
 		  "04 0E 04 01 1E 20 0C" },
-		{ "test end without a test", "ti-06", {}, "01 1F 20 00", "04 0E 04 01 1F 20 0C" },
+		{ "test end without a test: its count is there all the same",
+		  "ti-06",
+		  {},
+		  "01 1F 20 00",
+		  "04 0E 06 01 1F 20 0C 00 00" },
 		{ "enable within a test", "qualcomm", patched({ receiver }), LE_ON,
 		  "04 0E 04 01 0A 20 0C" },
 		{ "device init within a test",
@@ -99,6 +103,17 @@ TEST(SimRefusal, RefusesAllButThePatchBeforeThePatch)
 		ask(chip, RESET); /* a reset alone helps nothing */
 		EXPECT_EQ(ask(chip, command).substr(18, 2), "0C");
 	}
+}
+
+TEST(SimRefusal, QuirkLoneStatusLeavesEverythingElseOut)
+{
+	sim::controller_settings settings = settings_named("qualcomm");
+	settings.quirks = sim::QUIRK_LONE_STATUS;
+	controller chip(settings);
+
+	EXPECT_EQ(ask(chip, "01 11 10 00"), "04 0E 04 01 11 10 01");
+	EXPECT_EQ(ask(chip, "01 09 10 00"), "04 0E 04 01 09 10 0C");
+	EXPECT_EQ(ask(chip, "01 01 10 00"), "04 0E 0C 01 01 10 00 0B 10 00 0B 1D 00 10 01");
 }
 
 TEST(SimRefusal, RefusesBadParameters)
@@ -138,6 +153,21 @@ TEST(SimRefusal, RefusesBadParameters)
 		  {},
 		  "01 06 20 0F A1 00 A0 00 03 00 00 00 00 00 00 00 00 07 00",
 		  refused },
+		{ "low duty directed 0x0020 before 5.0",
+		  "ti-08",
+		  {},
+		  parameters("20 00", "04"),
+		  taken },
+		{ "low duty directed below 0x0020",
+		  "ti-08",
+		  {},
+		  parameters("1F 00", "04"),
+		  refused },
+		{ "high duty directed has no interval",
+		  "ti-08",
+		  {},
+		  parameters("00 00", "01"),
+		  taken },
 		{ "unknown type", "ti-08", {}, parameters("A0 00", "05"), refused },
 		{ "no channel",
 		  "ti-08",

@@ -99,7 +99,7 @@ TEST_P(SimRobustness, NonsenseAndFaultsLeaveItInOrder)
 		size_t records = 0;
 		sim::moment now = {};
 		settings.controller = settings_named(GetParam());
-		settings.controller.quirks = static_cast<uint32_t>(random() & 0x7F);
+		settings.controller.quirks = static_cast<uint32_t>(random() & 0x1FF);
 		settings.controller.strict_patch = seed % 2 == 0;
 		settings.baud = seed % 3 == 0 ? 0 : 115200;
 		settings.buffer_size = 64;
@@ -126,6 +126,44 @@ TEST_P(SimRobustness, NonsenseAndFaultsLeaveItInOrder)
 		      sim::QUIRK_SWALLOW)) == 0) {
 			EXPECT_EQ(answer_after(session, now), good) << "seed " << seed;
 		}
+	}
+}
+
+/* What a hostile host sends: nonsense, halves of packets, and lengths that swallow the rest. */
+static sim::bytes hostile_stream(std::mt19937_64 &random)
+{
+	sim::bytes stream;
+
+	for (size_t i = 0; i < 30; i++) {
+		sim::bytes next = next_input(random);
+		if (random() % 3 == 0)
+			next.resize(random() % (next.size() + 1));
+		sim::append(stream, next);
+		if (random() % 4 == 0)
+			sim::append(stream, { { static_cast<uint8_t>(random() % 6), 0xFF, 0xFF,
+						static_cast<uint8_t>(random()) } });
+	}
+	return stream;
+}
+
+TEST_P(SimRobustness, NoHostileStreamLeavesItDeafToAReset)
+{
+	const std::string done = "04 0E 04 01 03 0C 00";
+
+	for (uint64_t seed = 1; seed <= 600; seed++) {
+		std::mt19937_64 random(seed);
+		sim::session_settings settings;
+		settings.controller = settings_named(GetParam());
+		settings.baud = 0;
+		sim::session session(settings, [](const sim::record &) {});
+		session.receive(hostile_stream(random), {});
+		session.advance(std::chrono::seconds(1));
+		std::string answers;
+		for (int i = 0; i < 80; i++) {
+			session.receive(sim::parse_hex(RESET).value(), std::chrono::seconds(1));
+			answers += sim::hex_text(session.advance(std::chrono::seconds(1)));
+		}
+		EXPECT_TRUE(answers.ends_with(done + done)) << "seed " << seed << ": " << answers;
 	}
 }
 

@@ -81,9 +81,32 @@ TEST(SimSession, AFullBufferLosesBytes)
 	EXPECT_EQ(notices, std::vector<std::string>(3, "overrun: a byte is lost"));
 }
 
-TEST(SimSession, BytesThatBeginNoPacketAreToldAndPassedOver)
+TEST(SimSession, AByteThatBeginsNoPacketLosesTheStep)
 {
 	desk on("ti-08");
+
+	EXPECT_EQ(on.say("00"), "04 10 01 01");
+	EXPECT_EQ(on.say(VERSION + " FF 01 03"), "") << "only a reset is looked for";
+	EXPECT_EQ(on.say("0C 00"), RESET_DONE);
+	EXPECT_EQ(on.say(VERSION), VERSION_OF_TI_08);
+}
+
+TEST(SimSession, APacketThatNoHostSendsLosesTheStep)
+{
+	for (const char *packet :
+	     { "03 00 00 00", "04 0E 00", "05 00 00 00 00", "02 00 00 1C 00", "02 00 00 00 01" }) {
+		desk on("ti-08");
+		EXPECT_EQ(on.say(packet), "04 10 01 01") << packet;
+		EXPECT_EQ(on.say(RESET), RESET_DONE);
+	}
+	desk on("ti-08");
+	EXPECT_EQ(on.say("02 00 00 1B 00 " + repeated("00", 27)), "") << "there is room for it";
+	EXPECT_EQ(on.say(VERSION), VERSION_OF_TI_08);
+}
+
+TEST(SimSession, QuirkStrayBytesIgnoredPassesThemOverAndTells)
+{
+	desk on("ti-08", {}, 0, sim::QUIRK_STRAY_IGNORED);
 
 	EXPECT_EQ(on.say("FF 00 " + RESET), RESET_DONE);
 	ASSERT_EQ(on.count(happened::notice), 1u);
