@@ -7,7 +7,6 @@
 #include <cstring>
 
 using std::chrono::steady_clock;
-using namespace std::chrono_literals;
 
 static const char version_line[] = "BLE configuration utility: 0.3.0\n";
 
@@ -41,7 +40,7 @@ void world::settle(chance &dice)
 	while (!ask({ "show", "version" }, version_line)) {
 		if (has_ended(daemon.pid))
 			throw violation("the daemon has ended");
-		if (steady_clock::now() - start > 60s)
+		if (steady_clock::now() - start > PATIENCE)
 			throw violation("the daemon takes no command any more");
 		end_block(dice);
 	}
@@ -121,7 +120,8 @@ void world::heal(chance &dice)
 		if (!ask({ "show", "mac" }, expected))
 			throw violation("after healing the address is not " + address);
 	} else {
-		const std::string shown = end_client(begin_client({ "show", "mac" }));
+		const std::string shown =
+			end_client(begin_client({ "--timeout", "180", "show", "mac" }));
 		if (shown.find(expected) == std::string::npos) /* a trace may be around it */
 			throw violation("after healing vorlinctl says " + shown + "and not " +
 					address);

@@ -83,6 +83,11 @@ pursuit pursuit_of(pid_t pid)
 	return pursuit::running;
 }
 
+uint64_t waits_of(pid_t pid)
+{
+	return status_number(content_of(proc(pid, "status")), "\nvoluntary_ctxt_switches:", 10);
+}
+
 const char *pursuit_name(pursuit what)
 {
 	switch (what) {

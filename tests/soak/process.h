@@ -26,6 +26,9 @@ enum class pursuit : uint8_t {
 	awaiting_lock,
 };
 pursuit pursuit_of(pid_t pid);
+
+/* How often it has begun to wait, for whatever: the same number is the same wait. */
+uint64_t waits_of(pid_t pid);
 const char *pursuit_name(pursuit what);
 
 struct process_row {

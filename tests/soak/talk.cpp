@@ -11,37 +11,48 @@
 using std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-/* How long a line may keep the daemon before something is done about it. */
+/* How long a line with faults may keep the daemon before something is done about it. */
 constexpr std::chrono::milliseconds WITHIN_EVENT = 120ms;
 constexpr std::chrono::milliseconds SILENCE = 500ms;
-constexpr std::chrono::milliseconds CLEAN_LINE = 4s; /* less than the daemon waits itself */
-constexpr std::chrono::milliseconds ANY_WAIT = 15s;  /* two silent exchanges, and a patch */
+constexpr std::chrono::milliseconds ANY_WAIT = 15s; /* two silent exchanges, and a patch */
 
-/* Whether the line keeps the daemon, for it has been at the same so long. */
-static bool is_block(pursuit what, steady_clock::duration lasted, bool is_clean)
+/* Whether the line keeps the daemon, for it has waited for the same so long. */
+static bool is_block(pursuit what, steady_clock::duration lasted)
 {
 	if (what == pursuit::within_event)
-		return lasted > (is_clean ? CLEAN_LINE : WITHIN_EVENT);
+		return lasted > WITHIN_EVENT;
 	if (what == pursuit::awaiting_event)
-		return lasted > (is_clean ? CLEAN_LINE : SILENCE);
+		return lasted > SILENCE;
 	return false;
 }
 
-/* Until the condition holds; false when the line keeps the daemon from it. */
+/*
+ * Until the condition holds; false when the line keeps the daemon from it. A clean line keeps it
+ * from nothing, however long a busy machine takes.
+ */
 bool world::wait_for(const std::function<bool()> &condition)
 {
+	if (m_is_clean) {
+		bool holds = false;
+		comes_true([&] {
+			holds = condition();
+			return holds || has_ended(daemon.pid);
+		});
+		return holds;
+	}
+
 	const auto start = steady_clock::now();
 	auto since = start;
-	pursuit before = pursuit::running;
+	uint64_t before = 0;
 
 	while (!condition()) {
 		const auto now = steady_clock::now();
 		const pursuit what = pursuit_of(daemon.pid);
-		if (what != before)
+		const uint64_t waits = waits_of(daemon.pid);
+		if (waits != before)
 			since = now;
-		before = what;
-		if (is_block(what, now - since, m_is_clean) || now - start > ANY_WAIT ||
-		    has_ended(daemon.pid))
+		before = waits;
+		if (is_block(what, now - since) || now - start > ANY_WAIT || has_ended(daemon.pid))
 			return false;
 		usleep(1000);
 	}

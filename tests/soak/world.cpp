@@ -19,7 +19,6 @@
 
 namespace fs = std::filesystem;
 using std::chrono::steady_clock;
-using namespace std::chrono_literals;
 
 /* So big that it is soon to be seen should the daemon not free it. */
 static const char patch_size[] = "30000";
@@ -123,7 +122,7 @@ void world::end_daemon(int signo, chance &dice)
 	signal_daemon(signo);
 	const auto start = steady_clock::now();
 	while (!wait_for([&] { return has_ended(daemon.pid); }) && !has_ended(daemon.pid)) {
-		if (steady_clock::now() - start > 30s)
+		if (steady_clock::now() - start > PATIENCE)
 			throw violation("the daemon does not end");
 		end_block(dice);
 	}
@@ -261,7 +260,7 @@ std::string world::control(const std::string &command)
 		return "";
 	peer.write(command + "\n");
 	pollfd watched = { peer.descriptor(), POLLIN, 0 };
-	while (peer.is_open() && poll(&watched, 1, 3000) > 0) {
+	while (peer.is_open() && poll(&watched, 1, PATIENCE_MS) > 0) {
 		for (const std::string &line : peer.read_lines()) {
 			if (line.starts_with("error: "))
 				throw violation("the simulator refuses " + command + ": " + line);
