@@ -179,11 +179,10 @@ int64_t access_point::wait_for_segment()
 	return at;
 }
 
-void access_point::watch_for_loop()
+bool access_point::watch_for_loop()
 {
 	m_segment->cmd_doing = 1;
-	if (m_segment->config.opt.status >= BLE_STATUS_AVAILABLE)
-		throw std::runtime_error("the machine is too busy to watch the daemon start");
+	return m_segment->config.opt.status < BLE_STATUS_AVAILABLE;
 }
 
 int64_t access_point::wait_for_loop()
@@ -234,15 +233,20 @@ static void change_semaphore(short by)
 		throw std::runtime_error("the semaphore is gone");
 }
 
+void access_point::write_words(const words &command)
+{
+	m_segment->cmd.argc = static_cast<int32_t>(command.size());
+	for (size_t i = 0; i < command.size(); i++)
+		strcpy(m_segment->cmd.argv[i], command[i].c_str());
+	m_segment->cmd_doing = 1;
+}
+
 int64_t access_point::say(const words &command)
 {
 	const pid_t pid = daemon();
 
 	change_semaphore(-1);
-	m_segment->cmd.argc = static_cast<int32_t>(command.size());
-	for (size_t i = 0; i < command.size(); i++)
-		strcpy(m_segment->cmd.argv[i], command[i].c_str());
-	m_segment->cmd_doing = 1;
+	write_words(command);
 	change_semaphore(1);
 	const int64_t at = wall_clock();
 	kill(pid, SIGUSR1);
@@ -251,7 +255,13 @@ int64_t access_point::say(const words &command)
 
 void access_point::say_and_wait(const words &command)
 {
-	say(command);
+	const pid_t pid = daemon();
+
+	change_semaphore(-1);
+	kill(pid, SIGUSR1);
+	wait_until([] { return semctl(semaphore_id(), 0, GETNCNT) > 0; }, "the daemon");
+	write_words(command);
+	change_semaphore(1);
 	wait_until([this] { return m_segment->cmd_doing == 0; }, "the end of " + command[0]);
 }
 

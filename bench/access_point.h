@@ -20,7 +20,7 @@ int64_t wall_clock();
 
 /* When `condition` first held, to a thousandth of the wait and 50 us. */
 int64_t wait_until(const std::function<bool()> &condition, const std::string &what,
-		   int64_t most_seconds = 30);
+		   int64_t most_seconds = 180);
 
 void sleep_for(double seconds);
 
@@ -42,7 +42,7 @@ class access_point
 	int64_t wait_for_segment();
 
 	/* When the loop begins: it tells whoever waits for a command. Watched before that. */
-	void watch_for_loop();
+	bool watch_for_loop(); /* false: it may have begun already */
 	int64_t wait_for_loop();
 
 	/* All of it, for whoever does not measure the start. */
@@ -53,6 +53,11 @@ class access_point
 
 	/* Words for the daemon, and SIGUSR1: the time just before the signal. */
 	int64_t say(const words &command);
+
+	/*
+	 * The same to its end, for whoever does not measure it: the lock is kept until the daemon
+	 * asks for it, so that no round is under way but the command's own.
+	 */
 	void say_and_wait(const words &command);
 
 	void stop_daemon();
@@ -73,6 +78,7 @@ class access_point
 
       private:
 	void wait_for_controller();
+	void write_words(const words &command);
 	pid_t start(const words &command, const std::string &name) const;
 	void stop(pid_t &pid, pid_t signalled);
 

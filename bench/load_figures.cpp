@@ -75,7 +75,7 @@ static void measure_calls_of(const bench_settings &settings, const call_row &row
 		       { static_cast<double>(step.size()) },
 		       row.calls,
 		       row.calls,
-		       true });
+		       judgement::always });
 	for (const std::string &name : step)
 		printf(" %s", name.c_str());
 	printf("\n");
@@ -95,22 +95,27 @@ static void add_memory(figure_list &figures, const std::string &when, const usag
 		       { now.resident_kib },
 		       before.resident_kib,
 		       before.resident_kib,
-		       true });
+		       judgement::always });
 	add(figures, { when + ", private and written to",
 		       "KiB",
 		       { now.private_kib },
 		       before.private_kib,
 		       before.private_kib,
-		       true });
-	add(figures,
-	    { when + ", mappings", "", { now.mappings }, before.mappings, before.mappings, true });
+		       judgement::always });
+	add(figures, { when + ", mappings",
+		       "",
+		       { now.mappings },
+		       before.mappings,
+		       before.mappings,
+		       judgement::always });
 }
 
 static void measure_idle(access_point &point, double seconds, figure_list &figures)
 {
 	sleep_for(0.3);
-	const usage before = usage_of(point.daemon());
+	/* Around both looks: whatever holds this process up between, no second is missing. */
 	const int64_t begin = wall_clock();
+	const usage before = usage_of(point.daemon());
 	sleep_for(seconds);
 	const usage after = usage_of(point.daemon());
 	const double took = static_cast<double>(wall_clock() - begin) / 1e9;
@@ -120,7 +125,7 @@ static void measure_idle(access_point &point, double seconds, figure_list &figur
 		       { (after.wakeups - before.wakeups) / took },
 		       10,
 		       10.1,
-		       true });
+		       judgement::always });
 	add(figures, { "idle, processor time in 10 minutes",
 		       "s",
 		       { (after.cpu_seconds - before.cpu_seconds) / took * 600 } });

@@ -126,7 +126,9 @@ static void add_rotation(figure_list &figures, const rotation_row &row,
 	}
 	if (row.is_bound) {
 		most.allowed = 3;
+		most.judged = judgement::alone;
 		drift.allowed = 0.5;
+		drift.judged = judgement::alone;
 	}
 	printf("%s%zu times %zu steps, each due after %.3f ms\n", name.c_str(), runs.size(),
 	       runs.front().extra.size(), mean(runs.front().due));

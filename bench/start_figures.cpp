@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <stdexcept>
 
 constexpr size_t PATCH_SIZE = 128 * 1024;
@@ -68,7 +69,8 @@ static void fill_patch_times(const std::vector<line_packet> &packets, start_time
 	times.patch_rate = static_cast<double>(PATCH_SIZE) / ((took - double(PATCH_SETTLES)) / 1e9);
 }
 
-static start_times start_once(const bench_settings &settings, const start_row &row)
+/* Nothing where the daemon was through before anybody could watch it: the machine is busy. */
+static std::optional<start_times> start_once(const bench_settings &settings, const start_row &row)
 {
 	access_point point(settings.build);
 	start_times times = {};
@@ -82,13 +84,15 @@ static start_times start_once(const bench_settings &settings, const start_row &r
 	point.start_simulator(row.controller, { "--capture", point.file("line") });
 	const int64_t begin = point.start_daemon();
 	const int64_t segment = point.wait_for_segment();
-	point.watch_for_loop();
+	if (!point.watch_for_loop())
+		return std::nullopt;
 	const int64_t identified = wait_until(
 		[&] { return point.segment().config.opt.status == BLE_STATUS_AVAILABLE; },
 		"the controller");
 	const int64_t loop = point.wait_for_loop();
 	point.load_beacons(1, "100");
-	point.say_and_wait({ "ibeacon", "start" });
+	point.say({ "ibeacon", "start" });
+	wait_until([&] { return point.segment().cmd_doing == 0; }, "the beacon");
 	point.stop_daemon();
 	point.stop_simulator();
 
@@ -124,8 +128,14 @@ static void measure_start(const bench_settings &settings, const start_row &row, 
 {
 	std::vector<start_times> all;
 
-	for (int i = 0; i < runs; i++)
-		all.push_back(start_once(settings, row));
+	for (int i = 0; i < runs * 4 && all.size() < static_cast<size_t>(runs); i++)
+		if (const auto times = start_once(settings, row))
+			all.push_back(*times);
+	if (all.empty()) {
+		printf("%s, start: not measured, the machine is too busy to watch one\n",
+		       row.controller);
+		return;
+	}
 	const start_times &one = all.front();
 	figure segment = start_figure(row, "start to segment (process, pidof)", 0, 0);
 	figure identified = start_figure(row, "start to status 2", one.least_identified, 1.05);
@@ -141,8 +151,8 @@ static void measure_start(const bench_settings &settings, const start_row &row, 
 			.unit = "B/s",
 			.samples = {},
 			.limit = 11520.0 * 243 / 257 };
-	bare.is_guarded = true;
-	patch.is_guarded = true;
+	bare.judged = judgement::alone;
+	patch.judged = judgement::alone;
 	for (const start_times &times : all) {
 		segment.samples.push_back(times.segment);
 		identified.samples.push_back(times.identified);

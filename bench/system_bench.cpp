@@ -20,7 +20,7 @@ static bool measure(const bench_settings &settings, const char *json)
 	measure_starts(settings, bare_exchange, figures);
 	measure_idle_and_load(settings, figures);
 	write_json(figures, json);
-	return hold_guards(figures);
+	return all_kept(figures);
 }
 
 int main(int argc, char **argv)
