@@ -6,13 +6,29 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 namespace sim
 {
 
 constexpr moment WINDOW = std::chrono::seconds(10);
 constexpr size_t LINES_PER_ROW = 3;
-constexpr size_t OTHER_LINES = 5; /* title, state, blank, axis, and what is left out */
+constexpr size_t OTHER_LINES = 4;     /* title, state, blank and axis */
+constexpr size_t LEAST_WITH_BARS = 8; /* lines; with less there is one for each row */
+
+struct glyphs {
+	const char *cells[5]; /* from never on the air to always */
+	const char *mark;     /* before what is on the air */
+	const char *cut;
+};
+
+static const glyphs &glyphs_of(letters alphabet)
+{
+	static constexpr glyphs utf8 = { { " ", "░", "▒", "▓", "█" }, "● ", "…" };
+	static constexpr glyphs ascii = { { " ", ".", ":", "+", "#" }, "* ", ">" };
+
+	return alphabet == letters::utf8 ? utf8 : ascii;
+}
 
 static std::string painted(const std::string &text, size_t row, colours colour)
 {
@@ -23,17 +39,22 @@ static std::string painted(const std::string &text, size_t row, colours colour)
 	return "\033[" + std::to_string(palette[row % std::size(palette)]) + "m" + text + "\033[0m";
 }
 
-/* At most so many letters: a line that the terminal breaks would push the others down. */
-static std::string fit(const std::string &text, size_t columns)
+static size_t letters_in(const std::string &text)
 {
-	size_t letters = 0;
+	return static_cast<size_t>(std::ranges::count_if(
+		text, [](char c) { return (static_cast<uint8_t>(c) & 0xC0) != 0x80; }));
+}
 
-	for (size_t i = 0; i < text.size(); i++) {
-		const bool begins_letter = (static_cast<uint8_t>(text[i]) & 0xC0) != 0x80;
-		if (begins_letter && ++letters > columns)
-			return text.substr(0, i);
-	}
-	return text;
+/* A line that the terminal breaks would push the others down; half a number would be another. */
+static std::string fit(const std::string &text, size_t columns, const glyphs &g)
+{
+	if (letters_in(text) <= columns)
+		return text;
+	std::string part = text;
+	while (letters_in(part) >= columns)
+		part.pop_back();
+	const size_t space = part.rfind(' ');
+	return part.substr(0, space == std::string::npos ? 0 : space + 1) + g.cut;
 }
 
 /* The share of each cell of the window in which a row was on the air. */
@@ -64,21 +85,31 @@ static std::vector<double> shares(const timeline &times, size_t index, moment no
 	return share;
 }
 
-static std::string bar(const std::vector<double> &share)
+static std::string bar(const std::vector<double> &share, const glyphs &g)
 {
-	static constexpr const char *blocks[] = { " ", "░", "▒", "▓", "█" };
 	std::string text;
 
 	for (const double part : share)
-		text += part <= 0
-				? blocks[0]
-				: blocks[static_cast<size_t>(std::clamp(part * 4 + 0.5, 1.0, 4.0))];
+		text += part <= 0 ? g.cells[0]
+				  : g.cells[static_cast<size_t>(
+					    std::clamp(part * 4 + 0.5, 1.0, 4.0))];
 	return text;
 }
 
-static std::string heading(const air_state &air)
+/* What is sent, with less of the UUID where the line is short: it is the numbers that differ. */
+static std::string heading(const air_state &air, size_t columns, const glyphs &g)
 {
-	return air.doing == radio::advertising ? payload_text(air.payload) : air_text(air);
+	const auto found = decode_beacon(air.payload);
+	const std::string whole =
+		air.doing == radio::advertising ? payload_text(air.payload) : air_text(air);
+
+	if (letters_in(whole) <= columns || air.doing != radio::advertising || !found)
+		return fit(whole, columns, g);
+	const std::string numbers = "major " + std::to_string(found->major_number) + " minor " +
+				    std::to_string(found->minor_number);
+	const std::string shorter = "uuid " + found->uuid.substr(0, 8) + g.cut + " " + numbers +
+				    " power " + std::to_string(found->measured_power) + " dBm";
+	return letters_in(shorter) <= columns ? shorter : fit(numbers, columns, g);
 }
 
 static std::string details(const timeline &times, size_t index, moment now)
@@ -106,7 +137,7 @@ static std::string axis(size_t cells)
 	return "  " + left + std::string(gap, ' ') + right + "\n";
 }
 
-static std::string state_line(const timeline &times, moment now)
+static std::string state_line(const timeline &times, moment now, size_t columns, const glyphs &g)
 {
 	const auto current = times.current();
 	char text[64];
@@ -114,32 +145,56 @@ static std::string state_line(const timeline &times, moment now)
 	if (!current)
 		return "the radio is off";
 	const double seconds = std::chrono::duration<double>(now - times.current_since()).count();
-	snprintf(text, sizeof(text), "on the air for %.1f s: ", seconds);
-	return text + heading(times.rows()[*current].air);
+	const int length = snprintf(text, sizeof(text), "on the air for %.1f s", seconds);
+	const auto room = static_cast<size_t>(length) + 2;
+	if (columns < room + strlen("major 1 minor 1"))
+		return fit(text, columns, g);
+	return std::string(text) + ": " + heading(times.rows()[*current].air, columns - room, g);
 }
 
-std::string draw_view(const std::string &title, const timeline &times, moment now, view_size size,
-		      colours colour)
+static std::string first_line(const std::string &title, moment now, size_t columns, const glyphs &g)
 {
-	const size_t cells = size.columns > 8 ? size.columns - 4 : 4;
-	const size_t room =
-		size.lines > OTHER_LINES ? (size.lines - OTHER_LINES) / LINES_PER_ROW : 0;
-	const size_t count = std::min(times.rows().size(), std::max<size_t>(room, 1));
 	char clock[32];
 
 	snprintf(clock, sizeof(clock), "  %.1f s", std::chrono::duration<double>(now).count());
-	std::string text = fit(title + clock, size.columns) + "\n" +
-			   fit(state_line(times, now), size.columns) + "\n\n";
+	const size_t room = columns > strlen(clock) ? columns - strlen(clock) : 0;
+	return fit(title, room, g) + clock;
+}
+
+/* How many of the rows fit into so many lines, the last of which tells of those that do not. */
+static size_t rows_shown(size_t rows, size_t lines, size_t lines_per_row)
+{
+	if (rows * lines_per_row <= lines)
+		return rows;
+	return lines > 0 ? (lines - 1) / lines_per_row : 0;
+}
+
+std::string draw_view(const std::string &title, const timeline &times, moment now, view_size size,
+		      colours colour, letters alphabet)
+{
+	const glyphs &g = glyphs_of(alphabet);
+	const bool has_bars = size.lines >= LEAST_WITH_BARS;
+	const size_t cells = size.columns > 8 ? size.columns - 4 : 4;
+	const size_t rows = times.rows().size();
+	const size_t count = has_bars ? rows_shown(rows, size.lines - OTHER_LINES, LINES_PER_ROW)
+				      : rows_shown(rows, size.lines > 2 ? size.lines - 2 : 0, 1);
+	std::string text = first_line(title, now, size.columns, g) + "\n" +
+			   state_line(times, now, size.columns, g) + (has_bars ? "\n\n" : "\n");
+
 	for (size_t i = 0; i < count; i++) {
-		const std::string mark = times.current() == i ? "● " : "  ";
-		text += painted(fit(mark + heading(times.rows()[i].air), size.columns), i, colour);
-		text += "\n" + fit("  " + details(times, i, now), size.columns) + "\n";
-		text += "  " + painted(bar(shares(times, i, now, cells)), i, colour) + "\n";
+		const std::string mark = times.current() == i ? g.mark : "  ";
+		text += painted(mark + heading(times.rows()[i].air, size.columns - 2, g), i,
+				colour);
+		text += "\n";
+		if (!has_bars)
+			continue;
+		text += fit("  " + details(times, i, now), size.columns, g) + "\n";
+		text += "  " + painted(bar(shares(times, i, now, cells), g), i, colour) + "\n";
 	}
-	if (count > 0)
+	if (has_bars && count > 0)
 		text += axis(cells);
-	if (count < times.rows().size())
-		text += "  and " + std::to_string(times.rows().size() - count) + " more\n";
+	if (count < rows)
+		text += "  and " + std::to_string(rows - count) + " more\n";
 	return text;
 }
 

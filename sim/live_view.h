@@ -14,8 +14,14 @@ struct view_size {
 
 enum class colours : uint8_t { none, terminal };
 
-/* One whole picture, `title` first; lines end with a newline. */
+/* What blocks, dots and the sign for a cut are drawn with. */
+enum class letters : uint8_t { utf8, ascii };
+
+/*
+ * One whole picture of at most so many lines, `title` first; lines end with a newline. What is
+ * too long for a line is cut between two words, with a sign.
+ */
 std::string draw_view(const std::string &title, const timeline &times, moment now, view_size size,
-		      colours colour);
+		      colours colour, letters alphabet = letters::utf8);
 
 } // namespace sim

@@ -6,7 +6,10 @@
 #include "sim/live_view.h"
 #include "sim/svg_report.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -16,10 +19,39 @@ namespace sim
 
 constexpr moment VIEW_EVERY = std::chrono::milliseconds(200);
 
+/* As the environment has it, with "" for what it has not. */
+static std::string_view environment(const char *name)
+{
+	const char *value = getenv(name);
+
+	return value ? value : "";
+}
+
+static bool can_move_pictures()
+{
+	const std::string_view terminal = environment("TERM");
+
+	return isatty(STDOUT_FILENO) == 1 && !terminal.empty() && terminal != "dumb";
+}
+
+/* By its name alone: the locale itself need not be installed where the program runs. */
+static letters terminal_letters()
+{
+	for (const char *name : { "LC_ALL", "LC_CTYPE", "LANG" }) {
+		std::string locale(environment(name));
+		if (locale.empty())
+			continue;
+		std::ranges::transform(locale, locale.begin(), tolower);
+		return locale.find("utf") != std::string::npos ? letters::utf8 : letters::ascii;
+	}
+	return letters::ascii;
+}
+
 records::records(const options &settings)
-    : m_options(settings),
-      m_is_terminal(settings.live_size.columns > 0 || isatty(STDOUT_FILENO) == 1),
-      m_air_log(settings.summary_every)
+    : m_options(settings), m_is_terminal(settings.live_size.columns > 0 || can_move_pictures()),
+      m_colours(m_is_terminal && environment("NO_COLOR").empty() ? colours::terminal
+								 : colours::none),
+      m_letters(terminal_letters()), m_air_log(settings.summary_every)
 {
 }
 
@@ -108,10 +140,11 @@ void records::draw(moment now)
 		view = m_options.live_size;
 	else if (m_is_terminal && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
 		view = { size.ws_col, size.ws_row };
-	const std::string picture = draw_view(m_title, m_timeline, now, view,
-					      m_is_terminal ? colours::terminal : colours::none);
+	std::string picture = draw_view(m_title, m_timeline, now, view, m_colours, m_letters);
 	std::string frame;
 
+	if (m_is_terminal)
+		picture.pop_back(); /* behind the last line of the terminal it would scroll */
 	/* Each line clears its own rest: a picture that is wiped first would flicker. */
 	for (const char letter : picture)
 		frame += m_is_terminal && letter == '\n' ? "\033[K\n" : std::string(1, letter);
@@ -154,8 +187,11 @@ void records::write_report(moment now) const
 void records::finish(moment now)
 {
 	m_capture.flush();
-	if (m_options.shown == view::live)
+	if (m_options.shown == view::live) {
 		draw(now);
+		if (m_is_terminal)
+			fputc('\n', stdout);
+	}
 	if (!m_options.report.empty())
 		write_report(now);
 }

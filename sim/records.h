@@ -4,6 +4,7 @@
 
 #include "sim/air_log.h"
 #include "sim/capture.h"
+#include "sim/live_view.h"
 #include "sim/options.h"
 
 #include <memory>
@@ -47,6 +48,8 @@ class records
 
 	const options m_options;
 	const bool m_is_terminal;
+	const colours m_colours;
+	const letters m_letters;
 	std::string m_title;
 	air_log m_air_log;
 	timeline m_timeline;

@@ -320,12 +320,73 @@ TEST(SimLiveView, NoLineIsLongerThanTheTerminal)
 						{ 24, 24 }, sim::colours::none);
 
 	EXPECT_NE(text.find("\n  ██  ██  ██  ██  ██  \n"), std::string::npos) << text;
-	EXPECT_NE(text.find("\n● uuid 00112233-4455-667\n"), std::string::npos) << text;
+	EXPECT_NE(text.find("\n● major 1 minor 513\n"), std::string::npos) << text;
 	std::istringstream lines(text);
 	for (std::string line; std::getline(lines, line);)
 		EXPECT_LE(std::ranges::count_if(line, [](char c) { return (c & 0xC0) != 0x80; }),
 			  24)
 			<< line;
+}
+
+TEST(SimLiveView, EveryTerminalFrom20x5ShowsWholeLinesAndWholeNumbers)
+{
+	static constexpr const char *numbers[] = { "1", "512", "513", "-59", "00112233" };
+
+	for (size_t columns = 20; columns <= 120; columns++) {
+		for (size_t lines = 5; lines <= 30; lines++) {
+			const std::string text =
+				sim::draw_view("desk", rotation(), 10s, { columns, lines },
+					       sim::colours::none, sim::letters::ascii);
+			EXPECT_LE(std::ranges::count(text, '\n'), lines) << text;
+			EXPECT_NE(text.find("minor 512"), std::string::npos) << text;
+			std::istringstream drawn(text);
+			for (std::string line; std::getline(drawn, line);)
+				EXPECT_LE(line.size(), columns) << text;
+			for (const char *before : { "major ", "minor ", "power ", "uuid " }) {
+				const size_t length = strlen(before);
+				for (size_t at = 0;
+				     (at = text.find(before, at)) != std::string::npos;
+				     at += length)
+					EXPECT_TRUE(std::ranges::any_of(
+							    numbers,
+							    [&](const char *n) {
+								    const size_t end =
+									    at + length + strlen(n);
+								    return text.compare(at + length,
+											strlen(n),
+											n) == 0 &&
+									   strchr(" >-\n",
+										  text[end]);
+							    }) ||
+						    text[at + length] == '>')
+						<< text.substr(at, 20) << "\n"
+						<< text;
+			}
+		}
+	}
+}
+
+TEST(SimLiveView, AUuidIsShortenedBeforeANumberIsLeftOut)
+{
+	const std::string text =
+		sim::draw_view("desk", rotation(), 10s, { 80, 24 }, sim::colours::none);
+
+	EXPECT_TRUE(text.starts_with("desk  10.0 s\non the air for 1.0 s: "
+				     "uuid 00112233… major 1 minor 513 power -59 dBm\n"))
+		<< text;
+	EXPECT_NE(text.find("● uuid 00112233-4455-6677-8899-AABBCCDDEEFF major 1 minor 513 "
+			    "power -59 dBm\n"),
+		  std::string::npos);
+}
+
+TEST(SimLiveView, ATerminalWithoutUtf8GetsPlainLetters)
+{
+	const std::string text = sim::draw_view("desk", rotation(), 10s, { 104, 24 },
+						sim::colours::none, sim::letters::ascii);
+
+	EXPECT_NE(text.find("\n  " + five(blocks("#") + blocks(" ")) + "\n"), std::string::npos);
+	EXPECT_NE(text.find("\n* uuid "), std::string::npos);
+	EXPECT_TRUE(std::ranges::none_of(text, [](char c) { return c < 0; }));
 }
 
 TEST(SimLiveView, ColoursBelongToTerminals)
@@ -343,7 +404,7 @@ TEST(SimLiveView, ASmallTerminalLeavesRowsOut)
 {
 	const std::string text = sim::draw_view("", rotation(), 10s, { 80, 8 }, sim::colours::none);
 
-	EXPECT_LE(std::ranges::count(text, '\n'), 8);
+	EXPECT_EQ(std::ranges::count(text, '\n'), 8);
 	EXPECT_NE(text.find("and 1 more"), std::string::npos);
 }
 
