@@ -88,11 +88,9 @@ static int semaphore_id()
 
 access_point::access_point(const std::string &build) : m_build(std::filesystem::absolute(build))
 {
-	char name[] = "/tmp/vorlind-bench-XXXXXX";
-
-	if (!mkdtemp(name))
-		throw std::runtime_error("cannot make a folder in /tmp");
-	m_folder = name;
+	m_folder = std::filesystem::temp_directory_path() / "vorlind-bench-XXXXXX";
+	if (!mkdtemp(m_folder.data()))
+		throw std::runtime_error("cannot make a folder for scratch");
 	prctl(PR_SET_TIMERSLACK, 1); /* our own waits are to add nothing */
 	if (segment_id() >= 0)
 		throw std::runtime_error("another daemon's segment is here: use tools/sandbox");

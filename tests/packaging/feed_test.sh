@@ -17,6 +17,11 @@ fail()
 	failures=$((failures + 1))
 }
 
+# make, and OpenWrt's build system with it, takes a space for the end of a name.
+mkdir "$scratch/sources"
+tar -C "$sources" --exclude=./.git --exclude='./build*' -c . | tar -C "$scratch/sources" -x
+ln -s "$build" "$scratch/build"
+
 # Each package becomes a folder; BuildPackage is what OpenWrt calls the line at the end.
 mkdir -p "$scratch/include"
 cat >"$scratch/rules.mk" <<'END'
@@ -37,8 +42,8 @@ END
 
 feed()
 {
-	make --no-print-directory -C "$sources/packaging/openwrt" TOPDIR="$scratch" \
-		CMAKE_BINARY_DIR="$build" PKG_BUILD_DIR="$scratch/prepared" "$@" >"$scratch/log" 2>&1 || {
+	make --no-print-directory -C "$scratch/sources/packaging/openwrt" TOPDIR="$scratch" \
+		CMAKE_BINARY_DIR="$scratch/build" PKG_BUILD_DIR="$scratch/prepared" "$@" >"$scratch/log" 2>&1 || {
 		cat "$scratch/log"
 		fail "make $*"
 	}

@@ -44,8 +44,8 @@ class ClientCompletion : public ClientTest
 		for (const std::string &word : line)
 			words += " '" + word + "'";
 		EXPECT_EQ(run({ "/bin/bash", "-c",
-				"PATH=" + built("") + ":$PATH\n. " +
-					source("client/completion/vorlinctl.bash") +
+				"PATH=" + quoted(built("")) + ":$PATH\n. " +
+					quoted(source("client/completion/vorlinctl.bash")) +
 					"\nCOMP_WORDS=(" + words +
 					")\nCOMP_CWORD=" + std::to_string(line.size()) +
 					"\n_vorlinctl\necho \"${COMPREPLY[*]}\"" },
@@ -108,13 +108,13 @@ TEST_F(ClientCompletion, ZshOffersEveryCommandOfTheHelp)
 	if (run({ "/usr/bin/env", "zsh", "-fc", "zmodload zsh/zpty" }, &zsh) != 0)
 		GTEST_SKIP() << "there is no zsh here";
 	/* A zsh of its own behind a terminal: type a command's beginning, press Tab twice. */
-	const std::string script = "zmodload zsh/zpty; PATH=" + built("") +
+	const std::string script = "zmodload zsh/zpty; PATH=" + quoted(built("")) +
 				   ":$PATH; export TERM=dumb\n"
 				   "zpty shell zsh -f -i\n"
 				   "w() { zpty -w shell $1 }\n"
 				   "r() { zpty -r -m shell text \"*$1*\"; print -r -- $text }\n"
 				   "w \"PROMPT='ready> '; fpath=(" +
-				   source("client/completion") +
+				   quoted(source("client/completion")) +
 				   " \\$fpath); autoload -Uz compinit; compinit -u -D; LISTMAX=0; "
 				   "setopt auto_list; print loa''ded\"\n"
 				   "r loaded; r 'ready> '\n"

@@ -56,7 +56,8 @@ class ClientLock : public ClientTest
 	{
 		std::string text;
 		char line[256];
-		FILE *pipe = popen((built("vorlinctl") + " " + words + " 2>&1").c_str(), "r");
+		FILE *pipe =
+			popen((quoted(built("vorlinctl")) + " " + words + " 2>&1").c_str(), "r");
 
 		while (fgets(line, sizeof(line), pipe))
 			text += line;

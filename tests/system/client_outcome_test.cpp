@@ -14,8 +14,9 @@ class ClientOutcome : public ClientTest
 	{
 		make_patch_for(controller);
 		simulator = start_simulator(controller);
-		daemon = start({ "/bin/sh", "-c",
-				 "trap '' XFSZ; " + shell_line + "; exec " + built("vorlind") });
+		daemon = start(
+			{ "/bin/sh", "-c",
+			  "trap '' XFSZ; " + shell_line + "; exec " + quoted(built("vorlind")) });
 		ASSERT_TRUE(comes_true([&] { return ctl({ "wait" }).status == 0; }));
 		done({ "set", "mac", "NONE" });
 	}

@@ -116,13 +116,15 @@ class Cost : public SimulatorTest
 		const std::string bin = folder + "/bin";
 
 		std::filesystem::create_directory(bin);
-		std::ofstream(bin + "/pidof") << "#!/bin/sh\ncat " << folder << "/pid\n";
+		std::ofstream(bin + "/pidof")
+			<< "#!/bin/sh\ncat " << quoted(folder + "/pid") << "\n";
 		std::filesystem::permissions(bin + "/pidof", std::filesystem::perms::owner_all);
 		/* valgrind cannot read the newest debug information, and needs none. */
 		return { "/bin/sh", "-c",
-			 "mkdir -p lib && cp " + built("lib") + "/*.so lib && cp " +
-				 built("vorlind") +
-				 " . && strip -g vorlind lib/*.so && echo $$ >pid && PATH=" + bin +
+			 "mkdir -p lib && cp " + quoted(built("lib")) + "/*.so lib && cp " +
+				 quoted(built("vorlind")) +
+				 " . && strip -g vorlind lib/*.so && echo $$ >pid && PATH=" +
+				 quoted(bin) +
 				 ":$PATH exec valgrind --vgdb=no --tool=callgrind "
 				 "--callgrind-out-file=counts --toggle-collect='" +
 				 function + "' ./vorlind" };

@@ -98,6 +98,11 @@ std::string SystemTest::built(const std::string &name)
 	return std::string(getenv("VORLIND_BUILD")) + "/" + name;
 }
 
+std::string SystemTest::quoted(const std::string &path)
+{
+	return "'" + path + "'";
+}
+
 program SystemTest::start(const std::vector<std::string> &words)
 {
 	program started;

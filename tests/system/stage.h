@@ -57,6 +57,9 @@ class SystemTest : public testing::Test
 	/* The path of a program of the build under test. */
 	static std::string built(const std::string &name);
 
+	/* A path as a shell takes it for one word, whatever folder it is in. */
+	static std::string quoted(const std::string &path);
+
 	/* Start a program in the test's folder; it is killed at the end if it still runs. */
 	program start(const std::vector<std::string> &words);
 

@@ -269,7 +269,10 @@ TEST_F(Surroundings, TheAddressOfTheManufacturingDataIsTheControllers)
 	const std::string mrd = folder + "/mrd";
 	std::ofstream(mrd, std::ios::binary) << std::string(232, 'x') << "\x10\x32\x54\x76\x98\xFB";
 	setenv("VORLIND_TEST_MRD", mrd.c_str(), 1);
-	setenv("LD_PRELOAD", built("tests/libmrd_shim.so").c_str(), 1);
+	/* A list of names with spaces between them: the build's folder may have one in its own. */
+	const std::string shim = folder + "/mrd_shim.so";
+	std::filesystem::create_symlink(built("tests/libmrd_shim.so"), shim);
+	setenv("LD_PRELOAD", shim.c_str(), 1);
 	const program daemon = start({ built("vorlind") });
 	unsetenv("LD_PRELOAD");
 	unsetenv("VORLIND_TEST_MRD");
