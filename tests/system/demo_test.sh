@@ -1,7 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 # The demo shows three beacons and leaves nothing behind, also when it is interrupted.
-# usage: demo_test.sh BUILD private|plain CONTROLLER [INT|TERM]
+# shellcheck disable=SC2317 # trap calls a function
+# usage: demo_test.sh BUILD private|plain CONTROLLER [INT|HUP|TERM|PIPE]
 
 set -u
 cd "$(dirname "$0")/../.." || exit 1
@@ -10,9 +11,22 @@ VORLIND_SANDBOX=$2
 controller=$3
 signal=${4-}
 export VORLIND_SANDBOX
-output=$(mktemp)
-trap 'rm -f "$output"' EXIT
+scratch=$(mktemp -d)
+output=$scratch/output
+demo=''
 failures=0
+
+clean_up()
+{
+	[ -z "$demo" ] || kill -KILL -- "-$demo" 2>/dev/null
+	rm -rf "$scratch"
+}
+trap clean_up EXIT
+trap 'exit 1' INT TERM HUP
+mkdir "$scratch/tmp"
+: >"$output"
+TMPDIR=$scratch/tmp
+export TMPDIR
 
 fail()
 {
@@ -30,32 +44,57 @@ left_behind()
 	pgrep -f "^$build/vorlin" >/dev/null && fail "a process is left: $(pgrep -af "^$build/vorlin")"
 	[ ! -L /dev/ttyMSM1 ] || fail 'the device link is left'
 	ipcs -m -s | grep -qiE '^0x0abcd00[12] ' && fail 'an IPC object is left'
+	[ -z "$(ls "$TMPDIR")" ] || fail "scratch is left: $(ls "$TMPDIR")"
+}
+
+# As a terminal would, to all of it; as somebody with kill would, to the first process; or by not
+# reading on.
+interrupt()
+{
+	case $signal in
+	INT | HUP) kill -s "$signal" -- "-$demo" ;;
+	TERM) kill -s TERM "$demo" ;;
+	PIPE) kill "$reader" ;;
+	esac
 }
 
 if [ -n "$signal" ]; then
-	# A process group of its own, as a terminal gives one to a command.
-	setsid sh -c 'exec env --default-signal=INT tools/sandbox tools/demo "$@"' demo \
-		"$build" "$controller" 60 >"$output" 2>&1 &
+	# A process group of its own, as a terminal gives one to a command. It would show the
+	# beacons for a day: who waits for that is ended by the limit of the test.
+	mkfifo "$scratch/pipe"
+	tee "$output" <"$scratch/pipe" >"$scratch/copy" &
+	reader=$!
+	setsid sh -c 'exec env --default-signal=INT,PIPE tools/sandbox tools/demo "$@"' demo \
+		"$build" "$controller" 86400 >"$scratch/pipe" 2>&1 &
 	demo=$!
 	tries=0
 	until grep -q 'major 3' "$output"; do
 		tries=$((tries + 1))
-		if [ $tries -gt 1800 ] || ! kill -0 $demo 2>/dev/null; then
+		if [ $tries -gt 1800 ] || ! kill -0 "$demo" 2>/dev/null; then
 			break
 		fi
 		sleep 0.1
 	done
-	expect_line 'major 3'
-	kill -s "$signal" -- -$demo
-	wait $demo
+	kill -0 "$demo" 2>/dev/null && interrupt
+	wait "$demo"
 	status=$?
+	kill "$reader" 2>/dev/null
 	[ $status != 77 ] || { cat "$output"; exit 77; }
+	expect_line 'major 3'
 	[ $status -gt 128 ] || fail "interrupted, the demo ends with status $status"
+	tries=0 # the kernel takes a moment for the last of a namespace
+	while pgrep -s "$demo" -r R,S,D,T >/dev/null && [ $tries -lt 600 ]; do
+		tries=$((tries + 1))
+		sleep 0.1
+	done
+	[ $tries -lt 600 ] || fail "a process is left: $(pgrep -a -s "$demo")"
+	demo=''
 else
 	tools/sandbox tools/demo "$build" "$controller" 2 >"$output" 2>&1
 	status=$?
 	[ $status != 77 ] || { cat "$output"; exit 77; }
 	[ $status = 0 ] || fail "the demo ends with status $status"
+	expect_line "controller +$controller$"
 	expect_line 'uuid E2C56DB5-DFFB-48D2-B060-D0F5A71096E0 major 1 minor 101 power -54 dBm interval 100 ms'
 	expect_line 'uuid F7826DA6-4FA2-4E98-8024-BC5B71E0893E major 2 minor 202 power -54 dBm interval 100 ms'
 	expect_line 'uuid B9407F30-F5F8-466E-AFF9-25556B57FE6D major 3 minor 303 power -54 dBm interval 100 ms'
