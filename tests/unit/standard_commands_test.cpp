@@ -60,6 +60,13 @@ static const command_row rows[] = {
 	  "_hci_func_le_set_advertising_parameters(N) baseband_slot_interval=65536\n"
 	  "_hci_func_le_set_advertising_parameters(N) baseband_slot_interval=65536\n"
 	  "_hci_func_le_set_advertising_parameters(N) HCI event error code = 0x12\n" },
+	{ "advertising parameters, refused",
+	  [] { return _hci_func_le_set_advertising_parameters(160); },
+	  "01 06 20 0F A0 00 A0 00 03 00 00 00 00 00 00 00 00 07 00", "04 0E 04 01 06 20 01", 1,
+	  "_hci_func_le_set_advertising_parameters(N) Start...\n"
+	  "_hci_func_le_set_advertising_parameters(N) baseband_slot_interval=160\n"
+	  "_hci_func_le_set_advertising_parameters(N) baseband_slot_interval=160\n"
+	  "_hci_func_le_set_advertising_parameters(N) HCI event error code = 0x1\n" },
 	{ "advertising power", [] { return _hci_func_le_read_advertising_channel_tx_power(event); },
 	  "01 07 20 00", "04 0E 05 01 07 20 00 EC", 0,
 	  "_hci_func_le_read_advertising_channel_tx_power(N) Start...\n" },
