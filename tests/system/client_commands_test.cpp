@@ -269,7 +269,7 @@ TEST_F(ClientCommands, WaitEndsWithAControllerThatDoesNotTellWhoItIs)
 {
 	start_simulator("ti-08", { "--fault", "refuse:opcode=0xFC1B,times=always" });
 	start_daemon();
-	done({ "wait", "--timeout", "2" });
+	done({ "wait" });
 	EXPECT_TRUE(contains(done({ "status" }), "controller   unknown\n"));
 }
 
