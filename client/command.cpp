@@ -60,10 +60,12 @@ const command commands[] = {
 	{ "trace", "on|off|NAME,...", "what vorlind traces to the console",
 	  "Names: hci-tx hci-rx hci ipc uevent log report flow warning; or a mask as 0x30.\n",
 	  run_trace },
-	{ "apply", "[--dry-run] FILE", "beacons and settings from a file, in one step",
+	{ "apply", "[--check | --dry-run] FILE", "beacons and settings from a file, in one step",
 	  "Lines as they are typed: beacon ..., set ..., and as the last one start, stop or restart.\n"
 	  "A # begins a comment. A fault in any line changes nothing. FILE may be - .\n"
-	  "  --dry-run   only tell what would change\n", run_apply },
+	  "What is so already is left alone; beacons that are on the air as they are set stay there.\n"
+	  "  --check     only tell what would change; the exit status is 4 if something would\n"
+	  "  --dry-run   the same, but 0, and without vorlind, too\n", run_apply },
 	{ "save", "", "the same as such a file, to the standard output", "", run_save },
 	{ "wait", "[--status NAME]", "until the controller's status is NAME",
 	  "  NAME   available (the default: any usable), advertising, testing, unconfirmed, none\n"
@@ -113,7 +115,7 @@ void print_help()
 		fprintf(out, "  %-9s %s\n", c->name, c->summary);
 	fputs("\n"
 	      "Options:\n"
-	      "  --timeout S   seconds to wait at most; otherwise 15, for a reset 60\n"
+	      "  --timeout S   seconds to wait at most; otherwise 15, for reset and apply 60\n"
 	      "  --json        an object for programs on the standard output, failures included\n"
 	      "  --help        this text, or behind a command its own\n"
 	      "  --version     the version\n"

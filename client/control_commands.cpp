@@ -7,6 +7,7 @@
 #include "client/output.h"
 #include "client/perform.h"
 #include "client/state.h"
+#include "client/timed_test.h"
 
 #include <cstdio>
 #include <cstring>
@@ -150,7 +151,11 @@ exit_status run_reset(request *r)
 	if (r->argc != 1 || !task_of_option("config", config_options, 2, words, &t, &wrong))
 		return bad_usage("reset", "it takes hard or soft");
 	exit_status status = open_for(&s, r, t.usual_timeout);
+	if (status == EXIT_DONE)
+		status = end_running_test(&s);
 	if (status == EXIT_DONE) {
+		if (strcmp(r->argv[0], "soft") == 0 && needs_hard_reset(s.segment, s.daemon))
+			complain("this controller keeps its address until reset hard");
 		t.shows_in_status = true;
 		status = perform(&s, &t, r->json, &end);
 		if (status == EXIT_DONE && s.segment->config.opt.status < BLE_STATUS_AVAILABLE) {

@@ -3,10 +3,13 @@
 #include "client/apply.h"
 #include "client/beacon_task.h"
 #include "client/command.h"
+#include "client/fields.h"
 #include "client/limits.h"
 #include "client/output.h"
 #include "client/perform.h"
+#include "client/started.h"
 #include "client/state.h"
+#include "client/timed_test.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -43,31 +46,77 @@ static bool edit(ble_record *record, void *context)
 	return edit_by_plan(record, static_cast<plan *>(context));
 }
 
-struct records {
+/* What it takes to make everything as the plan says, and no more. */
+struct work {
 	ble_record before;
-	ble_record after;
+	ble_segment after; /* the segment with the record changed */
+	bool edits;
+	bool ends_test;
+	bool resets; /* the controller is told of settings only as it is set up */
+	bool is_hard;
+	bool acts; /* the plan's start, stop or restart is to be sent */
 };
 
-static void work_out(const session *s, records *r)
+static bool is_same(const ble_record *one, const ble_record *other)
 {
-	memcpy(static_cast<void *>(&r->before), &s->segment->config, sizeof(r->before));
-	memcpy(static_cast<void *>(&r->after), &r->before, sizeof(r->after));
-	edit_by_plan(&r->after, &the_plan); /* no fault in it: it has been checked */
+	const size_t from = offsetof(ble_record, interval);
+
+	return memcmp(one->interval, other->interval, sizeof(ble_record) - from) == 0;
 }
 
-static exit_status dry_run(const session *s)
+static bool any_setting_differs(const ble_segment *segment, pid_t daemon)
 {
-	FILE *out = text_output();
-	records r;
+	return setting_differs(segment, daemon, "interval") ||
+	       setting_differs(segment, daemon, "mac") ||
+	       setting_differs(segment, daemon, "power-index");
+}
 
-	work_out(s, &r);
-	if (print_differences(out, &r.before, &r.after) == 0)
-		fputs("nothing would change\n", out);
-	if (needs_reset(&r.before, &r.after))
-		fputs("then the controller would be set up anew (soft reset)\n", out);
-	if (the_plan.action)
+/* Beacons that are on the air as they are set are left alone: a start would interrupt them. */
+static bool is_action_done(const ble_segment *after, pid_t daemon)
+{
+	const uint32_t status = after->config.opt.status;
+	const uint32_t pending = after->config.opt.action;
+
+	if (strcmp(the_plan.action, "start") == 0)
+		return status == BLE_STATUS_ADVERTISING && started_is_known(after, daemon) &&
+		       !anything_differs(after, daemon);
+	return strcmp(the_plan.action, "stop") == 0 && status == BLE_STATUS_AVAILABLE &&
+	       pending != ACTION_START && pending != ACTION_RESTART;
+}
+
+static void work_out(const ble_segment *segment, pid_t daemon, work *w)
+{
+	const uint32_t status = segment->config.opt.status;
+
+	memcpy(static_cast<void *>(&w->after), segment, sizeof(w->after));
+	memcpy(static_cast<void *>(&w->before), &w->after.config, sizeof(w->before));
+	edit_by_plan(&w->after.config, &the_plan); /* no fault in it: it has been checked */
+	w->edits = !is_same(&w->before, &w->after.config);
+	w->resets = status >= BLE_STATUS_AVAILABLE &&
+		    (started_is_known(segment, daemon) ? any_setting_differs(&w->after, daemon)
+						       : needs_reset(&w->before, &w->after.config));
+	w->is_hard = w->resets && needs_hard_reset(&w->after, daemon);
+	w->acts = the_plan.action && (w->resets || !is_action_done(&w->after, daemon));
+	w->ends_test = status == BLE_STATUS_TESTING && (w->resets || w->acts);
+}
+
+static bool is_nothing(const work *w)
+{
+	return !w->edits && !w->resets && !w->acts;
+}
+
+static void print_work(FILE *out, const work *w)
+{
+	print_differences(out, &w->before, &w->after.config);
+	if (w->ends_test)
+		fputs("then the production test that is running would be ended\n", out);
+	if (w->resets)
+		fprintf(out, "then the controller would be set up anew (%s reset)\n",
+			w->is_hard ? "hard" : "soft");
+	if (w->acts)
 		fprintf(out, "then: %s\n", the_plan.action);
-	return EXIT_DONE;
+	if (is_nothing(w))
+		fputs("nothing would change\n", out);
 }
 
 static uint32_t pending_action(const char *action)
@@ -81,54 +130,108 @@ static uint32_t pending_action(const char *action)
  * One command does it all: for settings that the controller must be told it is the reset, and
  * the beacon task waits in the record until that is through.
  */
-static exit_status apply(session *s, bool resets)
+static exit_status apply(session *s, const work *w)
 {
-	const char *const reset[] = { "config", "ble-reset", "soft" };
+	const char *const reset[] = { "config", "ble-reset", w->is_hard ? "hard" : "soft" };
 	const char *const beacons[] = { "ibeacon", the_plan.action };
 	const uint32_t status_before = s->segment->config.opt.status;
-	task t = resets ? task_of(3, reset) : task_of(2, beacons);
+	task t = w->resets ? task_of(3, reset) : task_of(2, beacons);
 	outcome end;
 
 	t.shows_in_status = true;
 	t.edit = edit;
 	t.context = &the_plan;
-	if (resets)
+	if (w->resets)
 		t.pending_action = pending_action(the_plan.action);
 	if (the_plan.action)
 		t.settled = settled_by(the_plan.action);
 	return judge_beacon_task(s, status_before, perform(s, &t, false, &end));
 }
 
-static exit_status run_plan(session *s, const char *path)
+static exit_status run_work(session *s, const request *r, const work *w)
 {
-	const bool is_usable = s->segment->config.opt.status >= BLE_STATUS_AVAILABLE;
-	records r;
+	if (is_nothing(w))
+		return EXIT_DONE;
+	if (!w->resets && !w->acts)
+		return change_record(s, edit, &the_plan);
+	const exit_status status = w->ends_test ? end_running_test(s) : EXIT_DONE;
+	if (status != EXIT_DONE)
+		return status;
+	if (r->timeout == 0) /* the dwell of the new interval is waited for, too */
+		s->deadline += dwells(&w->after.config);
+	return apply(s, w);
+}
 
-	work_out(s, &r);
-	if (!takes_settings(s->segment, &r.before, &r.after, &the_plan.wrong))
-		return refuse_plan(path, &the_plan.wrong, EXIT_REFUSED);
-	if (needs_reset(&r.before, &r.after) && is_usable)
-		return apply(s, true);
-	if (the_plan.action)
-		return apply(s, false);
-	return change_record(s, edit, &the_plan);
+/* As a daemon begins: what a file amounts to where none runs. */
+static void print_work_without_daemon(FILE *out)
+{
+	static ble_segment fresh;
+	static work w;
+
+	strcpy(fresh.config.interval, "100");
+	strcpy(fresh.config.mac, "by-mrd");
+	strcpy(fresh.config.measured_power, "202");
+	strcpy(fresh.config.power_index, "max");
+	for (size_t i = 0; i < BLE_BEACONS; i++)
+		clear_entry(&fresh.config.beacon[i], static_cast<int>(i) + 1);
+	work_out(&fresh, -1, &w);
+	print_work(out, &w);
+	print_undecided(out, &w.after.config);
+	if (needs_reset(&w.before, &w.after.config))
+		fputs("the controller decides: a reset before that\n", out);
+}
+
+enum apply_mode { APPLY, APPLY_CHECK, APPLY_DRY_RUN };
+
+static exit_status run_plan(session *s, const request *r, apply_mode mode)
+{
+	static work w;
+	const bool is_usable = s->segment->config.opt.status >= BLE_STATUS_AVAILABLE;
+
+	work_out(s->segment, s->daemon, &w);
+	if (!takes_settings(s->segment, &w.before, &w.after.config, &the_plan.wrong))
+		return refuse_plan(r->argv[0], &the_plan.wrong, EXIT_REFUSED);
+	if (mode == APPLY)
+		return run_work(s, r, &w);
+	print_work(text_output(), &w);
+	if (!is_usable)
+		print_undecided(text_output(), &w.after.config);
+	return mode == APPLY_DRY_RUN || is_nothing(&w) ? EXIT_DONE : EXIT_REFUSED;
+}
+
+static exit_status open_and_run(const request *r, apply_mode mode)
+{
+	session s;
+	exit_status status;
+
+	if (mode == APPLY_DRY_RUN) {
+		const session_state found = session_try(&s);
+		if (found != SESSION_OPEN) {
+			complain("%s; compared with what it begins with", session_reason(found));
+			print_work_without_daemon(text_output());
+			return EXIT_DONE;
+		}
+		status = EXIT_DONE;
+	} else {
+		status = open_for(&s, r, RESET_TIMEOUT);
+	}
+	if (status == EXIT_DONE)
+		status = run_plan(&s, r, mode);
+	session_close(&s);
+	return status;
 }
 
 exit_status run_apply(request *r)
 {
 	const bool is_dry = take_flag(r, "--dry-run");
-	session s;
+	const bool is_check = take_flag(r, "--check");
 
 	if (r->argc != 1)
 		return bad_usage("apply", "it takes one file, or - for what is typed or piped in");
-	exit_status status = read_plan_file(r->argv[0]);
+	const exit_status status = read_plan_file(r->argv[0]);
 	if (status != EXIT_DONE)
 		return status;
-	status = open_for(&s, r, RESET_TIMEOUT);
-	if (status == EXIT_DONE)
-		status = is_dry ? dry_run(&s) : run_plan(&s, r->argv[0]);
-	session_close(&s);
-	return status;
+	return open_and_run(r, is_check ? APPLY_CHECK : is_dry ? APPLY_DRY_RUN : APPLY);
 }
 
 exit_status run_save(request *r)

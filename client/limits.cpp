@@ -3,20 +3,22 @@
 
 #include "client/controller_info.h"
 #include "client/fields.h"
+#include "client/started.h"
 
 #include <cstring>
 
 struct controller_limits {
 	const char *kind;
 	bool has_gap_params;
+	bool keeps_address;    /* on a soft reset, which it is not even told of */
 	unsigned power_levels; /* 0: it has no index of them */
 };
 
 // clang-format off
 static const controller_limits controllers[] = {
-	{ "ti-06",    true,   4 },
-	{ "ti-08",    true,  13 },
-	{ "qualcomm", false,  0 },
+	{ "ti-06",    true,  false,  4 },
+	{ "ti-08",    true,  true,  13 },
+	{ "qualcomm", false, false,  0 },
 };
 // clang-format on
 
@@ -46,6 +48,35 @@ bool has_option(const ble_segment *segment, const char *option, fault *wrong)
 	set_fault(wrong, "it would have no effect: a %s controller has no %s", limits->kind,
 		  lacks_params ? "GAP parameters" : "transmit power index");
 	return false;
+}
+
+bool needs_hard_reset(const ble_segment *segment, pid_t daemon)
+{
+	const controller_limits *limits = limits_of(segment);
+	const char *mac = segment->config.mac;
+
+	return limits && limits->keeps_address && strncmp(mac, "NONE", sizeof("NONE")) == 0 &&
+	       setting_differs(segment, daemon, "mac");
+}
+
+void print_undecided(FILE *out, const ble_record *record)
+{
+	char text[FIELD_TEXT];
+	unsigned level;
+	const char *comma = "";
+
+	bounded_text(record->power_index, sizeof(record->power_index), text);
+	if (!read_number(text, 255, &level))
+		return;
+	fprintf(out, "the controller decides: power-index %u (", level);
+	for (const controller_limits &row : controllers) {
+		fprintf(out, "%s%s %s", comma, row.kind,
+			row.power_levels == 0      ? "has none"
+			: level < row.power_levels ? "takes it"
+						   : "does not");
+		comma = ", ";
+	}
+	fputs(")\n", out);
 }
 
 bool takes_settings(const ble_segment *segment, const ble_record *before, const ble_record *after,

@@ -21,8 +21,7 @@ task task_of(int count, const char *const *words)
 	return t;
 }
 
-/* While beacons are on the air a command waits for one dwell, and its end for another. */
-static int64_t dwells(const ble_record *record)
+int64_t dwells(const ble_record *record)
 {
 	char text[FIELD_TEXT];
 	const long dwell =

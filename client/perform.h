@@ -29,6 +29,9 @@ struct task {
 /* A task of these words with the usual timeout, for any state of the controller. */
 task task_of(int count, const char *const *words);
 
+/* While beacons are on the air a command waits for one dwell, and its end for another. */
+int64_t dwells(const ble_record *record);
+
 /* A session for a request, the time limit stretched by the dwells that a command may wait. */
 exit_status open_for(session *s, const request *r, int64_t usual_timeout);
 

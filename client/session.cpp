@@ -43,8 +43,7 @@ session_state session_try(session *s)
 	s->shm_id = shmget(static_cast<key_t>(BLE_SHM_KEY), 0, BLE_IPC_MODE);
 	if (s->shm_id < 0 || shmctl(s->shm_id, IPC_STAT, &s->info) != 0)
 		return state_of_errno();
-	if (s->info.shm_segsz < sizeof(ble_segment))
-		return SESSION_FOREIGN;
+	/* Of any size: the daemon works with what it finds, for the kernel maps whole pages. */
 	s->daemon = find_daemon(s->shm_id, &s->info);
 	if (s->daemon == 0)
 		return SESSION_NO_DAEMON;
@@ -66,9 +65,7 @@ const char *session_reason(session_state state)
 	case SESSION_NO_DAEMON:
 		return "vorlind is not running (no daemon serves the shared memory)";
 	case SESSION_NOT_ALLOWED:
-		return "permission denied: run as the user of vorlind";
-	case SESSION_FOREIGN:
-		return "the shared memory is too small to be vorlind's: no daemon";
+		return "permission denied: run as the user of vorlind, or as root";
 	}
 	return "vorlind is running";
 }

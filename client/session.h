@@ -26,7 +26,6 @@ enum session_state {
 	SESSION_OPEN,
 	SESSION_NO_DAEMON, /* no segment, or one that a crashed daemon left */
 	SESSION_NOT_ALLOWED,
-	SESSION_FOREIGN, /* what is there is not vorlind's */
 };
 session_state session_try(session *s);
 const char *session_reason(session_state state); /* a line for the user */

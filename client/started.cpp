@@ -84,7 +84,9 @@ static mark setting_mark(const ble_record *record, const setting_row *row)
 	char text[FIELD_TEXT];
 
 	bounded_text(reinterpret_cast<const char *>(record) + row->offset, row->width, text);
-	return mark_of(text, strlen(text));
+	/* Without manufacturing data no address was given to the controller, as with NONE. */
+	const char *given = text[0] ? text : "NONE";
+	return mark_of(given, strlen(given));
 }
 
 static bool is_start(uint32_t action)

@@ -112,6 +112,23 @@ static exit_status end_test(session *s, test_result *result)
 	return status;
 }
 
+exit_status end_running_test(session *s)
+{
+	test_result result;
+
+	if (s->segment->config.opt.status != BLE_STATUS_TESTING)
+		return EXIT_DONE;
+	const exit_status status = end_test(s, &result);
+	if (status == EXIT_NO_DAEMON || status == EXIT_TIMEOUT)
+		return status;
+	if (result.is_counted)
+		complain("a production test was running: it is ended, with %u packets",
+			 result.packets);
+	else
+		complain("a production test was running: it is ended");
+	return EXIT_DONE; /* a refusal, too: what comes next is to help */
+}
+
 exit_status run_timed_test(session *s, const timed_test *test, test_result *result)
 {
 	outcome end = {};

@@ -29,5 +29,8 @@ exit_status stop_beacons_for_test(session *s);
 /* EXIT_REFUSED with a complaint where one is running. */
 exit_status expect_no_test(const session *s, const char *word);
 
+/* End one that is running, and say so, before something that it would be in the way of. */
+exit_status end_running_test(session *s);
+
 /* Carry it out; a complaint unless it ran and ended, early or not. */
 exit_status run_timed_test(session *s, const timed_test *test, test_result *result);
