@@ -18,7 +18,7 @@ failures=0
 
 clean_up()
 {
-	[ -z "$demo" ] || kill -KILL -- "-$demo" 2>/dev/null
+	[ -z "$demo" ] || kill -s KILL -- "-$demo" 2>/dev/null
 	rm -rf "$scratch"
 }
 trap clean_up EXIT

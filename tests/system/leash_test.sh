@@ -1,0 +1,81 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# What ./run has started ends with it, and its scratch is gone, whatever ends it.
+# usage: leash_test.sh
+
+set -u
+cd "$(dirname "$0")/../.." || exit 1
+scratch=$(mktemp -d)
+leash=''
+failures=0
+
+fail()
+{
+	echo "FAILED: $1"
+	failures=$((failures + 1))
+}
+
+# shellcheck disable=SC2317 # trap calls it
+clean_up()
+{
+	[ -z "$leash" ] || kill -KILL "$leash" 2>/dev/null
+	rm -rf "$scratch"
+}
+trap clean_up EXIT
+trap 'exit 1' INT TERM HUP
+
+# A command that leaves scratch, and children, one of them deaf to all but a kill.
+cat >"$scratch/command" <<'END'
+: >"$TMPDIR/scratch"
+echo "$TMPDIR" >"$1/tmpdir"
+sleep 86400 &
+echo $! >"$1/child"
+(trap '' TERM INT HUP; exec sleep 86401) &
+echo $! >"$1/deaf"
+case $2 in
+end) exit 7 ;;
+*) wait ;;
+esac
+END
+
+# The dead may wait for whoever buries them.
+lives()
+{
+	state=$(cut -d ' ' -f 3 "/proc/$1/stat" 2>/dev/null)
+	[ -n "$state" ] && [ "$state" != Z ]
+}
+
+expect_nothing()
+{
+	[ ! -e "$(cat "$scratch/tmpdir")" ] || fail "$1: the scratch is left"
+	for who in child deaf; do
+		tries=0
+		while lives "$(cat "$scratch/$who")" && [ $tries -lt 600 ]; do
+			tries=$((tries + 1))
+			sleep 0.1
+		done
+		[ $tries -lt 600 ] || fail "$1: the $who lives"
+	done
+}
+
+tools/leash sh "$scratch/command" "$scratch" end
+status=$?
+[ $status = 7 ] || fail "the status of the command becomes $status"
+expect_nothing end
+
+for signal in INT TERM HUP; do
+	rm -f "$scratch/deaf"
+	env --default-signal=INT tools/leash sh "$scratch/command" "$scratch" wait &
+	leash=$!
+	tries=0
+	until [ -s "$scratch/deaf" ] || [ $tries = 600 ]; do
+		tries=$((tries + 1))
+		sleep 0.1
+	done
+	kill -s "$signal" "$leash"
+	wait "$leash"
+	status=$?
+	[ $status -gt 128 ] || fail "$signal: the status is $status"
+	expect_nothing "$signal"
+done
+exit $((failures > 0))
