@@ -125,6 +125,15 @@ std::string access_point::program(const std::string &name) const
 	return m_build + "/" + name;
 }
 
+void access_point::make_patch(const std::string &options) const
+{
+	const std::string command = "'" + program("vorlin-sim") + "' " + options +
+				    " --make-patch '" + file("mpnv10.bin") + "'";
+
+	if (system(command.c_str()) != 0)
+		throw std::runtime_error("no patch file");
+}
+
 pid_t access_point::start(const words &command, const std::string &name) const
 {
 	const std::string out = file(name + ".out");

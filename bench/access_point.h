@@ -66,6 +66,10 @@ class access_point
 	/* A file in the folder of its own. */
 	std::string file(const std::string &name) const;
 	std::string program(const std::string &name) const;
+
+	/* The patch file that the daemon looks for, in a folder that may have spaces in its name.
+	 */
+	void make_patch(const std::string &options = "") const;
 	ble_segment &segment()
 	{
 		return *m_segment;

@@ -57,9 +57,7 @@ static void measure_calls_of(const bench_settings &settings, const call_row &row
 {
 	access_point point(settings.build);
 
-	if (system((point.program("vorlin-sim") + " --make-patch " + point.file("mpnv10.bin"))
-			   .c_str()) != 0)
-		throw std::runtime_error("no patch file");
+	point.make_patch();
 	point.start_simulator(row.controller, { "--baud", "0" });
 	point.start_and_wait({ "strace", "-o", point.file("calls") });
 	point.load_beacons(2, "20");

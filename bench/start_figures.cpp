@@ -76,11 +76,8 @@ static std::optional<start_times> start_once(const bench_settings &settings, con
 	start_times times = {};
 	const bool has_patch = row.sleeps == PATCH_SETTLES;
 
-	if (has_patch &&
-	    system((point.program("vorlin-sim") + " --patch-size " + std::to_string(PATCH_SIZE) +
-		    " --make-patch " + point.file("mpnv10.bin"))
-			   .c_str()) != 0)
-		throw std::runtime_error("no patch file");
+	if (has_patch)
+		point.make_patch("--patch-size " + std::to_string(PATCH_SIZE));
 	point.start_simulator(row.controller, { "--capture", point.file("line") });
 	const int64_t begin = point.start_daemon();
 	const int64_t segment = point.wait_for_segment();

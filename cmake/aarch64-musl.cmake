@@ -19,12 +19,12 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 # headers: its configuration has to be told that the C library is musl. libgcc's helpers for
 # atomic operations ask the GNU C library for the processor's features, so do without them.
 set(CMAKE_C_FLAGS_INIT
-  "-idirafter ${sysroot}/usr/include/aarch64-linux-musl -mno-outline-atomics")
+  "-idirafter \"${sysroot}/usr/include/aarch64-linux-musl\" -mno-outline-atomics")
 set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -nostdinc++ \
--isystem ${sysroot}/usr/lib/llvm-14/include/c++/v1 -D_LIBCPP_HAS_MUSL_LIBC")
+-isystem \"${sysroot}/usr/lib/llvm-14/include/c++/v1\" -D_LIBCPP_HAS_MUSL_LIBC")
 set(link_flags "-fuse-ld=lld -static-libgcc -nostdlib++ \
--B${sysroot}/usr/lib/aarch64-linux-musl -L${sysroot}/lib/aarch64-linux-musl \
--L${sysroot}/usr/lib/aarch64-linux-musl")
+\"-B${sysroot}/usr/lib/aarch64-linux-musl\" \"-L${sysroot}/lib/aarch64-linux-musl\" \
+\"-L${sysroot}/usr/lib/aarch64-linux-musl\"")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "${link_flags}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${link_flags}")
 set(CMAKE_EXE_LINKER_FLAGS_RELEASE_INIT "-s")

@@ -77,6 +77,8 @@ fleet 0|fleet takes a whole number from 1, not 0
 fleet 2 many|fleet takes a whole number from 1, not many
 fleet 2 --seconds 0|--seconds takes a whole number from 1 to 86400, not 0
 fresh --quick|unknown option --quick
+needs|the needs of what?
+needs rest|rest is no verb that needs something
 END
 
 ### Taken: it goes on to build
