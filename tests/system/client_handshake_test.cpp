@@ -140,7 +140,7 @@ TEST_F(ClientHandshake, TheLockInAnothersHandsIsNotTheDaemons)
 {
 	const program daemon = start_with("ti-08");
 	std::vector<std::string> words = a_command;
-	words.insert(words.end(), { "--timeout", "1" });
+	words.insert(words.end(), { "--timeout", "10" }); /* enough to come so far */
 	traced asking = client(words);
 
 	/* An attach event's end clears the word, then the daemon is held from the command. */

@@ -90,7 +90,7 @@ if [ -n "$signal" ]; then
 	[ $tries -lt 600 ] || fail "a process is left: $(pgrep -a -s "$demo")"
 	demo=''
 else
-	tools/sandbox tools/demo "$build" "$controller" 2 >"$output" 2>&1
+	tools/sandbox tools/demo "$build" "$controller" 5 >"$output" 2>&1
 	status=$?
 	[ $status != 77 ] || { cat "$output"; exit 77; }
 	[ $status = 0 ] || fail "the demo ends with status $status"

@@ -25,7 +25,6 @@ class Descriptors : public SystemTest
 			return segment && strcmp(segment->config.interval, "100") == 0;
 		}));
 		say_and_wait(daemon, { "show", "version" });
-		usleep(50000); /* the loop's start clears cmd_doing once more */
 		return daemon;
 	}
 
@@ -61,7 +60,7 @@ TEST_P(ClosedDescriptors, PutNothingOntoTheLine)
 		kill(daemon.pid, SIGUSR2);
 	}
 	EXPECT_TRUE(comes_true([&] { return line.has_heard("01 01 FC"); }));
-	usleep(50000);
+	say_and_wait(daemon, { "show", "version" }); /* behind what the event began */
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_AVAILABLE);
 	line.heard();
 
