@@ -111,7 +111,7 @@ std::string air_text(const air_state &air)
 	case radio::advertising:
 		return payload_text(air.payload) + " interval " +
 		       number_text(interval_ms(air.slots)) + " ms address " +
-		       address_text(air.address);
+		       address_text(air.address) + (air.is_random_address ? " (random)" : "");
 	case radio::receiving:
 		return "receiver test " + channel_text(air);
 	case radio::transmitting:

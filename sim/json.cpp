@@ -70,10 +70,12 @@ static std::string member(const char *name, const std::string &value)
 static std::string advertising_members(const air_state &air)
 {
 	const auto found = decode_beacon(air.payload);
-	std::string text = member("address", json_string(address_text(air.address))) +
-			   member("interval_ms", number_text(interval_ms(air.slots))) +
-			   member("type", std::to_string(air.type)) +
-			   member("payload", json_string(hex_text(air.payload)));
+	std::string text =
+		member("address", json_string(address_text(air.address))) +
+		member("address_type", json_string(air.is_random_address ? "random" : "public")) +
+		member("interval_ms", number_text(interval_ms(air.slots))) +
+		member("type", std::to_string(air.type)) +
+		member("payload", json_string(hex_text(air.payload)));
 
 	if (!found)
 		return text;

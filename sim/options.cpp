@@ -215,6 +215,18 @@ static std::string set_air(options &o, std::string_view value)
 	return set_text(o.air, value);
 }
 
+static std::string set_rssi(options &o, std::string_view value)
+{
+	const bool is_negative = value.starts_with('-');
+	const auto number = parse_number(value.substr(is_negative ? 1 : 0), is_negative ? 127 : 20);
+
+	if (!number)
+		return "a number from -127 to 20";
+	o.rssi = static_cast<int8_t>(is_negative ? -static_cast<int>(*number)
+						 : static_cast<int>(*number));
+	return "";
+}
+
 static std::string set_capture(options &o, std::string_view value)
 {
 	return set_text(o.capture, value);
@@ -301,6 +313,7 @@ static const option rows[] = {
 	{ "script",          "FILE",    set_script,          "control commands, each at its time" },
 	{ "control",         "SOCKET",  set_control,         "be told: vorlin-sim control SOCKET help" },
 	{ "air",             "SOCKET",  set_air,             "share the air: vorlin-sim scan SOCKET" },
+	{ "rssi",            "DBM",     set_rssi,            nullptr },
 	{ "patch-out",       "FILE",    set_patch_out,       "keep the patch; check all of it" },
 	{ "strict-patch",    nullptr,   set_strict_patch,    nullptr },
 	{ "make-patch",      "FILE",    set_made_patch,      "make a patch, and end" },

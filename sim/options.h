@@ -40,6 +40,7 @@ struct options {
 	std::string script = {};
 	std::string control = {};
 	std::string air = {};
+	int8_t rssi = -60; /* dBm of all that is heard */
 	std::string remote_command = {};
 	std::optional<uint16_t> manufacturer = {};
 	std::optional<uint8_t> hci_version = {};

@@ -17,6 +17,7 @@ constexpr uint8_t EVENT_HARDWARE_ERROR = 0x10;
 constexpr moment LATE_RESET = std::chrono::milliseconds(5500); /* hosts give up after 5 s */
 constexpr uint8_t LOST_SYNC = 0x01;                            /* the code of that hardware error */
 constexpr size_t SWALLOWED = 8;
+constexpr size_t MOST_UNSENT = 1024; /* what a controller keeps of what it tells by itself */
 
 static std::vector<bytes> resets_of(enum vendor vendor)
 {
@@ -279,6 +280,14 @@ void session::inject(byte_view data, moment now)
 	send({ .pieces = { { .data = bytes(data.begin(), data.end()),
 			     .event = bytes(data.begin(), data.end()) } } },
 	     now);
+}
+
+void session::notify(const bytes &event, moment now)
+{
+	if (m_out.waiting() > MOST_UNSENT || now < m_deaf_until)
+		return;
+	m_out.push(event, now);
+	m_sending.push_back({ .left = event.size(), .event = event });
 }
 
 bytes session::advance(moment now)

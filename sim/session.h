@@ -50,6 +50,10 @@ class session
 	/* Bytes that no command has asked for go to the host. */
 	void inject(byte_view data, moment now);
 
+	/* The controller tells of something by itself; lost when the host takes nothing any more.
+	 */
+	void notify(const bytes &event, moment now);
+
 	/* A fault has taken the port away: for how long. To be asked after advance(). */
 	std::optional<moment> take_unplug()
 	{

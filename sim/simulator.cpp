@@ -18,10 +18,20 @@ namespace sim
 constexpr size_t READ_AT_ONCE = 4096;
 constexpr moment LONGEST_WAIT = std::chrono::hours(1);
 
+/* The number of the process alone is not its own: every sandbox begins to count anew. */
+static std::string own_name()
+{
+	char text[48];
+
+	snprintf(text, sizeof(text), "sim%d-%08x", getpid(), std::random_device()());
+	return text;
+}
+
 simulator::simulator(const options &settings)
     : m_options(settings), m_records(settings),
       m_session(settings.session, [this](const record &what) { note(what); }),
-      m_name("sim" + std::to_string(getpid()))
+      m_listener(settings.rssi), m_chance(static_cast<uint32_t>(settings.session.seed)),
+      m_name(own_name())
 {
 }
 
@@ -60,7 +70,12 @@ void simulator::note(const record &what)
 		m_receiving_since = what.at;
 		m_neighbours.begin_count();
 	}
-	m_air.say(air_message(m_name, what.air));
+	/* A new payload does not disturb the rhythm; a new start does. */
+	const bool is_advertising = what.air.doing == radio::advertising;
+	if (is_advertising && !m_was_advertising)
+		m_chance_of_beacon = static_cast<uint32_t>(m_chance());
+	m_was_advertising = is_advertising;
+	m_air.say(air_message(m_name, what.air, m_chance_of_beacon));
 }
 
 static int open_signals()
@@ -187,16 +202,40 @@ void simulator::run_script()
 		command(m_script[m_script_done++].text);
 }
 
+void simulator::tell_air()
+{
+	m_air.say(air_message(m_name, m_session.chip().air(), m_chance_of_beacon));
+}
+
+void simulator::listen()
+{
+	const moment at = now();
+
+	for (const bytes &report : m_listener.hear(m_neighbours, m_session.chip().scan(), at))
+		if (m_session.chip().reports_advertisements())
+			m_session.notify(report, at);
+}
+
 void simulator::share_air()
 {
 	if (m_options.air.empty())
 		return;
-	for (const std::string &message : m_air.hear())
+	for (const std::string &message : m_air.hear()) {
+		listen();
 		if (!m_neighbours.take(message, now()))
-			m_air.say(air_message(m_name, m_session.chip().air()));
+			tell_air();
+	}
+	if (m_air.take_loss()) {
+		m_neighbours.clear();
+		m_air.say(AIR_HELLO);
+		tell_air();
+	}
+	listen();
 	if (m_receiving_since)
 		m_session.chip().hear(m_neighbours.new_packets(m_session.chip().air().channel,
 							       *m_receiving_since, now()));
+	else
+		m_neighbours.begin_count();
 }
 
 moment simulator::wait_until() const
@@ -207,7 +246,8 @@ moment simulator::wait_until() const
 		until = std::min(until, m_options.run_time);
 	if (m_script_done < m_script.size())
 		until = std::min(until, m_script[m_script_done].at);
-	for (const auto &other : { m_session.next(), m_records.next(), m_plug_in_at })
+	for (const auto &other :
+	     { m_session.next(), m_records.next(), m_listener.next(), m_plug_in_at })
 		if (other)
 			until = std::min(until, *other);
 	return until;
@@ -257,7 +297,7 @@ void simulator::run()
 		m_records.tick(now());
 	}
 	m_records.finish(now());
-	m_air.say(air_message(m_name, {}));
+	m_air.say(air_message(m_name, {}, 0));
 	m_line.close();
 }
 

@@ -4,6 +4,7 @@
 
 #include "sim/air.h"
 #include "sim/line.h"
+#include "sim/listener.h"
 #include "sim/records.h"
 #include "sim/script.h"
 
@@ -39,6 +40,8 @@ class simulator
 	void serve_clients();
 	void run_script();
 	void share_air();
+	void listen();
+	void tell_air();
 	moment wait_until() const;
 	std::vector<pollfd> watched() const;
 	bool wait();
@@ -49,6 +52,10 @@ class simulator
 	line m_line;
 	neighbours m_neighbours;
 	air_link m_air;
+	listener m_listener;
+	std::mt19937 m_chance;
+	uint32_t m_chance_of_beacon = 0;
+	bool m_was_advertising = false;
 	std::string m_name;
 	std::optional<moment> m_receiving_since;
 	text_socket m_control;

@@ -1,47 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The simulator as a program: its start, its end, its link, its sockets, two on one air. */
-#include "tests/system/sim_host.h"
+/* The simulator as a program: its start, its end, its link, its sockets. */
+#include "tests/system/sim_program.h"
 
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <unistd.h>
-
-class SimProgram : public SimulatorTest
-{
-      protected:
-	program start_sim(std::vector<std::string> words)
-	{
-		words.insert(words.begin(), built("vorlin-sim"));
-		return start(words);
-	}
-
-	int run_sim(std::vector<std::string> words, program *of)
-	{
-		words.insert(words.begin(), built("vorlin-sim"));
-		return run(words, of);
-	}
-
-	void expect_complaint(std::vector<std::string> words, const std::string &complaint)
-	{
-		program sim;
-
-		EXPECT_EQ(run_sim(std::move(words), &sim), 1);
-		EXPECT_EQ(content_of(sim.err), "vorlin-sim: " + complaint + "\n");
-		EXPECT_EQ(content_of(sim.out), "");
-	}
-
-	std::string link(const char *name = "tty") const
-	{
-		return folder + "/" + name;
-	}
-};
-
-static const std::string version("\x01\x01\x10\x00", 4);
-static const std::string receiver_test("\x01\x1D\x20\x01\x05", 5);
-static const std::string transmitter_test("\x01\x1E\x20\x03\x05\x25\x00", 7);
-static const std::string test_end("\x01\x1F\x20\x00", 4);
 
 TEST_F(SimProgram, ChecksItself)
 {
@@ -235,53 +200,4 @@ TEST_F(SimProgram, WithoutATerminalTheLiveViewIsDrawnOnceAtTheEnd)
 	EXPECT_NE(out.find("on     receiver test channel 5"), std::string::npos) << out;
 	EXPECT_NE(out.find("● receiver test channel 5"), std::string::npos) << out;
 	EXPECT_EQ(out.find('\033'), std::string::npos) << "no colours in a file";
-}
-
-TEST_F(SimProgram, ATransmitterTestIsCountedByAnotherSimulator)
-{
-	start_sim({ "--link", link("one"), "--air", link("air"), "--baud", "0" });
-	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(link("one")); }));
-	start_sim({ "--link", link("two"), "--air", link("air"), "--baud", "0" });
-	host transmitter(link("one"));
-	host receiver(link("two"));
-
-	EXPECT_EQ(receiver.say(receiver_test, 7), std::string("\x04\x0E\x04\x01\x1D\x20\x00", 7));
-	EXPECT_EQ(receiver.say(test_end, 9), std::string("\x04\x0E\x06\x01\x1F\x20\x00\x00\x00", 9))
-		<< "nobody transmits";
-	EXPECT_EQ(transmitter.say(transmitter_test, 7),
-		  std::string("\x04\x0E\x04\x01\x1E\x20\x00", 7));
-	/* One each 625 us, as soon as the other simulator has heard of the test. */
-	EXPECT_TRUE(comes_true([&] {
-		receiver.say(receiver_test, 7);
-		usleep(10'000);
-		const std::string answer = receiver.say(test_end, 9);
-		return answer.size() == 9 && (answer[7] != 0 || answer[8] != 0);
-	}));
-	EXPECT_EQ(transmitter.say(test_end, 9),
-		  std::string("\x04\x0E\x06\x01\x1F\x20\x00\x00\x00", 9));
-}
-
-TEST_F(SimProgram, ABeaconIsListedByAnotherSimulatorAndByAScan)
-{
-	const std::string init = std::string("\x01\x00\xFE\x26\x01\x05", 6) + std::string(36, '\0');
-	const std::string on("\x01\x06\xFE\x0A\x03\x00\x00\x00\x00\x00\x00\x00\x07\x00", 14);
-	const std::string data("\x01\x07\xFE\x20\x01\x1E\x02\x01\x06\x1A\xFF\x4C\x00\x02\x15"
-			       "ABCDEFGHIJKLMNOP\x00\x01\x00\x02\xC5",
-			       36);
-	const std::string beacon =
-		"uuid 41424344-4546-4748-494A-4B4C4D4E4F50 major 1 minor 2 power "
-		"-59 dBm interval 100 ms address 02:00:00:00:00:01";
-
-	start_sim({ "--link", link("one"), "--air", link("air") });
-	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(link("one")); }));
-	start_sim({ "--air", link("air"), "--control", folder + "/control" });
-	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(folder + "/control"); }));
-	host desk(link("one"));
-	desk.say(init, 9 + 47);
-	desk.say(data, 9 + 7);
-	desk.say(on, 9 + 6);
-	EXPECT_TRUE(comes_true([&] { return control("scan").find(beacon) != std::string::npos; }));
-	program scan;
-	EXPECT_EQ(run_sim({ "scan", link("air") }, &scan), 0);
-	EXPECT_NE(content_of(scan.out).find(beacon), std::string::npos) << content_of(scan.out);
 }

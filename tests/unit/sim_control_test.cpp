@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* How the simulator is told what to do: options, faults in words, scripts, commands, the air. */
+/* How the simulator is told what to do: options, scripts, commands. */
 #include "sim/control.h"
 #include "sim/options.h"
 #include "sim/script.h"
@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
-using sim::radio;
 
 static std::string parse(std::vector<const char *> words, sim::options &result)
 {
@@ -236,80 +235,4 @@ TEST(SimControl, WhatItDoesNotUnderstandChangesNothing)
 		  "error: 'x' is no time in milliseconds\n");
 	EXPECT_EQ(sim::run_control("clear now", on.target), "error: clear takes nothing more\n");
 	EXPECT_TRUE(sim::run_control("help", on.target).ends_with("ok\n"));
-}
-
-TEST(SimAir, ABeaconIsHeardAsItWasSent)
-{
-	const sim::air_state beacon = { .doing = radio::advertising,
-					.type = 3,
-					.slots = 160,
-					.address = { 1, 2, 3, 4, 5, 6 },
-					.payload = sim::parse_hex(BEACON).value() };
-	sim::neighbours others;
-
-	EXPECT_TRUE(others.take(sim::air_message("a", beacon), 1s));
-	ASSERT_EQ(others.all().count("a"), 1u);
-	EXPECT_EQ(others.all().at("a").air, beacon);
-	EXPECT_EQ(others.list(), "a  uuid 00112233-4455-6677-8899-AABBCCDDEEFF major 1 minor 515 "
-				 "power -59 dBm interval 100 ms address 06:05:04:03:02:01\n");
-	EXPECT_TRUE(others.take(sim::air_message("a", {}), 2s));
-	EXPECT_EQ(others.list(), "");
-}
-
-TEST(SimAir, OtherWordsAreNoNeighbours)
-{
-	sim::neighbours others;
-
-	for (const char *message : { "", "hello", "beacon", "beacon a", "beacon a x 1 2", "dance a",
-				     "test a 1 2", "beacon a 01:02:03:04:05:06 160 3 xx" })
-		EXPECT_FALSE(others.take(message, {})) << message;
-	EXPECT_TRUE(others.all().empty());
-}
-
-TEST(SimAir, TestPacketsAreCountedWhileBothLast)
-{
-	sim::neighbours others;
-	const sim::air_state transmitter = { .doing = radio::transmitting,
-					     .channel = 5,
-					     .test_length = 37 };
-
-	EXPECT_EQ(sim::test_packet_interval(37), 625us);
-	EXPECT_EQ(sim::test_packet_interval(38), 1250us);
-	EXPECT_EQ(sim::test_packet_interval(255), 2500us);
-	others.take(sim::air_message("a", transmitter), 1s);
-	EXPECT_EQ(others.new_packets(5, 2s, 2s), 0u);
-	EXPECT_EQ(others.new_packets(6, 2s, 3s), 0u) << "another channel";
-	EXPECT_EQ(others.new_packets(5, 2s, 3s), 1600u);
-	EXPECT_EQ(others.new_packets(5, 2s, 3s), 0u) << "each is heard once";
-	EXPECT_EQ(others.new_packets(5, 2s, 4s), 1600u);
-	others.begin_count();
-	EXPECT_EQ(others.new_packets(5, 4s, 4s + 625us), 1u);
-	others.take(sim::air_message("a", transmitter), 10s);
-	EXPECT_EQ(others.new_packets(5, 4s, 11s), 1600u) << "the transmitter came later";
-}
-
-TEST(SimAir, WhoComesFirstKeepsItForTheOthers)
-{
-	const std::string path = testing::TempDir() + "sim_air." + std::to_string(getpid());
-	sim::air_link second;
-	sim::air_link third;
-	{
-		sim::air_link first;
-		ASSERT_EQ(first.open(path), "");
-		ASSERT_EQ(second.open(path), "");
-		ASSERT_EQ(third.open(path), "");
-		first.hear();
-		second.say("one");
-		EXPECT_EQ(first.hear(), std::vector<std::string>{ "one" });
-		EXPECT_EQ(third.hear(), std::vector<std::string>{ "one" });
-		EXPECT_TRUE(second.hear().empty()) << "nobody hears oneself";
-		first.say("two");
-		EXPECT_EQ(second.hear(), std::vector<std::string>{ "two" });
-		EXPECT_EQ(third.hear(), std::vector<std::string>{ "two" });
-	}
-	second.hear(); /* notices the end of the first and takes over */
-	third.hear();
-	second.hear();
-	third.say("three");
-	EXPECT_EQ(second.hear(), std::vector<std::string>{ "three" });
 }

@@ -181,6 +181,7 @@ TEST(SimJson, OneObjectForEachThing)
 	EXPECT_EQ(
 		line({ .what = sim::happened::air, .air = beacon_on_air() }),
 		"{\"t\":0,\"what\":\"air\",\"radio\":\"advertising\",\"address\":\"02:00:00:00:00:01\","
+		"\"address_type\":\"public\","
 		"\"interval_ms\":100,\"type\":3,\"payload\":\"" +
 			BEACON +
 			"\",\"uuid\":\"00112233-4455-6677-8899-AABBCCDDEEFF\",\"major\":1,"
