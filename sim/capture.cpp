@@ -57,9 +57,16 @@ std::string capture::open(const std::string &path, uint64_t most)
 
 void capture::close()
 {
+	flush();
 	if (m_file)
 		fclose(m_file);
 	m_file = nullptr;
+}
+
+void capture::fail()
+{
+	if (m_problem.empty())
+		m_problem = "cannot write " + m_path + ": " + strerror(errno);
 }
 
 void capture::rotate()
@@ -67,8 +74,10 @@ void capture::rotate()
 	const std::string older = m_path + ".1";
 
 	close();
-	rename(m_path.c_str(), older.c_str());
-	begin_file();
+	if (rename(m_path.c_str(), older.c_str()) != 0)
+		fail();
+	if (const std::string problem = begin_file(); m_problem.empty())
+		m_problem = problem;
 }
 
 void capture::add(byte_view packet, direction way, wall_time at)
@@ -89,13 +98,17 @@ void capture::add(byte_view packet, direction way, wall_time at)
 	append_high_first(record, 0, 4); /* none was dropped */
 	append_high_first(record, file_time(at), 8);
 	append(record, packet);
-	m_size += fwrite(record.data(), 1, record.size(), m_file);
+	m_is_flushed = false;
+	m_size += record.size();
+	if (fwrite(record.data(), 1, record.size(), m_file) != record.size())
+		fail();
 }
 
 void capture::flush()
 {
-	if (m_file)
-		fflush(m_file);
+	if (m_file && !m_is_flushed && fflush(m_file) != 0)
+		fail();
+	m_is_flushed = true;
 }
 
 } // namespace sim

@@ -36,14 +36,23 @@ class capture
 	/* Hands everything to the system, so that a reader sees it. */
 	void flush();
 
+	/* Why the record is not whole; empty: it is. */
+	const std::string &problem() const
+	{
+		return m_problem;
+	}
+
       private:
 	std::string begin_file();
 	void rotate();
 	void close();
+	void fail();
 
 	std::string m_path;
+	std::string m_problem;
 	uint64_t m_most = 0;
 	uint64_t m_size = 0;
+	bool m_is_flushed = true;
 	FILE *m_file = nullptr;
 };
 

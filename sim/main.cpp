@@ -35,8 +35,7 @@ static int simulate(const sim::options &options)
 
 	if (!problem.empty())
 		return complain(problem);
-	simulator.run();
-	return 0;
+	return simulator.run() ? 0 : 1;
 }
 
 int main(int argc, char **argv)

@@ -66,6 +66,14 @@ static std::string set_time(moment &target, std::string_view text, double unit_s
 	return "";
 }
 
+/* A time that must pass: no time at all would mean something else, or nothing. */
+static std::string set_period(moment &target, std::string_view text)
+{
+	const std::string right = set_time(target, text, 1);
+
+	return right.empty() && target.count() > 0 ? "" : "a time above 0, such as 2.5";
+}
+
 static std::string set_text(std::string &target, std::string_view text)
 {
 	if (text.empty())
@@ -106,12 +114,12 @@ static std::string set_hci_version(options &o, std::string_view value)
 
 static std::string set_summary(options &o, std::string_view value)
 {
-	return set_time(o.summary_every, value, 1);
+	return set_period(o.summary_every, value);
 }
 
 static std::string set_run_time(options &o, std::string_view value)
 {
-	return set_time(o.run_time, value, 1);
+	return set_period(o.run_time, value);
 }
 
 static std::string set_link(options &o, std::string_view value)
@@ -330,7 +338,7 @@ static const option rows[] = {
 	{ "seconds",         "N",       set_run_time,        "when to end; for chance" },
 	{ "seed",            "N",       set_seed,            nullptr },
 	{ "selftest",        nullptr,   set_selftest,        "check itself, and end" },
-	{ "help",            nullptr,   set_help,            "this text" },
+	{ "help",            nullptr,   set_help,            "this text, as by -h" },
 	{ "version",         nullptr,   set_version,         nullptr },
 };
 // clang-format on
@@ -366,6 +374,8 @@ static void complete(options &result)
 
 static const option *find_option(std::string_view name)
 {
+	if (name == "-h")
+		name = "--help";
 	for (const option &row : rows)
 		if (name.starts_with("--") && name.substr(2) == row.name)
 			return &row;

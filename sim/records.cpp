@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -55,6 +56,23 @@ records::records(const options &settings)
 {
 }
 
+/* What is written at the end only is tried at the start, and left as it is. */
+static bool is_writable(const std::string &path)
+{
+	const int made = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+
+	if (made >= 0) {
+		::close(made);
+		return unlink(path.c_str()) == 0;
+	}
+	if (errno != EEXIST)
+		return false;
+	const int there = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+	if (there >= 0)
+		::close(there);
+	return there >= 0;
+}
+
 std::string records::open()
 {
 	for (const std::string &name : m_options.logs) {
@@ -63,9 +81,29 @@ std::string records::open()
 			return "cannot write " + name + ": " + strerror(errno);
 		setvbuf(m_logs.back().get(), nullptr, _IOLBF, 0);
 	}
+	for (const std::string *path : { &m_options.report, &m_options.patch_out })
+		if (!path->empty() && !is_writable(*path))
+			return "cannot write " + *path + ": " + strerror(errno);
 	if (m_options.capture.empty())
 		return "";
 	return m_capture.open(m_options.capture, m_options.capture_most);
+}
+
+/* A run goes on without a record that cannot be written, but it does not end well. */
+void records::complain(const std::string &problem)
+{
+	if (std::ranges::find(m_problems, problem) != m_problems.end())
+		return;
+	m_problems.push_back(problem);
+	fprintf(stderr, "vorlin-sim: %s\n", problem.c_str());
+}
+
+void records::check_output()
+{
+	if (ferror(stdout)) {
+		complain(std::string("cannot write the standard output: ") + strerror(errno));
+		clearerr(stdout);
+	}
 }
 
 void records::begin(const std::string &title)
@@ -78,6 +116,7 @@ void records::begin(const std::string &title)
 		       static_cast<unsigned long long>(m_options.session.seed));
 	else
 		printf("%s\n", title.c_str());
+	check_output();
 }
 
 /* A picture that moves needs a terminal; without one there are lines, and one picture at the end.
@@ -88,13 +127,20 @@ bool records::shows_changes() const
 	       (m_options.shown == view::live && !m_is_terminal);
 }
 
-void records::write_patch(const bytes &patch) const
+static bool write_whole(const std::string &path, byte_view data)
 {
-	const file out(fopen(m_options.patch_out.c_str(), "wb"));
+	FILE *const out = fopen(path.c_str(), "wb");
 
-	if (!out || fwrite(patch.data(), 1, patch.size(), out.get()) != patch.size())
-		fprintf(stderr, "vorlin-sim: cannot write %s: %s\n", m_options.patch_out.c_str(),
-			strerror(errno));
+	if (!out)
+		return false;
+	const bool is_written = fwrite(data.data(), 1, data.size(), out) == data.size();
+	return fclose(out) == 0 && is_written;
+}
+
+void records::write_patch(const bytes &patch)
+{
+	if (!write_whole(m_options.patch_out, patch))
+		complain("cannot write " + m_options.patch_out + ": " + strerror(errno));
 }
 
 void records::show_change(const record &what)
@@ -114,8 +160,10 @@ void records::note(const record &what)
 
 	if (!m_logs.empty() || m_options.shown == view::json) {
 		const std::string line = json_line(what, m_options.session.controller.kind->vendor);
-		for (const file &log : m_logs)
-			fputs(line.c_str(), log.get());
+		for (size_t i = 0; i < m_logs.size(); i++)
+			if (fputs(line.c_str(), m_logs[i].get()) < 0)
+				complain("cannot write " + m_options.logs[i] + ": " +
+					 strerror(errno));
 		if (m_options.shown == view::json)
 			fputs(line.c_str(), stdout);
 	}
@@ -129,6 +177,7 @@ void records::note(const record &what)
 		show_change(what);
 	if (what.what == happened::fault && shows_changes())
 		printf("%sfault   %s\n", time_text(what.at).c_str(), what.text.c_str());
+	check_output();
 }
 
 void records::draw(moment now)
@@ -152,11 +201,14 @@ void records::draw(moment now)
 		frame = "\033[H" + frame + "\033[J";
 	fputs(frame.c_str(), stdout);
 	fflush(stdout);
+	check_output();
 }
 
 void records::tick(moment now)
 {
 	m_capture.flush();
+	if (!m_capture.problem().empty())
+		complain(m_capture.problem());
 	if (shows_changes())
 		fputs(m_air_log.summary(m_timeline, now).c_str(), stdout);
 	if (m_options.shown != view::live || !m_is_terminal || now < m_next_view)
@@ -174,26 +226,27 @@ std::optional<moment> records::next() const
 	return m_options.shown == view::live ? std::optional(m_next_view) : std::nullopt;
 }
 
-void records::write_report(moment now) const
+void records::write_report(moment now)
 {
-	const file out(fopen(m_options.report.c_str(), "w"));
 	const std::string picture = svg_report(m_title, m_timeline, now);
+	const auto *const data = reinterpret_cast<const uint8_t *>(picture.data());
 
-	if (!out || fputs(picture.c_str(), out.get()) < 0)
-		fprintf(stderr, "vorlin-sim: cannot write %s: %s\n", m_options.report.c_str(),
-			strerror(errno));
+	if (!write_whole(m_options.report, { data, picture.size() }))
+		complain("cannot write " + m_options.report + ": " + strerror(errno));
 }
 
-void records::finish(moment now)
+bool records::finish(moment now)
 {
 	m_capture.flush();
-	if (m_options.shown == view::live) {
+	if (!m_capture.problem().empty())
+		complain(m_capture.problem());
+	if (m_options.shown == view::live)
 		draw(now);
-		if (m_is_terminal)
-			fputc('\n', stdout);
-	}
 	if (!m_options.report.empty())
 		write_report(now);
+	fflush(stdout);
+	check_output();
+	return m_problems.empty();
 }
 
 } // namespace sim

@@ -28,8 +28,8 @@ class records
 	void tick(moment now);
 	std::optional<moment> next() const;
 
-	/* The last picture and the report. */
-	void finish(moment now);
+	/* The last picture and the report; false when something of all could not be written. */
+	bool finish(moment now);
 
       private:
 	struct file_closer {
@@ -41,8 +41,10 @@ class records
 	using file = std::unique_ptr<FILE, file_closer>;
 
 	bool shows_changes() const;
-	void write_patch(const bytes &patch) const;
-	void write_report(moment now) const;
+	void write_patch(const bytes &patch);
+	void write_report(moment now);
+	void complain(const std::string &problem);
+	void check_output();
 	void show_change(const record &what);
 	void draw(moment now);
 
@@ -54,6 +56,7 @@ class records
 	air_log m_air_log;
 	timeline m_timeline;
 	capture m_capture;
+	std::vector<std::string> m_problems; /* each is told once */
 	std::vector<file> m_logs;
 	capture::wall_time m_start;
 	moment m_next_view = {};

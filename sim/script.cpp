@@ -64,9 +64,10 @@ std::string read_script(const std::string &path, std::vector<timed_command> &res
 	std::ifstream file(path);
 	std::ostringstream text;
 
-	if (!file)
+	if (file.peek() != std::ifstream::traits_type::eof()) /* nothing to copy is no failure */
+		text << file.rdbuf();
+	if (!file.is_open() || file.bad()) /* a folder opens, and cannot be read */
 		return "cannot read " + path + ": " + strerror(errno);
-	text << file.rdbuf();
 	const std::string problem = parse_script(text.str(), result);
 	return problem.empty() ? "" : path + ", " + problem;
 }

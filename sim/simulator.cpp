@@ -165,6 +165,7 @@ void simulator::plug_in_again()
 		return;
 	}
 	fprintf(stderr, "vorlin-sim: cannot come back: %s\n", problem.c_str());
+	m_failed = true;
 	m_quit = true;
 }
 
@@ -284,7 +285,7 @@ bool simulator::wait()
 	return m_options.run_time.count() == 0 || now() < m_options.run_time;
 }
 
-void simulator::run()
+bool simulator::run()
 {
 	while (wait()) {
 		share_air();
@@ -296,9 +297,10 @@ void simulator::run()
 		give_to_host();
 		m_records.tick(now());
 	}
-	m_records.finish(now());
+	const bool is_written = m_records.finish(now());
 	m_air.say(air_message(m_name, {}, 0));
 	m_line.close();
+	return is_written && !m_failed;
 }
 
 } // namespace sim

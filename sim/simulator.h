@@ -24,8 +24,8 @@ class simulator
 	/* Opens everything; what is wrong, or nothing. */
 	std::string open();
 
-	/* Runs until a signal, a command or the end of its time. */
-	void run();
+	/* Runs until a signal, a command or the end of its time; false: not all was written. */
+	bool run();
 
       private:
 	moment now() const;
@@ -65,6 +65,7 @@ class simulator
 	bytes m_unsent;
 	std::optional<moment> m_plug_in_at;
 	bool m_quit = false;
+	bool m_failed = false;
 	std::chrono::steady_clock::time_point m_start;
 	int m_signals = -1;
 };

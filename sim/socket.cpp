@@ -97,11 +97,18 @@ std::string connect_to(const std::string &path, text_socket &result)
 	return "";
 }
 
-static bool is_socket(const std::string &path)
+/* Makes room for a socket: one without a listener goes, and nothing else. */
+static std::string clear_old_socket(const std::string &path)
 {
 	struct stat status;
 
-	return lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
+	if (lstat(path.c_str(), &status) != 0)
+		return "";
+	if (!S_ISSOCK(status.st_mode))
+		return path + " exists and is no socket; it is left alone";
+	if (unlink(path.c_str()) != 0)
+		return "cannot remove the old socket " + path + ": " + strerror(errno);
+	return "";
 }
 
 std::string listen_at(const std::string &path, text_socket &result)
@@ -114,8 +121,9 @@ std::string listen_at(const std::string &path, text_socket &result)
 		return problem;
 	if (connect_to(path, other).empty())
 		return path + " is in use";
-	if (is_socket(path))
-		unlink(path.c_str());
+	problem = clear_old_socket(path);
+	if (!problem.empty())
+		return problem;
 	result = text_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 	if (bind(result.descriptor(), reinterpret_cast<sockaddr *>(&address), sizeof(address)) !=
 		    0 ||

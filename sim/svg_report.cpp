@@ -93,8 +93,10 @@ static std::string axis(const scale &in, double y)
 	const moment step = tick_step(in.to - in.from);
 	std::string text = box(MARGIN, y, WIDTH - 2 * MARGIN, 1, "#888");
 
-	for (moment tick = {}; tick <= in.to - in.from; tick += step) {
-		const double x = in.x(in.from + tick);
+	/* The times are those of the log, whatever the picture begins with. */
+	for (moment tick = (in.from + step - moment(1)) / step * step; tick <= in.to;
+	     tick += step) {
+		const double x = in.x(tick);
 		text += box(x, y, 1, 6, "#888");
 		text += words(x, y + 20, "tick", number_text(seconds_of(tick)) + " s");
 	}

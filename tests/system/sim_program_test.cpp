@@ -39,10 +39,76 @@ TEST_F(SimProgram, RefusesWhatItDoesNotUnderstandInOneLine)
 			 "cannot write /nowhere/x: No such file or directory");
 	expect_complaint({ "--log", "/nowhere/x" },
 			 "cannot write /nowhere/x: No such file or directory");
+	expect_complaint({ "--report", "/nowhere/x" },
+			 "cannot write /nowhere/x: No such file or directory");
+	expect_complaint({ "--patch-out", "/nowhere/x" },
+			 "cannot write /nowhere/x: No such file or directory");
+	expect_complaint({ "--report", "/tmp" }, "cannot write /tmp: Is a directory");
+	expect_complaint({ "--script", "/tmp" }, "cannot read /tmp: Is a directory");
+	expect_complaint({ "--seconds", "0" },
+			 "--seconds cannot be '0': it is a time above 0, such as 2.5");
+	expect_complaint(
+		{ "--fault", "flip:mask=256" },
+		"fault flip: 'mask=256' cannot be: it is a number from 1 to 255, or random "
+		"or each");
+	expect_complaint({ "--control", "/etc/passwd" },
+			 "/etc/passwd exists and is no socket; it is left alone");
+	expect_complaint({ "--air", "/etc/passwd" },
+			 "/etc/passwd exists and is no socket; it is left alone");
 	expect_complaint({ "control", "/nowhere", "help" },
 			 "cannot reach /nowhere: No such file or directory");
 	expect_complaint({ "scan", "/nowhere" },
 			 "cannot reach /nowhere: No such file or directory");
+}
+
+TEST_F(SimProgram, WhatIsWrittenAtTheEndIsTriedAtTheStartAndLeftAsItIs)
+{
+	std::ofstream(folder + "/patch") << "precious";
+	program sim;
+
+	EXPECT_EQ(run_sim({ "--patch-out", folder + "/patch", "--report", folder + "/report",
+			    "--seconds", "0.1" },
+			  &sim),
+		  0);
+	EXPECT_EQ(content_of(folder + "/patch"), "precious");
+	EXPECT_TRUE(content_of(folder + "/report").starts_with("<svg "));
+}
+
+/* /dev/full takes nothing: what is there on a device whose disk is full. */
+TEST_F(SimProgram, ARecordThatCannotBeWrittenIsToldOnceAndInTheStatus)
+{
+	static const struct {
+		const char *option;
+		const char *what;
+	} records[] = {
+		{ "--log", "/dev/full" },
+		{ "--capture", "/dev/full" },
+		{ "--report", "/dev/full" },
+	};
+
+	for (const auto &[option, what] : records) {
+		const program sim = start_sim({ "--link", link(), option, "/dev/full" });
+		{
+			host desk(link());
+			EXPECT_EQ(desk.say(version, 15).size(), 15u) << "the controller goes on";
+			EXPECT_EQ(desk.say(version, 15).size(), 15u);
+		}
+		EXPECT_EQ(stop(sim, SIGTERM), 1) << option;
+		EXPECT_EQ(content_of(sim.err), "vorlin-sim: cannot write " + std::string(what) +
+						       ": No space left on device\n");
+	}
+}
+
+TEST_F(SimProgram, AStandardOutputThatCannotBeWrittenIsToldOnceAndInTheStatus)
+{
+	for (const char *view : { "--json", "--live", "--quiet" }) {
+		const std::string command = built("vorlin-sim") + " --link " + link() + " " + view +
+					    " --seconds 0.3 >/dev/full";
+		program shell;
+		EXPECT_EQ(run({ "/bin/sh", "-c", command }, &shell), 1) << view;
+		EXPECT_EQ(content_of(shell.err), "vorlin-sim: cannot write the standard output: No "
+						 "space left on device\n");
+	}
 }
 
 TEST_F(SimProgram, EndsCleanlyOnEachSignalAndAtItsTime)

@@ -75,7 +75,15 @@ TEST(SimOptions, ABadOneGetsOneClearLine)
 	EXPECT_EQ(complaint({ "--baud", "-1" }),
 		  "--baud cannot be '-1': it is a number from 0 to 4000000");
 	EXPECT_EQ(complaint({ "--seconds", "soon" }),
-		  "--seconds cannot be 'soon': it is a time such as 2.5");
+		  "--seconds cannot be 'soon': it is a time above 0, such as 2.5");
+	EXPECT_EQ(complaint({ "--seconds", "0" }),
+		  "--seconds cannot be '0': it is a time above 0, such as 2.5");
+	EXPECT_EQ(complaint({ "--summary", "0" }),
+		  "--summary cannot be '0': it is a time above 0, such as 2.5");
+	EXPECT_EQ(complaint({ "--rssi", "-128" }),
+		  "--rssi cannot be '-128': it is a number from -127 to 20");
+	EXPECT_EQ(complaint({ "--rssi", "21" }),
+		  "--rssi cannot be '21': it is a number from -127 to 20");
 	EXPECT_EQ(complaint({ "--patch-size", "27" }),
 		  "--patch-size cannot be '27': it is a number from 28 to 1048576");
 	EXPECT_EQ(complaint({ "--address", "1" }),
@@ -89,6 +97,14 @@ TEST(SimOptions, ABadOneGetsOneClearLine)
 		  "--help cannot be 'x': it is --help, --help=faults or --help=quirks");
 	EXPECT_EQ(complaint({ "scan" }), "say: vorlin-sim scan SOCKET");
 	EXPECT_EQ(complaint({ "control", "/s" }), "say: vorlin-sim control SOCKET COMMAND");
+}
+
+TEST(SimOptions, HelpHasAShortName)
+{
+	sim::options o;
+
+	ASSERT_EQ(parse({ "-h" }, o), "");
+	EXPECT_EQ(o.what, sim::verb::help);
 }
 
 TEST(SimOptions, TheHelpFitsAScreen)
@@ -165,6 +181,8 @@ TEST(SimScript, ABadLineIsNamed)
 		  "line 1: there is no command 'dance'; help lists them");
 	EXPECT_EQ(sim::parse_script("1 fault dance\n", script),
 		  "line 1: there is no fault 'dance'; --help=faults lists them");
+	EXPECT_EQ(sim::read_script("/tmp", script), "cannot read /tmp: Is a directory");
+	EXPECT_EQ(sim::read_script("/dev/null", script), "") << "there is nothing to do";
 	EXPECT_EQ(sim::read_script("/nowhere", script),
 		  "cannot read /nowhere: No such file or directory");
 }

@@ -433,3 +433,18 @@ TEST(SimSvgReport, DrawsABoxForEachStretch)
 	EXPECT_EQ(count("5 times, 5.0 s"), 2u);
 	EXPECT_TRUE(text.ends_with("</svg>\n"));
 }
+
+TEST(SimSvgReport, ItsAxisHasTheTimesOfTheLog)
+{
+	sim::timeline times;
+
+	times.change(beacon_on_air(), 7500ms);
+	times.change({}, 12s);
+	const std::string text = sim::svg_report("", times, 17500ms);
+	/* Ten seconds from 7.5 s on: the first whole one stands a twentieth to the right. */
+	EXPECT_EQ(text.find(">7 s<"), std::string::npos);
+	EXPECT_NE(text.find("x=\"69.6\" y=\"150.0\" class=\"tick\">8 s<"), std::string::npos)
+		<< text;
+	EXPECT_NE(text.find(">17 s<"), std::string::npos);
+	EXPECT_EQ(text.find(">18 s<"), std::string::npos);
+}
