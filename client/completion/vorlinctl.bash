@@ -18,56 +18,107 @@ _vorlinctl_words()
 	config) echo 'interval mac txpower-index gap-param le-receiver-test' \
 		'le-transmitter-test le-test-end ble-reset debug-level' ;;
 	'config ble-reset' | reset) echo 'hard soft' ;;
-	'config mac') echo 'by-mrd' ;;
-	'config txpower-index' | *' power-index') echo 'max' ;;
 	set*) echo 'interval power power-index mac' ;;
 	show) echo 'version mac txpower gap-param' ;;
 	status*) echo '--payload --watch' ;;
-	test) echo 'rx tx end' ;;
+	test) echo 'rx tx end sweep' ;;
+	'test rx '*) echo '--seconds --min' ;;
+	'test tx '*) echo '--seconds' ;;
+	'test sweep'*) echo '--channels --seconds --min --csv' ;;
 	trace) echo 'on off hci hci-tx hci-rx ipc uevent log report flow warning' ;;
-	apply) echo '--dry-run' ;;
+	apply*) echo '--check --dry-run' ;;
 	wait) echo '--status' ;;
+	guard*) echo '--restarts --probe' ;;
 	help) _vorlinctl_commands ;;
 	esac
 }
 
-# What a word before the cursor takes as its value.
+# What a name takes as its value, behind a blank or "=": $1 the words before it, $2 the name.
+# False for a name that takes none.
 _vorlinctl_value()
 {
-	case $1 in
-	--uuid) echo 'random NONE' ;;
-	--power | --mac | mac) echo 'NONE' ;;
-	--prefix) echo 'default' ;;
-	--status) echo 'available advertising testing unconfirmed none' ;;
-	--timeout) echo '5 15 60' ;;
+	case "$1 $2" in
+	'config mac') echo 'by-mrd' ;;
+	'config txpower-index' | *' power-index') echo 'max' ;;
+	'show mac') return 1 ;;
+	'config interval' | 'set '*interval | *' --'ma[cj]* | *' --min'* | *' --probe') ;;
+	*' --uuid' | *' uuid') echo 'random NONE' ;;
+	*' --power' | *' power' | 'set '*'mac') echo 'NONE' ;;
+	*' --prefix' | *' prefix') echo 'default' ;;
+	*' enable') echo '0 1' ;;
+	*' --status') echo 'available advertising testing unconfirmed none' ;;
+	*' --timeout') echo '5 15 60 300' ;;
+	*' --seconds') echo '1 10 60' ;;
+	*' --channels') echo '0 12 19 39 0-39' ;;
+	*) return 1 ;;
 	esac
+}
+
+# Whether a value may go on behind a comma; on and off of a trace stand alone.
+_vorlinctl_is_list()
+{
+	[[ $1 == trace || $1 == *--channels ]]
+}
+
+# bash takes a word apart at "=": the words up to the cursor, put together again.
+_vorlinctl_join()
+{
+	local i word glue=''
+
+	joined=()
+	for ((i = 1; i <= COMP_CWORD; i++)); do
+		word=${COMP_WORDS[i]}
+		if [[ ${#joined[@]} -gt 0 && ($word == = || -n $glue) ]]; then
+			joined[-1]+=$word
+		else
+			joined+=("$word")
+		fi
+		glue=''
+		[[ $word != = ]] || glue=1
+	done
 }
 
 _vorlinctl()
 {
-	local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-	local said='' i words
+	local joined=() said='' before='' lead='' words i
+	local shown=${COMP_WORDS[COMP_CWORD]}
 
-	for ((i = 1; i < COMP_CWORD; i++)); do
-		case ${COMP_WORDS[i]} in
-		--json) ;;
-		--timeout) ((i++)) ;;
-		*) said="$said${said:+ }${COMP_WORDS[i]}" ;;
+	_vorlinctl_join
+	local last=$((${#joined[@]} - 1))
+	local word=${joined[last]}
+	[[ $shown != = ]] || shown=''
+	for ((i = 0; i < last; i++)); do
+		case ${joined[i]} in
+		--json | -- | --timeout=*) ;;
+		--timeout) ((i + 1 == last)) || ((i++)) ;;
+		*) said="$said${said:+ }${joined[i]}" ;;
 		esac
 	done
+	((last == 0)) || before=${joined[last - 1]}
 
-	words=$(_vorlinctl_value "$before")
-	if [[ $said == 'config mac' ]]; then
-		words='by-mrd'
-	elif [[ -z $words && -z $said ]]; then
-		words="$(_vorlinctl_commands) --timeout --json --help --version"
-	elif [[ -z $words ]]; then
-		words=$(_vorlinctl_words "$said")
+	if [[ $word == *=* ]]; then
+		lead=${word%%=*}=
+		words=$(_vorlinctl_value "$said" "${word%%=*}")
+		before=${word%%=*}
+	elif ! words=$(_vorlinctl_value "${said% *}" "$before"); then
+		if [[ -z $said ]]; then
+			words="$(_vorlinctl_commands) --timeout --json --help --version"
+		else
+			words=$(_vorlinctl_words "$said")
+		fi
 	fi
-	mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
-	if [[ $said == apply* ]]; then
+	if [[ $word == *,* ]] && _vorlinctl_is_list "$before"; then
+		lead=${word%,*},
+		words=${words/on off /}
+		compopt -o nospace 2>/dev/null
+	fi
+	read -ra words <<<"${words//$'\n'/ }"
+	mapfile -t COMPREPLY < <(compgen -W "${words[*]/#/$lead}" -- "$word")
+	if [[ ($said == apply* || $said == 'test sweep') && -z $lead ]]; then
 		mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$word")
 	fi
+	# What stands before the last "=" is no part of the word for bash.
+	COMPREPLY=("${COMPREPLY[@]#"${word%"$shown"}"}")
 }
 
 complete -F _vorlinctl vorlinctl

@@ -50,6 +50,8 @@ done <<'END'
 644 /usr/share/man/man1/vorlin-sim.1.gz
 644 /usr/share/bash-completion/completions/vorlinctl
 644 /usr/share/zsh/site-functions/_vorlinctl
+644 /usr/share/bash-completion/completions/vorlin-sim
+644 /usr/share/zsh/site-functions/_vorlin-sim
 644 /usr/share/doc/vorlind/examples/beacons
 644 /usr/share/doc/vorlind/copyright
 644 /usr/share/doc/vorlind/changelog.gz
