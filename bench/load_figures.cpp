@@ -148,10 +148,12 @@ static void measure_load(access_point &point, double count, figure_list &figures
 	point.load_beacons(2, "0");
 	exchange(point, 1000); /* what is loaded on first use is loaded then */
 	const usage before = usage_of(point.daemon());
+	const usage simulator_before = usage_of(point.simulator());
 	const int64_t begin = wall_clock();
 	exchange(point, count);
 	const double took = static_cast<double>(wall_clock() - begin) / 1e9;
 	const usage after = usage_of(point.daemon());
+	const usage simulator_after = usage_of(point.simulator());
 	const double exchanges = after.write_calls - before.write_calls;
 	char when[64];
 
@@ -160,6 +162,10 @@ static void measure_load(access_point &point, double count, figure_list &figures
 	add(figures, { "processor time of an exchange",
 		       "us",
 		       { (after.cpu_seconds - before.cpu_seconds) / exchanges * 1e6 } });
+	add(figures,
+	    { "the simulator's processor time of it",
+	      "us",
+	      { (simulator_after.cpu_seconds - simulator_before.cpu_seconds) / exchanges * 1e6 } });
 	add_memory(figures, when, after, before);
 }
 

@@ -124,7 +124,10 @@ size_t simulator::appetite() const
 {
 	if (!m_unsent.empty() || m_session.on_the_way() >= READ_AT_ONCE)
 		return 0;
-	return m_line.has_flow_control() ? std::min(m_session.room(), READ_AT_ONCE) : READ_AT_ONCE;
+	const size_t room = std::min(m_session.room(), READ_AT_ONCE);
+	if (room > 0)
+		return room;
+	return m_line.has_flow_control() ? 0 : READ_AT_ONCE;
 }
 
 void simulator::take_from_host()
