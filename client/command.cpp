@@ -70,6 +70,8 @@ const command commands[] = {
 	{ "wait", "[--status NAME]", "until the controller's status is NAME",
 	  "  NAME   available (the default: any usable), advertising, testing, unconfirmed, none\n"
 	  "Waits for vorlind itself, too.\n", run_wait },
+	{ "metrics", "", "the state in figures, for a monitoring system",
+	  "OpenMetrics text. No command is sent: ask as often as you like.\n", run_metrics },
 	{ "raw", "WORD...", "send the words as they are", "", run_raw },
 	{ "help", "[COMMAND]", "how a command is used", "", run_help },
 	{},

@@ -64,4 +64,5 @@ exit_status run_trace(request *r);
 exit_status run_raw(request *r);
 exit_status run_apply(request *r);
 exit_status run_save(request *r);
+exit_status run_metrics(request *r);
 exit_status run_help(request *r);

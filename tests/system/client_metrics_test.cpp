@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+/* vorlinctl metrics: what a monitoring system reads, checked by the program of one. */
+#include "tests/system/client_stage.h"
+
+class ClientMetrics : public ClientTest
+{
+      protected:
+	/* Whether it is metrics text, and has every one of these lines. */
+	void expect_metrics(const std::string &text, const std::vector<std::string> &lines)
+	{
+		program promtool;
+
+		write_file("metrics", text);
+		EXPECT_EQ(run({ "/bin/sh", "-c",
+				"exec promtool check metrics <'" + folder + "/metrics'" },
+			      &promtool),
+			  0)
+			<< content_of(promtool.out) << content_of(promtool.err) << text;
+		EXPECT_EQ(content_of(promtool.err), "") << text;
+		EXPECT_TRUE(text.ends_with("\n# EOF\n")) << text;
+		for (const std::string &line : lines)
+			EXPECT_TRUE(contains("\n" + text, "\n" + line + "\n")) << line << "\n"
+									       << text;
+	}
+
+	void SetUp() override
+	{
+		program promtool;
+
+		ClientTest::SetUp();
+		if (run({ "/bin/sh", "-c", "command -v promtool" }, &promtool) != 0)
+			GTEST_SKIP() << "there is no promtool here";
+	}
+};
+
+class ClientMetricsOnEach : public ClientMetrics, public testing::WithParamInterface<const char *>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Controllers, ClientMetricsOnEach,
+			 testing::Values("ti-06", "ti-08", "qualcomm"));
+
+TEST_P(ClientMetricsOnEach, TheStateIsToldAndNoCommandSent)
+{
+	start_with(GetParam());
+	done({ "beacon", "1", "--uuid", "random", "on" });
+	done({ "beacon", "2", "--uuid", "random", "on" });
+	done({ "beacon", "3", "on" }); /* without a UUID it is not active */
+	done({ "start" });
+	memset(segment->cmd.argv[0], 'x', 3);
+	const std::string text = done({ "metrics" });
+	expect_metrics(text, { "vorlin_up 1", "vorlin_status{status=\"none\"} 0",
+			       "vorlin_status{status=\"available\"} 0",
+			       "vorlin_status{status=\"advertising\"} 1",
+			       "vorlin_action{action=\"start\"} 1",
+			       "vorlin_action{action=\"stop\"} 0", "vorlin_beacons_active 2" });
+	EXPECT_TRUE(contains(text, std::string("\nvorlin_controller_info{kind=\"") + GetParam() +
+					   "\",hci_version=\""))
+		<< text;
+	EXPECT_TRUE(contains(text, "\nvorlin_daemon_uptime_seconds ")) << text;
+	EXPECT_EQ(memcmp(segment->cmd.argv[0], "xxx", 3), 0) << "a command was sent";
+	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
+}
+
+TEST_F(ClientMetrics, WithoutADaemonOnlyThatIsTold)
+{
+	const answer a = ctl({ "metrics" });
+
+	EXPECT_EQ(a.status, 2);
+	expect_metrics(a.out, { "vorlin_up 0" });
+	EXPECT_FALSE(contains(a.out, "vorlin_status"));
+}
+
+TEST_F(ClientMetrics, WithoutAControllerThereIsNoWordOfOne)
+{
+	start_daemon();
+	const std::string text = done({ "metrics" });
+	expect_metrics(text, { "vorlin_up 1", "vorlin_status{status=\"none\"} 1",
+			       "vorlin_beacons_active 0" });
+	EXPECT_FALSE(contains(text, "vorlin_controller_info"));
+}
+
+TEST_F(ClientMetrics, TheAgeIsTheDaemons)
+{
+	const program daemon = start_with("ti-08");
+	const auto age = [&] {
+		const std::string text = done({ "metrics" });
+		const char name[] = "\nvorlin_daemon_uptime_seconds ";
+		return std::stol(text.substr(text.find(name) + sizeof(name) - 1));
+	};
+
+	const long first = age();
+	EXPECT_GE(first, 0);
+	EXPECT_TRUE(comes_true([&] { return age() > first; }));
+	EXPECT_EQ(ctl({ "metrics", "now" }).status, 1);
+	EXPECT_EQ(stop(daemon, SIGTERM), 0);
+}
