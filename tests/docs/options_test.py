@@ -110,12 +110,15 @@ def daemon_faults():
 def control_help():
     with tempfile.TemporaryDirectory() as scratch:
         socket = pathlib.Path(scratch) / "socket"
+        line = pathlib.Path(scratch) / "line"
+        options = ["--control", socket, "--link", line, "--quiet", "--seconds", str(LIMIT)]
         simulator = subprocess.Popen(
-            [BUILD / "vorlin-sim", "--control", socket, "--quiet", "--seconds", str(LIMIT)],
+            [BUILD / "vorlin-sim", *options],
             stdout=subprocess.DEVNULL,
         )
         try:
-            while not socket.exists() and simulator.poll() is None:
+            # Its link is the last that it makes: then it listens.
+            while not line.exists() and simulator.poll() is None:
                 time.sleep(0.02)
             return run(BUILD / "vorlin-sim", "control", socket, "help")
         finally:
