@@ -8,6 +8,7 @@ import subprocess
 from project import ROOT, finish
 
 PLACES = {
+    "packaging/openwrt/vorlind/Makefile": r"^PKG_VERSION:=(\d+\.\d+\.\d+)$",
     "daemon/interpreter.cpp": r'"(\d+\.\d+\.\d+)"',
     "daemon/main.cpp": r'version\[\] = "(\d+\.\d+\.\d+)"',
     "client/main.cpp": r'version\[\] = "(\d+\.\d+\.\d+)"',

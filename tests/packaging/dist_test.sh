@@ -17,7 +17,8 @@ fail()
 }
 
 mkdir "$scratch/a copy"
-cp -R "$sources/Makefile" "$sources/CMakeLists.txt" "$sources/tools" "$scratch/a copy"
+cp -R "$sources/Makefile" "$sources/CMakeLists.txt" "$sources/packaging" "$sources/tools" \
+	"$scratch/a copy"
 cd "$scratch/a copy" || exit 1
 if make dist >"$scratch/answer" 2>&1; then
 	fail 'make dist without .git ends with 0'

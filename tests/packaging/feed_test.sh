@@ -1,15 +1,25 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The OpenWrt packages get their files, by the feed's Makefile and what OpenWrt would make of it:
-# its build system itself is not here. usage: feed_test.sh BUILD SOURCES
+# The OpenWrt packages are built and get their files where the build system stands in for OpenWrt's,
+# as strict as that is about names, flags, run paths and libraries. usage: feed_test.sh SOURCES
+# [SYSROOT], which has the device's C library: then they are built for it, and no bigger than allowed
 
 set -u
-build=$1
-sources=$2
-command -v make >/dev/null || { echo 'not run: there is no make'; exit 77; }
+sysroot=${2-}
+for program in make cmake ninja readelf "${sysroot:+aarch64-linux-gnu-}g++" python3; do
+	command -v "$program" >/dev/null || { echo "not run: there is no $program"; exit 77; }
+done
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+# make, and OpenWrt's build system with it, takes a space for the end of a name.
+sources=$scratch/sources
+ln -s "$(readlink -f "$1")" "$sources"
+top=$scratch/top
+here=$sources/tests/packaging
+# shellcheck source=tests/packaging/openwrt/sdk.sh
+. "$here/openwrt/sdk.sh"
 failures=0
+version=$(sed -n 's/^project(vorlind VERSION \([0-9.]*\) .*/\1/p' "$sources/CMakeLists.txt")
 
 fail()
 {
@@ -17,54 +27,46 @@ fail()
 	failures=$((failures + 1))
 }
 
-# make, and OpenWrt's build system with it, takes a space for the end of a name.
-mkdir "$scratch/sources"
-tar -C "$sources" --exclude=./.git --exclude='./build*' -c . | tar -C "$scratch/sources" -x
-ln -s "$build" "$scratch/build"
-
-# Each package becomes a folder; BuildPackage is what OpenWrt calls the line at the end.
-mkdir -p "$scratch/include"
-cat >"$scratch/rules.mk" <<'END'
-INCLUDE_DIR:=$(TOPDIR)/include
-define BuildPackage
-$(eval $(Package/$(1)))
-all: $(TOPDIR)/$(1)
-$(TOPDIR)/$(1):
-	$(call Package/$(1)/install,$(TOPDIR)/$(1))
-	echo '$(PKG_VERSION) $(DEPENDS)' >$(TOPDIR)/$(1).facts
-endef
-all:
-prepare:
-	$(Build/Prepare)
-END
-: >"$scratch/include/package.mk"
-: >"$scratch/include/cmake.mk"
-
-feed()
+configured() # TREE DEVICE-LIBS
 {
-	make --no-print-directory -C "$scratch/sources/packaging/openwrt" TOPDIR="$scratch" \
-		CMAKE_BINARY_DIR="$scratch/build" PKG_BUILD_DIR="$scratch/prepared" "$@" >"$scratch/log" 2>&1 || {
-		cat "$scratch/log"
-		fail "make $*"
+	printf 'CONFIG_VORLIND_TREE="%s"\nCONFIG_VORLIND_DEVICE_LIBS="%s"\n' "$1" "$2" >"$top/.config"
+}
+
+build_packages()
+{
+	feed package || {
+		tail -n 30 "$top/log"
+		fail "the feed makes no packages: $1"
 	}
 }
 
-feed prepare
-[ -e "$scratch/prepared/CMakeLists.txt" ] || fail 'the sources are not there to be built'
-[ ! -e "$scratch/prepared/build" ] || fail 'the sources come with a build of this machine'
+run_path()
+{
+	readelf -d "$1" | sed -n 's/.*R.*PATH).*\[\(.*\)\]/\1/p'
+}
 
-feed all
 expect_files()
 {
-	(cd "$scratch/$1" && find . -type f -printf '%m %p\n' | grep -v '/lib.*\.so$' | sort) \
-		>"$scratch/files"
+	(cd "$top/ipkg/$1" && find . -type f -printf '%m %p\n' | sort) >"$scratch/files"
 	diff - "$scratch/files" || fail "the package $1 has other files"
+	(cd "$top/ipkg/$1" && find . -type f -not -name '*.so' -exec md5sum '{}' +) | cut -c 1-32 |
+		sort | uniq -d | grep . && fail "the package $1 has a file twice"
 }
+
+### From a tree, with the stand-ins for the device's libraries
+mkdir -p "$top"
+configured "$sources" ''
+build_packages 'with stand-ins'
+[ ! -e "$top/build_dir/vorlind-$version/build" ] || fail 'the sources come with a build of this machine'
 expect_files vorlind <<'END'
-644 ./etc/config/vorlind
+600 ./etc/config/vorlind
 644 ./etc/hotplug.d/tty/50-vorlind
+644 ./usr/share/rpcd/acl.d/vorlind.json
 755 ./etc/init.d/vorlin
-755 ./usr/libexec/vorlind/hotplug
+755 ./usr/lib/vorlind/libinfo_transfer.so
+755 ./usr/lib/vorlind/libqvkit.so
+755 ./usr/lib/vorlind/libqvsh_log.so
+755 ./usr/lib/vorlind/libuam.so
 755 ./usr/libexec/vorlind/restore
 755 ./usr/libexec/vorlind/run
 755 ./usr/sbin/vorlind
@@ -72,6 +74,71 @@ END
 expect_files vorlinctl <<'END'
 755 ./usr/bin/vorlinctl
 END
-grep -qE '^[0-9]+\.[0-9]+\.[0-9]+ \+vorlinctl$' "$scratch/vorlind.facts" ||
-	fail "version and dependency: $(cat "$scratch/vorlind.facts")"
+[ "$(run_path "$top/ipkg/vorlind/usr/sbin/vorlind")" = /usr/lib/vorlind ] ||
+	fail "the daemon looks for its libraries in: $(run_path "$top/ipkg/vorlind/usr/sbin/vorlind")"
+grep -qxE 'net\|Network\|[A-Za-z]+\|[^|]{10,}\|https://[^|]+\|\+vorlinctl' "$top/ipkg/vorlind.facts" ||
+	fail "what is told of the package: $(cat "$top/ipkg/vorlind.facts")"
+# shellcheck disable=SC2013 # a folder is a word
+for folder in $(sed -n 's/^ *add_subdirectory(\([a-z]*\))$/\1/p' "$sources/CMakeLists.txt"); do
+	case $folder in
+	sim | bench | tests) continue ;; # nothing of them is in a package
+	esac
+	grep -qwF "$sources/$folder" "$top/depends" || fail "a change in $folder/ builds nothing anew"
+done
+
+### The sizes, as OpenWrt's flags give them
+if [ -n "$sysroot" ]; then
+	while read -r program limit; do
+		size=$(stat -c %s "$top/ipkg/$program")
+		echo "$program: $size bytes, at most $limit"
+		[ "$size" -le "$limit" ] || fail "$program is too big"
+	done <<-'END'
+		vorlind/usr/sbin/vorlind 57344
+		vorlinctl/usr/bin/vorlinctl 98304
+	END
+fi
+
+### With the device's own libraries, of which the build system knows nothing
+mkdir "$scratch/device"
+cp "$top"/ipkg/vorlind/usr/lib/vorlind/*.so "$scratch/device/"
+configured "$sources" "$scratch/device"
+build_packages "with the device's libraries"
+[ ! -e "$top/ipkg/vorlind/usr/lib" ] || fail "the device's libraries are in the package"
+[ -z "$(run_path "$top/ipkg/vorlind/usr/sbin/vorlind")" ] ||
+	fail 'the daemon has a run path on a device that has its libraries'
+
+### From the release archive: what it is packed with is what it is known by
+if [ -e "$sources/.git" ]; then
+	(cd "$sources" && tools/dist "$scratch/dist" "$version") >/dev/null || fail 'no release'
+	cp "$scratch/dist/vorlind-$version.tar.gz" "$top/dl/"
+	configured '' ''
+	feed_folder=$scratch/dist/feed/vorlind
+	feed prepare || fail 'the release archive does not fit the feed that comes with it'
+	[ -e "$top/build_dir/vorlind-$version/daemon/main.cpp" ] || fail 'the release archive is empty'
+	printf x >>"$top/dl/vorlind-$version.tar.gz"
+	feed prepare && fail 'another archive than the release is taken'
+else
+	echo 'not looked at: the release archive, for there is no git checkout to pack'
+fi
+
+### Who may do what from a web page
+python3 - "$sources/packaging/openwrt/vorlind/files/vorlind.json" <<'END' || failures=$((failures + 1))
+import json
+import sys
+
+granted = json.load(open(sys.argv[1]))
+right = {
+    "read": {
+        "file": {
+            "/usr/bin/vorlinctl --json status": ["exec"],
+            "/usr/bin/vorlinctl --json check": ["exec"],
+        },
+        "uci": ["vorlind"],
+    },
+    "write": {"uci": ["vorlind"]},
+}
+assert list(granted) == ["vorlind"], granted
+assert granted["vorlind"].pop("description")
+assert granted["vorlind"] == right, granted
+END
 exit $((failures > 0))

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 # The init scripts start, stop and reload the daemon, with its settings. Run in tools/sandbox.
-# usage: service_test.sh BUILD busybox|openwrt SHELL...
+# usage: service_test.sh BUILD busybox SHELL... | openwrt
 
 set -u
 here=$(dirname "$(readlink -f "$0")")
@@ -10,15 +10,21 @@ manager=$2
 shift 2
 # shellcheck source=tests/packaging/stage.sh
 . "$here/stage.sh"
-shell=$1
-[ $# -lt 2 ] || applet=$2
-command -v "$shell" >/dev/null || skip "there is no $shell"
-if [ "$shell" = busybox ]; then
-	# Its pidof takes a script for a daemon of the same name.
-	mkdir -p $scratch/image/usr/sbin
-	ln -s "$(command -v busybox)" $scratch/image/usr/sbin/pidof
+if [ "$manager" = busybox ]; then
+	shell=$1
+	[ $# -lt 2 ] || applet=$2
+	command -v "$shell" >/dev/null || skip "there is no $shell"
+	if [ "$shell" = busybox ]; then
+		# Its pidof takes a script for a daemon of the same name.
+		mkdir -p $scratch/image/usr/sbin
+		ln -s "$(command -v busybox)" $scratch/image/usr/sbin/pidof
+	fi
+	lay_over daemon client "$manager"
+else
+	# shellcheck source=tests/packaging/openwrt/device.sh
+	. "$here/openwrt/device.sh"
+	install_packages
 fi
-lay_over daemon client "$manager"
 
 # settings MINOR...: these beacons and no others, as this manager keeps them.
 case $manager in
@@ -40,44 +46,20 @@ busybox)
 	}
 	;;
 openwrt)
-	script=/etc/init.d/vorlin
-	cp "$here/rc_common.sh" /etc/rc.common
-	settings()
-	{
-		number=0
-		printf "config radio 'radio'\n\toption interval '150'\n\toption mac 'NONE'\n"
-		for minor in "$@"; do
-			number=$((number + 1))
-			printf "config beacon\n\toption number '%s'\n\toption enabled '1'\n" $number
-			printf "\toption uuid 'random'\n\toption minor '%s'\n" "$minor"
-		done
-	} >/etc/config/vorlind
 	service()
 	{
-		"$shell" ${applet+"$applet"} /etc/rc.common "$script" "$1"
+		$script "$1"
 	}
 	;;
 esac
 
-# The shipped example is taken as it is: no beacon is on.
-hotplug=/usr/libexec/vorlind/hotplug
-if [ "$manager" = openwrt ]; then
-	hotplug=/etc/hotplug.d/tty/50-vorlind
-	"$shell" ${applet+"$applet"} -c ". /dev/stdin; settings_text" >$scratch/shipped <<-END
-		action=none
-		$(sed '/^script=/,$d' /etc/rc.common)
-		. /etc/init.d/vorlin
-	END
-	if ! grep -qx 'set interval 100' $scratch/shipped || ! grep -qx 'stop' $scratch/shipped; then
-		fail "the shipped configuration becomes: $(cat $scratch/shipped)"
-	fi
-	service triggers
-	grep -qx vorlind /run/procd/triggers || fail 'a changed configuration does not reload'
-fi
-
 event()
 {
-	ACTION=$1 DEVNAME=$2 "$shell" ${applet+"$applet"} $hotplug
+	if [ "$manager" = busybox ]; then
+		ACTION=$1 DEVNAME=$2 "$shell" ${applet+"$applet"} /usr/libexec/vorlind/hotplug
+	else
+		hotplug-call "$1" "${2##*/}"
+	fi
 }
 
 ### A process of the name that is not ready for the signal: it would die of it.
@@ -167,19 +149,23 @@ kill -KILL "$daemon"
 within 5 test ! -d "/proc/$daemon" || fail 'the daemon survives SIGKILL'
 [ "$manager" = openwrt ] || service start || fail 'it does not start after a crash'
 within 20 on_air 13 || fail 'after a crash the beacon does not come back'
-kill -STOP "$(pidof vorlind)"
+daemon=$(pidof vorlind)
+kill -STOP "$daemon"
 # By its own name, as somebody at the device types it.
 $script restart || fail 'a daemon that does not hear keeps a new one from starting'
+within 20 test ! -d "/proc/$daemon" || fail 'a daemon that does not hear is not killed'
 within 20 on_air 13 || fail 'after a restart the beacon is not on the air'
 
 ### Stop
+daemon=$(pidof vorlind)
 service stop || fail 'stop fails'
-[ "$(daemons)" = 0 ] || fail 'the daemon is left'
+within 20 test ! -d "/proc/$daemon" || fail 'the daemon is left'
+[ "$(daemons)" = 0 ] || fail 'another daemon is left'
 ipcs -m -s | grep -qiE '^0x0abcd00[12] ' && fail 'an IPC object is left'
 if [ "$manager" = busybox ]; then
 	service stop || fail 'a second stop fails'
 fi
 pull_out
 
-[ $failures = 0 ] || tail -n 5 /run/procd/stderr /run/vorlind/messages $scratch/simulator.out
+[ $failures = 0 ] || tail -n 5 /run/syslog /run/vorlind/messages $scratch/simulator.out
 exit $((failures > 0))

@@ -24,7 +24,7 @@ skip()
 # with much else to do may take its time, and whoever hangs takes more.
 within()
 {
-	tries=$(($1 * 200))
+	tries=$(($1 * ${VORLIND_PATIENCE:-200}))
 	shift
 	until "$@"; do
 		[ $tries -gt 0 ] || return 1
@@ -37,7 +37,7 @@ within()
 lay_over()
 {
 	[ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
-	mkdir -p $scratch/image/usr $scratch/image/etc $scratch/work $scratch/upper
+	mkdir -p $scratch/image/usr $scratch/image/etc
 	for component in "$@"; do
 		DESTDIR=$scratch/image cmake --install "$build" --prefix /usr \
 			--component "$component" >$scratch/install.log || {
@@ -45,10 +45,12 @@ lay_over()
 			cat $scratch/install.log
 		}
 	done
-	layers=lowerdir=$scratch/image/etc:/etc,upperdir=$scratch/upper,workdir=$scratch/work
-	mount -t overlay -o lowerdir=$scratch/image/usr:/usr overlay /usr ||
-		skip 'no overlay can be mounted here'
-	mount -t overlay -o "$layers" overlay /etc || skip 'no overlay can be written to here'
+	for folder in usr etc; do
+		mkdir -p $scratch/work/$folder $scratch/upper/$folder
+		layers=lowerdir=$scratch/image/$folder:/$folder,upperdir=$scratch/upper/$folder
+		mount -t overlay -o "$layers,workdir=$scratch/work/$folder" overlay /$folder ||
+			skip 'no overlay can be written to here'
+	done
 }
 
 plug_in()

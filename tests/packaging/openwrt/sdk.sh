@@ -1,0 +1,33 @@
+# shellcheck shell=dash
+# SPDX-License-Identifier: Apache-2.0
+# Drives the stand-in of OpenWrt's build system. Sourced, with $sources and $top set: the project,
+# and where the build system works. $sysroot, if there is one, has the device's C library.
+
+: "${sources:?}" "${top:?}"
+feed_folder=$sources/packaging/openwrt/vorlind
+cross=''
+machine=$(uname -m)
+machine_flags=''
+cxx_flags=''
+no_runtime=''
+if [ -n "${sysroot-}" ]; then
+	cross=aarch64-linux-gnu-
+	machine=aarch64
+	# Debian's g++ for the processor, with musl, and of a C++ library only headers that know musl.
+	machine_flags="-mcpu=generic -mno-outline-atomics -specs=$top/musl.specs"
+	cxx_flags="-nostdinc++ -isystem $sysroot/usr/lib/llvm-14/include/c++/v1 -D_LIBCPP_HAS_MUSL_LIBC"
+	no_runtime=-DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY # there is no C++ library to link
+	mkdir -p "$top"
+	sed -e "s,/usr/,$sysroot/usr/,g" -e "s,-nostdlib,-nostdlib -L$sysroot/lib/aarch64-linux-musl," \
+		"$sysroot/usr/lib/aarch64-linux-musl/musl-gcc.specs" >"$top/musl.specs"
+fi
+
+feed() # ARGUMENT OF MAKE...
+{
+	mkdir -p "$top/build_dir" "$top/dl" "$top/ipkg" "$top/staging_dir"
+	ln -sf "$sources/tests/packaging/openwrt/sdk/rules.mk" "$top/"
+	STRIP=${cross}strip make --no-print-directory -C "$feed_folder" TOPDIR="$top" \
+		SDK="$sources/tests/packaging/openwrt/sdk" CC="${cross}gcc" CXX="${cross}g++" \
+		ARCH="$machine" ARCH_FLAGS="$machine_flags" ARCH_CXXFLAGS="$cxx_flags" \
+		ARCH_OPTIONS="$no_runtime" "$@" >"$top/log" 2>&1
+}

@@ -1,0 +1,295 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# What the real procd, rc.common, uci and hot-plug do, and the package has to get right there; the
+# stand-ins in openwrt/ are as strict. Run in tools/sandbox. usage: openwrt_test.sh BUILD
+# shellcheck disable=SC2086,SC2317 # words without spaces; within calls functions
+
+set -u
+here=$(dirname "$(readlink -f "$0")")
+build=$1
+# shellcheck source=tests/packaging/stage.sh
+. "$here/stage.sh"
+# shellcheck source=tests/packaging/openwrt/device.sh
+. "$here/openwrt/device.sh"
+install_packages
+config=/etc/config/vorlind
+generated=/run/vorlind/settings
+
+logged()
+{
+	grep -qE "$1" /run/syslog
+}
+
+restores()
+{
+	pgrep -fc '^/bin/sh /usr/libexec/vorlind/restore'
+}
+
+one_restore()
+{
+	[ "$(restores)" = 1 ]
+}
+
+no_restore()
+{
+	[ "$(restores)" = 0 ]
+}
+
+lock_is_free()
+{
+	flock -n /var/lock/procd_vorlin.lock true
+}
+
+another_daemon() # than $daemon
+{
+	now=$(pidof vorlind) && [ "$(echo "$now" | wc -w)" = 1 ] && [ "$now" != "$daemon" ]
+}
+
+same_daemon()
+{
+	[ "$(pidof vorlind)" = "$daemon" ]
+}
+
+air_is_off()
+{
+	! "$build/vorlin-sim" control $scratch/control air 2>/dev/null | grep -q minor
+}
+
+### Off until asked for, and on as soon as it is
+plug_in
+reload_config # the boot script remembers what there is
+$script enable
+[ "$(ls /etc/rc.d)" = "$(printf 'K10vorlin\nS95vorlin')" ] || fail "enabled as: $(ls /etc/rc.d)"
+$script boot || fail 'a service that is off does not start quietly'
+[ "$($script status)" = inactive ] || fail 'the service is on without being asked for'
+[ "$(daemons)" = 0 ] || fail 'a daemon runs without being asked for'
+settings 31
+reload_config
+within 20 on_air 31 || fail 'a service that is enabled does not start by itself'
+[ "$($script status)" = running ] || fail "a running service is $($script status)"
+daemon=$(pidof vorlind)
+
+### Start: nothing new for the same settings, all that is new for others
+$script start
+sleep 1
+same_daemon || fail 'a start without a change restarts the daemon'
+settings 32
+$script start
+within 20 another_daemon || fail 'a start with other settings leaves the old daemon'
+within 20 on_air 32 || fail 'a start with other settings does not bring them on the air'
+daemon=$(pidof vorlind)
+cp /usr/sbin/vorlind /usr/sbin/vorlind.new # an upgrade: all that is run then is start
+printf '\0' >>/usr/sbin/vorlind.new
+mv /usr/sbin/vorlind.new /usr/sbin/vorlind
+$script start
+within 20 another_daemon || fail 'after an upgrade the old program runs on'
+within 20 on_air 32 || fail 'after an upgrade the beacon is not on the air'
+daemon=$(pidof vorlind)
+
+### Reload: at once, by an event, without anybody who waits
+within 20 no_restore
+settings 33
+reload_config
+within 20 on_air 33 || fail 'a changed file is not taken by itself'
+same_daemon || fail 'a reload changes the daemon'
+logged 'vorlin reload ended with 0' || fail 'the reload ends badly'
+pull_out
+vorlinctl stop
+hotplug-call remove ttyMSM1
+within 20 has_status none
+within 20 no_restore
+$script reload || fail 'a reload without a controller fails'
+one_restore || fail 'the reload has waited for its settings to be loaded'
+lock_is_free || fail 'what a reload leaves behind holds the lock'
+for _ in 1 2 3 4; do
+	$script reload
+done
+within 5 one_restore || fail "$(restores) restores wait for the controller"
+for _ in 1 2 3; do
+	daemon=$(pidof vorlind)
+	$script restart
+	within 20 another_daemon || fail 'it does not restart without a controller'
+done
+within 5 one_restore || fail "after restarts $(restores) restores wait for the controller"
+plug_in
+hotplug-call add ttyMSM1
+within 40 on_air 33 || fail 'the settings have not waited for the controller'
+daemon=$(pidof vorlind)
+
+### A file that cannot be read, or has one value that is wrong, changes nothing and says why
+actions='reload start restart'
+refused() # WHY, with the file on standard input, by each of $actions
+{
+	cp $generated $scratch/before
+	: >/run/syslog
+	cat >$config
+	for action in $actions; do
+		$script $action 2>/dev/null && fail "$action succeeds with: $1"
+	done
+	logged "daemon.err vorlind: /etc/config/vorlind: .*$1" ||
+		fail "the log does not tell of $1: $(cat /run/syslog)"
+	cmp -s $generated $scratch/before || fail "the settings change with: $1"
+	same_daemon || fail "the daemon changes with: $1"
+}
+has_beacon() # LINE...
+{
+	printf "config vorlind 'main'\n\toption enabled '1'\nconfig beacon 'one'\n"
+	printf '\t%s\n' "$@"
+}
+refused 'Parse error \(unterminated' <<'END'
+config vorlind 'main'
+	option enabled '1'
+config beacon
+	option number '1'
+	option enabled '1'
+	option uuid '0123
+END
+refused 'Parse error \(invalid name\)' <<'END'
+config vorlind 'main'
+	option enabled '1'
+config beacon 'lobby-1'
+	option number '1'
+END
+actions=reload # for the rest is the same
+has_beacon "option number '6'" | refused 'one.number must be 1 to 5, not "6"'
+has_beacon "option uuid 'random'" | refused 'one.number is missing'
+has_beacon "option number '1'" "option major '65536'" | refused 'one.major must be 0 to 65535'
+has_beacon "option number '1'" "option minor '-1'" | refused 'one.minor must be'
+has_beacon "option number '1'" "option minor '1 --major 2'" | refused 'one.minor must be'
+has_beacon "option number '1'" "option minor '1
+stop'" | refused 'one.minor must be'
+has_beacon "option number '1'" "list minor '1'" "list minor '2'" | refused 'one.minor must be'
+has_beacon "option number '1'" "option uuid '#'" | refused 'one.uuid must be'
+has_beacon "option number '1'" "option uuid \"it's\"" | refused 'one.uuid must be'
+has_beacon "option number '1'" "option uuid '0123456789abcdef0123456789abcde'" |
+	refused 'one.uuid must be'
+has_beacon "option number '1'" "option power '-129'" | refused 'one.power must be'
+has_beacon "option number '1'" "option prefix '02'" | refused 'one.prefix must be'
+has_beacon "option number '1'" config\ beacon "option number '1'" | refused 'another section'
+has_beacon config\ radio "option interval '99'" | refused 'interval must be 100 to'
+has_beacon config\ radio "option mac '0123'" | refused 'mac must be'
+rm $config
+for action in reload start restart; do
+	$script $action 2>/dev/null && fail "$action succeeds without a file"
+done
+same_daemon || fail 'a missing file changes the daemon'
+cmp -s $generated $scratch/before || fail 'a missing file changes the settings'
+on_air 33 || fail 'the beacon is not on the air after files that were refused'
+settings 33
+: >/run/syslog
+echo '"' >>$config
+reload_config
+within 10 logged 'vorlin reload ended with 1' || fail 'procd does not run the reload'
+logged 'vorlind: .*Parse error' || fail 'what a reload by itself finds wrong is nowhere'
+
+### What is right, the client takes as well; what is wrong, neither
+agree() # OPTION VALUE..., each as the only one
+{
+	option=$1
+	shift
+	for value in "$@"; do
+		{
+			has_beacon "option number '1'"
+			case $option in
+			interval | power_index | mac) echo config radio ;;
+			esac
+			printf "\toption %s '%s'\n" "$option" "$value"
+		} >$config
+		rm -f $scratch/took
+		$script reload 2>/dev/null && : >$scratch/took
+		case $option in
+		interval | power_index | mac) echo "set $option $value" | tr _ - ;;
+		*) echo "beacon 1 --$option $value" ;;
+		esac >$scratch/line
+		if vorlinctl apply --dry-run $scratch/line >/dev/null 2>&1; then
+			[ -e $scratch/took ] || fail "the client takes $option $value, the service does not"
+		else
+			[ ! -e $scratch/took ] || fail "the service takes $option $value, the client does not"
+		fi
+	done
+}
+agree interval 99 100 10240 10241 1e3
+agree major 0 65535 65536
+agree power NONE -1 -128 -129 0 255 256
+agree power_index max 0 12 13
+agree mac NONE 0123456789aB 0123456789ag 0123456789abc
+agree prefix default 0201061AFF4C000215 0201061AFF4C00021
+agree uuid random NONE 0123456789abcdef0123456789ABCDEF 01234567-89ab-cdef-0123-456789abcdef \
+	0123456-789ab-cdef-0123-456789abcdef 0123456789abcdef0123456789abcdeg
+
+### A radio without a name counts; booleans are config_get_bool's, and what is none of them is told
+within 20 no_restore
+: >/run/syslog
+{
+	printf 'config vorlind\n\toption enabled yes\nconfig radio\n\toption interval 175\n'
+	number=0
+	for word in 1 on true yes enabled; do
+		number=$((number + 1))
+		printf 'config beacon\n\toption number %s\n\toption enabled %s\n' $number $word
+	done
+} >$config
+$script reload || fail 'sections without names are refused'
+[ "$(grep -c '^beacon [1-5] on$' $generated)" = 5 ] || fail "a word for on is off: $(cat $generated)"
+grep -qx 'set interval 175' $generated || fail 'a radio without a name does not count'
+{
+	printf 'config vorlind\n\toption enabled yes\n'
+	number=0
+	for word in 0 off false no perhaps; do
+		number=$((number + 1))
+		printf 'config beacon\n\toption number %s\n\toption enabled %s\n' $number $word
+	done
+} >$config
+logged perhaps && fail 'the log tells of a word too early'
+$script reload || fail 'a word that is neither on nor off is refused'
+[ "$(grep -c '^beacon [1-5] off$' $generated)" = 5 ] || fail "a word for off is on: $(cat $generated)"
+logged 'enabled is neither 1 nor 0 but "perhaps": off' || fail 'nothing tells of a word for nothing'
+within 20 no_restore
+
+### Hot-plug: two calls for an adapter on USB, the first without DEVNAME
+pull_out
+link=/dev/ttyUSB0
+"$build/vorlin-sim" --controller ti-08 --link $link --control $scratch/control \
+	>$scratch/simulator.out 2>&1 &
+simulator=$!
+within 5 test -e $link
+settings 35
+$script reload
+hotplug-call add ttyUSB0
+within 40 on_air 35 || fail 'an adapter on USB is not told of'
+
+### Stop: no beacon stays on the air, nothing is reloaded after it, and the log knows vorlind only
+daemon=$(pidof vorlind)
+$script stop || fail 'stop fails'
+air_is_off || fail 'a stop leaves the single beacon on the air'
+within 20 test ! -d "/proc/$daemon" || fail 'the daemon is left'
+[ "$($script status)" = inactive ] || fail 'the service is active after a stop'
+settings 36
+reload_config
+sleep 2
+[ "$(daemons)" = 0 ] || fail 'what is stopped starts by itself'
+$script start
+within 20 on_air 36 || fail 'it does not start again'
+settings
+sed -i "s/enabled '1'/enabled '0'/" $config
+reload_config
+within 20 no_daemon || fail 'a service that is switched off runs on'
+air_is_off || fail 'a service that is switched off leaves its beacon on the air'
+grep -qE ' (run|restore)(\[[0-9]*\])?:' /run/syslog && fail 'the log has other names than vorlind'
+
+### What the feed's CI runs with each package
+version=$(sed -n 's/^PKG_VERSION:=//p' "$sources/packaging/openwrt/vorlind/Makefile")
+pull_out
+for package in vorlind vorlinctl; do
+	for test in test-version.sh test.sh; do
+		"$sources/packaging/openwrt/vorlind/$test" $package "$version" >$scratch/ci 2>&1 || {
+			cat $scratch/ci
+			fail "$test $package"
+		}
+	done
+	"$sources/packaging/openwrt/vorlind/test-version.sh" $package 9.9.9 &&
+		fail "$package has any version"
+done
+
+[ $failures = 0 ] || tail -n 20 /run/syslog /run/vorlind/messages $scratch/simulator.out
+kill $procd
+exit $((failures > 0))
