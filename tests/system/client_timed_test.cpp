@@ -176,8 +176,8 @@ TEST_F(ClientTimed, OnATerminalItTellsHowFarItIs)
 {
 	start_with("ti-08");
 	program typescript;
-	if (run({ "/usr/bin/env", "script", "-qec", built("vorlinctl") + " test rx 3 --seconds 2",
-		  "/dev/null" },
+	if (run({ "/usr/bin/env", "script", "-qec",
+		  quoted(built("vorlinctl")) + " test rx 3 --seconds 2", "/dev/null" },
 		&typescript) == 127)
 		GTEST_SKIP() << "there is no script(1) here";
 	EXPECT_TRUE(contains(content_of(typescript.out), "\rtest rx 3: ") &&

@@ -83,7 +83,7 @@ END
 
 ### Taken: it goes on to build
 for words in 'demo --seconds=86400 --controller=qualcomm' 'soak --minutes 1 --seed=7' \
-	'mutants --count=3' 'fleet 1 2 --seconds=3' 'ap --test --stay' 'bench --short'; do
+	'fleet 1 2 --seconds=3' 'ap --test --stay' 'bench --short'; do
 	# shellcheck disable=SC2086 # the words of a command line
 	run $words
 	[ $status = 1 ] || fail "./run $words: status $status"

@@ -102,8 +102,8 @@ TEST_F(SimProgram, ARecordThatCannotBeWrittenIsToldOnceAndInTheStatus)
 TEST_F(SimProgram, AStandardOutputThatCannotBeWrittenIsToldOnceAndInTheStatus)
 {
 	for (const char *view : { "--json", "--live", "--quiet" }) {
-		const std::string command = built("vorlin-sim") + " --link " + link() + " " + view +
-					    " --seconds 0.3 >/dev/full";
+		const std::string command = quoted(built("vorlin-sim")) + " --link " + link() +
+					    " " + view + " --seconds 0.3 >/dev/full";
 		program shell;
 		EXPECT_EQ(run({ "/bin/sh", "-c", command }, &shell), 1) << view;
 		EXPECT_EQ(content_of(shell.err), "vorlin-sim: cannot write the standard output: No "
