@@ -14,7 +14,7 @@ all:
 	cmake --preset dev -DVORLIND_TESTS=OFF
 	cmake --build --preset dev
 
-test demo coverage mutants fuzz soak cross ap bench:
+test demo coverage mutants fuzz model soak cross ap bench:
 	./run $@
 
 # Only the tracked files: what else lies around is nobody's business.
@@ -66,4 +66,4 @@ dist:
 clean:
 	rm -rf build build-*
 
-.PHONY: all test demo package dist docs coverage mutants fuzz soak cross ap bench format check analyse install clean
+.PHONY: all test demo package dist docs coverage mutants fuzz model soak cross ap bench format check analyse install clean

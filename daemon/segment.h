@@ -1,19 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
  * The shared segment, byte for byte: the contract between vorlind and its clients. Keys,
- * layout, and the values of the words in it. Native byte order, 32-bit words.
+ * layout, and the values of the words in it. Native byte order, 32-bit words. For C as well: it
+ * is installed, and clients of other programs include it.
  */
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-
-constexpr uint32_t BLE_SEM_KEY = 0x0ABCD001; /* one semaphore; 1: unlocked */
-constexpr uint32_t BLE_SHM_KEY = 0x0ABCD002;
-constexpr int32_t BLE_IPC_MODE = 0600; /* the daemon's own user only */
+#include <assert.h>
+#include <stdalign.h>
+#include <stddef.h>
+#include <stdint.h>
 
 // clang-format off
-enum : uint32_t { /* opt.status; 2 and more: a usable controller */
+enum {
+	BLE_SEM_KEY  = 0x0ABCD001, /* one semaphore; 1: unlocked */
+	BLE_SHM_KEY  = 0x0ABCD002,
+	BLE_IPC_MODE = 0600,       /* the daemon's own user only */
+};
+
+enum { /* opt.status; 2 and more: a usable controller */
 	BLE_STATUS_NONE        = 0, /* no serial link */
 	BLE_STATUS_UNCONFIRMED = 1, /* link open or just closed, or a task failed */
 	BLE_STATUS_AVAILABLE   = 2,
@@ -21,18 +26,18 @@ enum : uint32_t { /* opt.status; 2 and more: a usable controller */
 	BLE_STATUS_TESTING     = 5, /* production test; 4 is not used */
 };
 
-enum : int32_t { /* opt.action: the pending beacon task */
+enum { /* opt.action: the pending beacon task */
 	ACTION_NONE    = 0,
 	ACTION_STOP    = 1,
 	ACTION_START   = 2,
 	ACTION_RESTART = 3,
 	ACTION_TEST    = 4, /* only enters the status of a production test */
 };
-// clang-format on
 
-constexpr size_t BLE_BEACONS = 5;
-constexpr size_t BLE_WORDS = 21; /* whole argv slots in the command area */
-constexpr size_t BLE_WORD_SIZE = 64;
+#define BLE_BEACONS   ((size_t)5)
+#define BLE_WORDS     ((size_t)21) /* whole argv slots in the command area */
+#define BLE_WORD_SIZE ((size_t)64)
+// clang-format on
 
 /* Settings are text, NUL-terminated by a client that behaves; "NONE" means not set. */
 struct beacon_entry {
@@ -59,7 +64,7 @@ struct ble_record {
 	char mac[13];     /* 12 hexadecimal digits, or "NONE": keep the controller's own */
 	char measured_power[4];
 	char power_index[4]; /* a level, or "max" */
-	beacon_entry beacon[BLE_BEACONS];
+	struct beacon_entry beacon[BLE_BEACONS];
 	char reserved;
 };
 
@@ -72,9 +77,9 @@ struct ble_command_area {
 struct ble_segment {
 	uint32_t unused;             /* the client's; the daemon leaves it alone */
 	volatile uint32_t cmd_doing; /* set by the client, 0 again when its command is done */
-	ble_command_area cmd;
+	struct ble_command_area cmd;
 	uint8_t info[40]; /* who the controller is, below */
-	ble_record config;
+	struct ble_record config;
 };
 
 /*
@@ -92,44 +97,48 @@ static inline uint32_t load_acquire(const volatile uint32_t *word)
 	return __atomic_load_n(word, __ATOMIC_ACQUIRE);
 }
 
-/* Offsets in `info`. */
-constexpr size_t INFO_USED_CHIP = 0; /* 32-bit word: 1 TI 06, 2 TI 08, 3 Qualcomm */
-constexpr size_t INFO_VERSION = 4;   /* Read Local Version Information event, 15 bytes */
-constexpr size_t INFO_REVISION = 19; /* TI build revision event, 12 bytes */
+// clang-format off
+enum { /* offsets in `info` */
+	INFO_USED_CHIP = 0,  /* 32-bit word: 1 TI 06, 2 TI 08, 3 Qualcomm */
+	INFO_VERSION   = 4,  /* Read Local Version Information event, 15 bytes */
+	INFO_REVISION  = 19, /* TI build revision event, 12 bytes */
+};
+// clang-format on
 
 /* No packed attribute: natural layout gives every offset, and the words stay atomic. */
 #define AT(type, member, offset) \
 	static_assert(offsetof(type, member) == (offset), #type "." #member " has moved")
-AT(beacon_entry, id, 0);
-AT(beacon_entry, enable, 3);
-AT(beacon_entry, option, 5);
-AT(beacon_entry, type, 8);
-AT(beacon_entry, interval, 41);
-AT(beacon_entry, mac, 47);
-AT(beacon_entry, prefix, 60);
-AT(beacon_entry, uuid, 79);
-AT(beacon_entry, major, 112);
-AT(beacon_entry, minor, 118);
-AT(beacon_entry, measured_power, 124);
-AT(ble_record, opt.action, 0);
-AT(ble_record, opt.unused, 4);
-AT(ble_record, opt.status, 8);
-AT(ble_record, interval, 12);
-AT(ble_record, mac, 18);
-AT(ble_record, measured_power, 31);
-AT(ble_record, power_index, 35);
-AT(ble_record, beacon, 39);
-AT(ble_record, reserved, 679);
-AT(ble_segment, unused, 0);
-AT(ble_segment, cmd_doing, 4);
-AT(ble_segment, cmd, 8);
-AT(ble_segment, cmd.argc, 8);
-AT(ble_segment, cmd.argv, 12);
-AT(ble_segment, cmd.argv[4], 268);
-AT(ble_segment, info, 1380);
-AT(ble_segment, config, 1420);
+AT(struct beacon_entry, id, 0);
+AT(struct beacon_entry, enable, 3);
+AT(struct beacon_entry, option, 5);
+AT(struct beacon_entry, type, 8);
+AT(struct beacon_entry, interval, 41);
+AT(struct beacon_entry, mac, 47);
+AT(struct beacon_entry, prefix, 60);
+AT(struct beacon_entry, uuid, 79);
+AT(struct beacon_entry, major, 112);
+AT(struct beacon_entry, minor, 118);
+AT(struct beacon_entry, measured_power, 124);
+AT(struct ble_record, opt.action, 0);
+AT(struct ble_record, opt.unused, 4);
+AT(struct ble_record, opt.status, 8);
+AT(struct ble_record, interval, 12);
+AT(struct ble_record, mac, 18);
+AT(struct ble_record, measured_power, 31);
+AT(struct ble_record, power_index, 35);
+AT(struct ble_record, beacon, 39);
+AT(struct ble_record, reserved, 679);
+AT(struct ble_segment, unused, 0);
+AT(struct ble_segment, cmd_doing, 4);
+AT(struct ble_segment, cmd, 8);
+AT(struct ble_segment, cmd.argc, 8);
+AT(struct ble_segment, cmd.argv, 12);
+AT(struct ble_segment, cmd.argv[4], 268);
+AT(struct ble_segment, info, 1380);
+AT(struct ble_segment, config, 1420);
 #undef AT
-static_assert(sizeof(beacon_entry) == 128 && alignof(beacon_entry) == 1);
-static_assert(sizeof(ble_command_area) == 1372);
-static_assert(sizeof(ble_record) == 680);
-static_assert(sizeof(ble_segment) == 2100);
+static_assert(sizeof(struct beacon_entry) == 128, "an entry");
+static_assert(alignof(struct beacon_entry) == 1, "entries begin anywhere");
+static_assert(sizeof(struct ble_command_area) == 1372, "the command");
+static_assert(sizeof(struct ble_record) == 680, "settings and status");
+static_assert(sizeof(struct ble_segment) == 2100, "the segment");
