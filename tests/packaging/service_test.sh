@@ -161,6 +161,8 @@ daemon=$(pidof vorlind)
 service stop || fail 'stop fails'
 within 20 test ! -d "/proc/$daemon" || fail 'the daemon is left'
 [ "$(daemons)" = 0 ] || fail 'another daemon is left'
+"$build/vorlin-sim" control $scratch/control air | grep minor &&
+	fail 'a stop leaves the single beacon on the air'
 ipcs -m -s | grep -qiE '^0x0abcd00[12] ' && fail 'an IPC object is left'
 if [ "$manager" = busybox ]; then
 	service stop || fail 'a second stop fails'

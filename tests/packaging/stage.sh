@@ -24,7 +24,7 @@ skip()
 # with much else to do may take its time, and whoever hangs takes more.
 within()
 {
-	tries=$(($1 * ${VORLIND_PATIENCE:-200}))
+	tries=$(($1 * 200))
 	shift
 	until "$@"; do
 		[ $tries -gt 0 ] || return 1

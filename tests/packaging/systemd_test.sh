@@ -145,6 +145,8 @@ in_system kill -KILL "$daemon"
 within 25 on_air 22 || fail 'after a crash the beacon does not come back'
 [ "$(main_pid)" != "$daemon" ] || fail 'there is no new daemon'
 in_system systemctl stop vorlind || fail 'the service does not stop'
+in_system vorlin-sim control /tmp/control air | grep minor &&
+	fail 'a stop leaves the single beacon on the air'
 [ "$(in_system systemctl show -P Result vorlind)" = success ] || fail 'the stop is no success'
 in_system ipcs -m -s | grep -iE '^0x0abcd00[12] ' && fail 'an IPC object is left'
 beacon 23

@@ -13,11 +13,13 @@ no_runtime=''
 if [ -n "${sysroot-}" ]; then
 	cross=aarch64-linux-gnu-
 	machine=aarch64
+	mkdir -p "$top"
+	ln -sfn "$sysroot" "$top/sysroot" # where no space is in its path
+	sysroot=$top/sysroot
 	# Debian's g++ for the processor, with musl, and of a C++ library only headers that know musl.
 	machine_flags="-mcpu=generic -mno-outline-atomics -specs=$top/musl.specs"
 	cxx_flags="-nostdinc++ -isystem $sysroot/usr/lib/llvm-14/include/c++/v1 -D_LIBCPP_HAS_MUSL_LIBC"
 	no_runtime=-DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY # there is no C++ library to link
-	mkdir -p "$top"
 	sed -e "s,/usr/,$sysroot/usr/,g" -e "s,-nostdlib,-nostdlib -L$sysroot/lib/aarch64-linux-musl," \
 		"$sysroot/usr/lib/aarch64-linux-musl/musl-gcc.specs" >"$top/musl.specs"
 fi
