@@ -175,7 +175,9 @@ bytes controller::first_answer(uint16_t opcode, const reply &answer) const
 }
 
 controller::controller(const controller_settings &settings)
-    : m_core{ settings, power_up_state(settings), std::mt19937_64(settings.seed) }
+    : m_core{ .settings = settings,
+	      .state = power_up_state(settings),
+	      .random = std::mt19937_64(settings.seed) }
 {
 }
 

@@ -91,7 +91,7 @@ struct scan_state {
 	uint8_t own_address_type = 0;
 	uint8_t filter = 0;
 	bool drops_duplicates = false;
-	uint32_t times = 0; /* that it was switched on: each time nothing was heard yet */
+	uint32_t number = 0;                   /* another one each time that it is switched on */
 	std::vector<peer_address> wanted = {}; /* the filter accept list */
 };
 
@@ -131,6 +131,7 @@ struct controller_core {
 	controller_settings settings;
 	controller_state state;
 	std::mt19937_64 random;
+	uint32_t scans = 0; /* that were begun; a reset does not forget them */
 };
 
 controller_state power_up_state(const controller_settings &settings);

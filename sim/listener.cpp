@@ -96,7 +96,7 @@ void listener::tell(const scan_state &scan, const air_state &air, std::vector<by
 /* A scan that begins has heard nobody yet, and listens from now on. */
 void listener::begin(const scan_state &scan, moment now)
 {
-	m_scan = scan.times;
+	m_scan = scan.number;
 	m_since = now;
 	m_told.clear();
 }
@@ -106,7 +106,7 @@ std::vector<bytes> listener::hear(const neighbours &others, const scan_state &sc
 	std::vector<bytes> told;
 
 	m_next.reset();
-	if (scan.is_on && scan.times != m_scan)
+	if (scan.is_on && scan.number != m_scan)
 		begin(scan, now);
 	std::erase_if(m_senders,
 		      [&](const auto &one) { return !others.all().contains(one.first); });

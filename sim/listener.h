@@ -41,7 +41,7 @@ class listener
 	bytes report(uint8_t type, const air_state &air, byte_view data) const;
 
 	int8_t m_strength;
-	uint32_t m_scan = 0; /* the time that it was switched on */
+	uint32_t m_scan = 0; /* its number */
 	moment m_since = {};
 	std::map<std::string, sender> m_senders;
 	std::vector<std::pair<uint8_t, peer_address>> m_told; /* of which duplicates are dropped */

@@ -49,7 +49,7 @@ static reply set_scan_enable(controller_core &core, byte_view params)
 		return { STATUS_BAD_PARAMETER };
 	scan.is_on = true;
 	scan.drops_duplicates = params[1] == 1;
-	scan.times++;
+	scan.number = ++core.scans;
 	return {};
 }
 

@@ -211,12 +211,14 @@ void simulator::tell_air()
 	m_air.say(air_message(m_name, m_session.chip().air(), m_chance_of_beacon));
 }
 
+/* A host that does not read loses what it would be told: it is not kept for it without end. */
 void simulator::listen()
 {
 	const moment at = now();
+	const bool is_told = m_session.chip().reports_advertisements() && m_unsent.empty();
 
 	for (const bytes &report : m_listener.hear(m_neighbours, m_session.chip().scan(), at))
-		if (m_session.chip().reports_advertisements())
+		if (is_told)
 			m_session.notify(report, at);
 }
 

@@ -148,7 +148,7 @@ class ear
 	ear()
 	{
 		scan.is_on = true;
-		scan.times = 1;
+		scan.number = 1;
 		listen(0ms);
 	}
 
@@ -278,7 +278,7 @@ TEST(SimListener, DuplicatesAreDroppedWhenAskedUntilTheNextScan)
 	other.is_random_address = true;
 	on.hear_of(other);
 	EXPECT_EQ(on.listen(3s).size(), 1u) << "another one";
-	on.scan.times++;
+	on.scan.number++;
 	EXPECT_EQ(on.listen(4s).size(), 1u);
 }
 

@@ -162,6 +162,22 @@ TEST(SimStandard, ScanParametersHaveTheirBounds)
 	});
 }
 
+TEST(SimStandard, EachScanIsAnotherOneEvenAfterAReset)
+{
+	controller chip(settings_named("ti-08"));
+
+	ask(chip, "01 0C 20 02 01 00");
+	const uint32_t first = chip.scan().number;
+	ask(chip, "01 0C 20 02 01 01");
+	const uint32_t second = chip.scan().number;
+	EXPECT_NE(first, second);
+	ask(chip, RESET);
+	EXPECT_FALSE(chip.scan().is_on);
+	ask(chip, "01 0C 20 02 01 00");
+	EXPECT_NE(chip.scan().number, first);
+	EXPECT_NE(chip.scan().number, second);
+}
+
 TEST(SimStandard, TheAcceptListHoldsEight)
 {
 	controller chip(settings_named("ti-08"));
