@@ -6,7 +6,6 @@
 #include "tests/unit/sim_talk.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -132,8 +131,7 @@ static std::vector<std::string> options_in(const std::string &help)
 
 TEST(SimOptions, TheManualPageKnowsAllOfThem)
 {
-	const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
-	std::ifstream file(root / "docs/vorlin-sim.1");
+	std::ifstream file(VORLIND_SOURCE "/docs/vorlin-sim.1");
 	const std::string page(std::istreambuf_iterator<char>(file), {});
 	const std::vector<std::string> options = options_in(sim::help_text());
 

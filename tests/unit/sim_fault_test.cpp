@@ -3,7 +3,6 @@
 #include "sim/fault.h"
 #include "tests/unit/sim_desk.h"
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -103,8 +102,7 @@ TEST(SimFault, OfASingleKeyTheValueIsEnough)
 /* The manual page's section about the faults. */
 static std::string page_of_faults()
 {
-	const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
-	std::ifstream file(root / "docs/vorlin-sim.1");
+	std::ifstream file(VORLIND_SOURCE "/docs/vorlin-sim.1");
 	const std::string page(std::istreambuf_iterator<char>(file), {});
 	const size_t begin = page.find("\n.Sh FAULTS");
 
