@@ -63,6 +63,8 @@ status=$?
 [ $status = 7 ] || fail "the status of the command becomes $status"
 expect_nothing end
 
+tools/leash true <&- || fail 'without a standard input it does not run the command'
+
 for signal in INT TERM HUP; do
 	rm -f "$scratch/deaf"
 	env --default-signal=INT tools/leash sh "$scratch/command" "$scratch" wait &
