@@ -72,6 +72,12 @@ const command commands[] = {
 	  "Waits for vorlind itself, too.\n", run_wait },
 	{ "metrics", "", "the state in figures, for a monitoring system",
 	  "OpenMetrics text. No command is sent: ask as often as you like.\n", run_metrics },
+	{ "guard", "[--restarts] [--probe MINUTES]", "keep the beacons on the air, without a person",
+	  "Looks every two seconds; where a start is pending and no beacon is on the air it resets\n"
+	  "the controller, with pauses from 5 seconds to 5 minutes. Runs until it is ended.\n"
+	  "  --restarts        vorlind is started again when it ends: one that hangs may be ended\n"
+	  "  --probe MINUTES   ask the controller something so often, for faults that do not show\n",
+	  run_guard },
 	{ "raw", "WORD...", "send the words as they are", "", run_raw },
 	{ "help", "[COMMAND]", "how a command is used", "", run_help },
 	{},

@@ -299,17 +299,23 @@ static exit_status wait_for_end(const session *s, const command_words *words,
 	return words_stand(s->segment, words) ? EXIT_DONE : overwritten();
 }
 
-exit_status session_run(session *s, const command_words *words,
-			bool (*settled)(const ble_segment *))
+bool session_send(session *s, const command_words *words)
 {
 	write_words(s->segment, words);
 	give_back_lock(s);
-
 	/* Asked again, for its process id may have gone to another since. */
-	exit_status status = EXIT_NO_DAEMON;
-	if (session_alive(s) && kill(s->daemon, SIGUSR1) == 0)
-		status = wait_for_end(s, words, settled);
-	else
-		ended();
-	return status;
+	return session_alive(s) && kill(s->daemon, SIGUSR1) == 0;
+}
+
+exit_status session_run(session *s, const command_words *words,
+			bool (*settled)(const ble_segment *))
+{
+	if (session_send(s, words))
+		return wait_for_end(s, words, settled);
+	return ended();
+}
+
+bool session_is_through(const session *s)
+{
+	return is_done(s);
 }

@@ -56,3 +56,10 @@ struct command_words {
 exit_status session_run(session *s, const command_words *words,
 			bool (*settled)(const ble_segment *segment));
 void session_give_turn(session *s);
+
+/*
+ * The same without waiting; false if there is no daemon. The turn is kept until the caller gives
+ * it, which he best does when the daemon is through with the command.
+ */
+bool session_send(session *s, const command_words *words);
+bool session_is_through(const session *s);

@@ -43,6 +43,7 @@ done <<'END'
 755 /usr/libexec/vorlind/restore
 755 /usr/libexec/vorlind/hotplug
 755 /etc/vorlind
+644 /usr/lib/systemd/system/vorlind-guard.service
 644 /usr/lib/systemd/system/vorlind.service
 644 /usr/lib/udev/rules.d/60-vorlind.rules
 644 /usr/share/man/man8/vorlind.8.gz

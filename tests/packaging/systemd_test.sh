@@ -136,6 +136,17 @@ else
 	echo 'not looked at: the devices of the service, which are not confined on this kernel'
 fi
 
+### The guard comes with it, and brings back what a fault has taken
+in_system systemctl is-active --quiet vorlind-guard || fail 'the guard does not run'
+in_system vorlin-sim control /tmp/control fault silent:times=2 >/dev/null
+in_system vorlinctl show mac >/dev/null 2>&1
+within 30 on_air 21 || fail 'the guard does not bring the beacon back'
+in_system vorlin-sim control /tmp/control fault cut:at=3 >/dev/null
+in_system vorlinctl show mac --timeout 1 >/dev/null 2>&1
+within 25 in_system test ! -d "/proc/$daemon" || fail 'the guard leaves a daemon that hangs'
+within 30 on_air 21 || fail 'after the guard has ended it the daemon does not come back'
+daemon=$(main_pid)
+
 ### Reload, crash, restart
 beacon 22
 in_system systemctl reload vorlind || fail 'the service does not reload'
@@ -147,6 +158,7 @@ within 25 on_air 22 || fail 'after a crash the beacon does not come back'
 in_system systemctl stop vorlind || fail 'the service does not stop'
 in_system vorlin-sim control /tmp/control air | grep minor &&
 	fail 'a stop leaves the single beacon on the air'
+in_system systemctl is-active --quiet vorlind-guard && fail 'the guard is left without a daemon'
 [ "$(in_system systemctl show -P Result vorlind)" = success ] || fail 'the stop is no success'
 in_system ipcs -m -s | grep -iE '^0x0abcd00[12] ' && fail 'an IPC object is left'
 beacon 23

@@ -32,6 +32,7 @@ constexpr field_row fields[] = {
 	{ CONFIG(measured_power), DAEMON_STARTS | CLIENT },
 	{ CONFIG(power_index), DAEMON_STARTS | CLIENT },
 	{ CONFIG(beacon), DAEMON_STARTS | CLIENT },
+	{ CONFIG(reserved), CLIENT },
 };
 // clang-format on
 #undef CONFIG
