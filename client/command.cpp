@@ -72,6 +72,10 @@ const command commands[] = {
 	  "Waits for vorlind itself, too.\n", run_wait },
 	{ "metrics", "", "the state in figures, for a monitoring system",
 	  "OpenMetrics text. No command is sent: ask as often as you like.\n", run_metrics },
+	{ "check", "", "is all as it was set, and if not, why",
+	  "One line with the verdict, then the reasons and what vorlind has warned of last.\n"
+	  "The exit status is 0 if all is as it was set, 4 if not, 2, 3 as always, and 5 when\n"
+	  "vorlind hangs. No command is sent.\n", run_check },
 	{ "guard", "[--restarts] [--probe MINUTES]", "keep the beacons on the air, without a person",
 	  "Looks every two seconds; where a start is pending and no beacon is on the air it resets\n"
 	  "the controller, with pauses from 5 seconds to 5 minutes. Runs until it is ended.\n"

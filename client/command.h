@@ -61,6 +61,7 @@ exit_status run_show(request *r);
 exit_status run_config(request *r);
 exit_status run_reset(request *r);
 exit_status run_trace(request *r);
+exit_status run_check(request *r);
 exit_status run_guard(request *r);
 exit_status run_raw(request *r);
 exit_status run_apply(request *r);

@@ -111,7 +111,7 @@ glance glance_at(pid_t daemon)
 	return g;
 }
 
-static bool may_last(pursuit what)
+bool may_last(pursuit what)
 {
 	switch (what) {
 	case PURSUIT_UNKNOWN:

@@ -27,6 +27,9 @@ struct glance {
 
 glance glance_at(pid_t daemon);
 
+/* Whether it may never come out of this by itself. */
+bool may_last(pursuit what);
+
 /* Whether it has not moved between two glances, and may never do so again. */
 bool is_stuck(const glance *before, const glance *now);
 

@@ -27,7 +27,7 @@ constexpr size_t SETTINGS = sizeof(settings) / sizeof(settings[0]);
 
 /* Behind the last word of a command: nothing reads there but this. */
 struct notes {
-	uint8_t beacon[BLE_BEACONS][MARK_SIZE]; /* zeros: not started */
+	uint8_t beacon[BLE_BEACONS][MARK_SIZE]; /* zeros: not started; STOPPED in the first */
 	uint8_t setting[SETTINGS][MARK_SIZE];
 };
 static_assert(sizeof(notes) == sizeof(ble_command_area::rest));
@@ -46,7 +46,9 @@ struct mark {
 	uint8_t bytes[MARK_SIZE];
 };
 
-/* FNV-1a folded to 24 bits, and never zeros. */
+static const mark STOPPED = { { 0, 0, 1 } }; /* no beacon has it */
+
+/* FNV-1a folded to 24 bits, and neither zeros nor STOPPED. */
 static mark mark_of(const void *data, size_t length)
 {
 	const auto *bytes = static_cast<const uint8_t *>(data);
@@ -55,8 +57,8 @@ static mark mark_of(const void *data, size_t length)
 	for (size_t i = 0; i < length; i++)
 		hash = (hash ^ bytes[i]) * 16777619U;
 	hash = (hash ^ hash >> 24) & 0xFFFFFF;
-	if (hash == 0)
-		hash = 1;
+	if (hash < 2)
+		hash += 2;
 	return { { static_cast<uint8_t>(hash >> 16), static_cast<uint8_t>(hash >> 8),
 		   static_cast<uint8_t>(hash) } };
 }
@@ -112,9 +114,15 @@ static void note_beacons(ble_segment *segment)
 		put_mark(notes_of(segment)->beacon[i], beacon_mark(&segment->config, i));
 }
 
-static void note_stop(ble_segment *segment)
+static void note_nothing(ble_segment *segment)
 {
 	memset(notes_of(segment)->beacon, 0, sizeof(notes::beacon));
+}
+
+static void note_stop(ble_segment *segment)
+{
+	note_nothing(segment);
+	put_mark(notes_of(segment)->beacon[0], STOPPED);
 }
 
 static size_t find_setting(const char *name)
@@ -131,7 +139,7 @@ void started_adopt(ble_segment *segment, pid_t daemon)
 	if (started_is_known(segment, daemon))
 		return;
 	note_settings(segment);
-	note_stop(segment);
+	note_nothing(segment);
 	if (segment->config.opt.status == BLE_STATUS_ADVERTISING) /* another program's start */
 		note_beacons(segment);
 	segment->config.opt.unused = static_cast<uint32_t>(daemon);
@@ -195,11 +203,23 @@ bool started_is_known(const ble_segment *segment, pid_t daemon)
 	return segment->config.opt.unused == static_cast<uint32_t>(daemon);
 }
 
+static bool is_stopped(const ble_segment *segment)
+{
+	return memcmp(notes_of(segment)->beacon[0], STOPPED.bytes, MARK_SIZE) == 0;
+}
+
+bool started_was_stopped(const ble_segment *segment, pid_t daemon)
+{
+	return started_is_known(segment, daemon) && is_stopped(segment);
+}
+
 bool beacon_differs(const ble_segment *segment, pid_t daemon, size_t i)
 {
-	return started_is_known(segment, daemon) &&
-	       memcmp(notes_of(segment)->beacon[i], beacon_mark(&segment->config, i).bytes,
-		      MARK_SIZE) != 0;
+	const mark set = beacon_mark(&segment->config, i);
+	const mark nothing = {};
+	const uint8_t *started = is_stopped(segment) ? nothing.bytes : notes_of(segment)->beacon[i];
+
+	return started_is_known(segment, daemon) && memcmp(started, set.bytes, MARK_SIZE) != 0;
 }
 
 bool setting_differs(const ble_segment *segment, pid_t daemon, const char *name)

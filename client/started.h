@@ -24,6 +24,9 @@ void started_note_end(ble_segment *segment, const command_words *words);
 /* Whether there is a note of this daemon; without one nothing is told as different. */
 bool started_is_known(const ble_segment *segment, pid_t daemon);
 
+/* Whether a stop was the last that was asked for: nothing is to be on the air. */
+bool started_was_stopped(const ble_segment *segment, pid_t daemon);
+
 /* Whether beacon `i` (from 0) is set to something else than was started. */
 bool beacon_differs(const ble_segment *segment, pid_t daemon, size_t i);
 /* The same for "interval", "mac" and "power-index", which only a reset tells the controller. */

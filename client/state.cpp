@@ -5,9 +5,13 @@
 #include "client/fields.h"
 #include "client/output.h"
 #include "client/payload.h"
+#include "client/session.h"
+#include "client/started.h"
 
 #include <cstdlib>
 #include <cstring>
+
+constexpr int STUCK_AFTER = 500; /* milliseconds: an event on the line takes 25 at most */
 
 struct code_name {
 	uint32_t code;
@@ -61,7 +65,17 @@ bool find_status(const char *name, uint32_t *status)
 
 void take_state(state *s, const ble_segment *live, pid_t daemon)
 {
+	const glance before = glance_at(daemon);
+
 	s->daemon = daemon;
+	s->doing = before.what;
+	s->is_stuck = false;
+	if (may_last(before.what)) {
+		pause_for(STUCK_AFTER);
+		const glance after = glance_at(daemon);
+		s->doing = after.what;
+		s->is_stuck = is_stuck(&before, &after);
+	}
 	/* Byte for byte, without the lock: a word or a short field more or less fresh is no harm.
 	 */
 	memcpy(static_cast<void *>(&s->segment), live, sizeof(*live));
@@ -90,15 +104,34 @@ static const char *uuid_text(const beacon_entry *entry, char *text)
 	return printable(hyphenated(bounded_text(entry->uuid, sizeof(entry->uuid), field), text));
 }
 
-static void print_row(FILE *out, const ble_record *record, size_t i, bool with_payload)
+/* On by its own word, and passed over for want of an identifier. */
+static bool lacks_uuid(const beacon_entry *entry)
 {
+	char text[FIELD_TEXT];
+
+	return !is_active(entry) &&
+	       strcmp(bounded_text(entry->enable, sizeof(entry->enable), text), "1") == 0;
+}
+
+/* Only while beacons are on the air is there something to differ from. */
+static bool is_marked(const state *s, size_t i)
+{
+	return s->segment.config.opt.status == BLE_STATUS_ADVERTISING &&
+	       beacon_differs(&s->segment, s->daemon, i);
+}
+
+static void print_row(FILE *out, const state *s, size_t i, bool with_payload)
+{
+	const ble_record *record = &s->segment.config;
 	const beacon_entry *entry = &record->beacon[i];
 	const beacon_payload payload = payload_of(record, entry);
 	char uuid[FIELD_TEXT];
 
-	fprintf(out, "%zu       %-3s  %-36s  %5u  %5u  %d dBm\n", i + 1,
+	fprintf(out, "%zu       %-3s  %-36s  %5u  %5u  %d dBm%s%s\n", i + 1,
 		is_active(entry) ? "on" : "off", uuid_text(entry, uuid), payload_major(&payload),
-		payload_minor(&payload), payload_power(&payload));
+		payload_minor(&payload), payload_power(&payload),
+		lacks_uuid(entry) ? "  (on, but without a UUID)" : "",
+		is_marked(s, i) ? "  (not so on the air: restart)" : "");
 	if (with_payload) {
 		fputs("             ", out);
 		print_payload(out, &payload);
@@ -106,11 +139,11 @@ static void print_row(FILE *out, const ble_record *record, size_t i, bool with_p
 	}
 }
 
-void print_beacons(FILE *out, const ble_record *record, bool with_payload)
+void print_beacons(FILE *out, const state *s, bool with_payload)
 {
 	fprintf(out, "beacon       %-36s  major  minor  power\n", "UUID");
 	for (size_t i = 0; i < BLE_BEACONS; i++)
-		print_row(out, record, i, with_payload);
+		print_row(out, s, i, with_payload);
 }
 
 void print_beacon_line(FILE *out, const ble_record *record, size_t i)
@@ -122,6 +155,10 @@ void print_beacon_line(FILE *out, const ble_record *record, size_t i)
 	fprintf(out, "beacon %zu %s: %s, major %u, minor %u, %d dBm\n", i + 1,
 		is_active(entry) ? "on" : "off", uuid_text(entry, uuid), payload_major(&payload),
 		payload_minor(&payload), payload_power(&payload));
+	if (lacks_uuid(entry))
+		complain("beacon %zu is on, but without a UUID it is not sent: beacon %zu --uuid "
+			 "random",
+			 i + 1, i + 1);
 }
 
 void print_beacon(FILE *out, const ble_record *record, size_t i)
@@ -149,18 +186,32 @@ static void print_controller(FILE *out, const ble_segment *segment)
 			info.build_system);
 }
 
-static void print_settings(FILE *out, const ble_record *record)
+static void print_settings(FILE *out, const state *s)
 {
+	const ble_record *record = &s->segment.config;
 	char text[FIELD_TEXT];
 
 	fputs("settings    ", out);
 	for (const text_field *field = setting_fields; field->name; field++) {
 		user_text(field, record, text);
-		fprintf(out, "%s %s %s%s", field == setting_fields ? "" : ",", field->name,
+		fprintf(out, "%s %s %s%s%s", field == setting_fields ? "" : ",", field->name,
 			text[0] ? printable(text) : "(empty)",
-			is_power(field) && strcmp(text, "NONE") != 0 ? " dBm" : "");
+			is_power(field) && strcmp(text, "NONE") != 0 ? " dBm" : "",
+			setting_differs(&s->segment, s->daemon, field->name)
+				? " (the controller has another: reset soft)"
+				: "");
 	}
 	fputc('\n', out);
+}
+
+/* What keeps the daemon from taking a command now, in words. */
+static void print_doing(FILE *out, const state *s)
+{
+	if (s->is_stuck)
+		fprintf(out, "             it hangs, waiting for %s\n", pursuit_text(s->doing));
+	else if (s->doing != PURSUIT_PAUSE && s->doing != PURSUIT_UNKNOWN)
+		fprintf(out, "             busy, waiting for %s\n",
+			s->doing == PURSUIT_RUN ? "a processor" : pursuit_text(s->doing));
 }
 
 void print_state(FILE *out, const state *s, bool with_payload)
@@ -168,23 +219,26 @@ void print_state(FILE *out, const state *s, bool with_payload)
 	const ble_record *record = &s->segment.config;
 
 	fprintf(out, "vorlind      running, process id %d\n", static_cast<int>(s->daemon));
+	print_doing(out, s);
 	print_controller(out, &s->segment);
 	fprintf(out, "status       %u %s\n", record->opt.status, status_name(record->opt.status));
 	fprintf(out, "action       %u %s\n", record->opt.action, action_name(record->opt.action));
-	print_settings(out, record);
+	print_settings(out, s);
 	fputc('\n', out);
-	print_beacons(out, record, with_payload);
+	print_beacons(out, s, with_payload);
 }
 
-static void beacon_object(FILE *out, const ble_record *record, size_t i)
+static void beacon_object(FILE *out, const state *s, size_t i)
 {
+	const ble_record *record = &s->segment.config;
 	const beacon_entry *entry = &record->beacon[i];
 	const beacon_payload payload = payload_of(record, entry);
 	char field[FIELD_TEXT];
 	char uuid[FIELD_TEXT];
 
 	hyphenated(bounded_text(entry->uuid, sizeof(entry->uuid), field), uuid);
-	fprintf(out, "\"number\": %zu, \"active\": %s", i + 1, is_active(entry) ? "true" : "false");
+	fprintf(out, "\"number\": %zu, \"active\": %s, \"differs\": %s", i + 1,
+		is_active(entry) ? "true" : "false", is_marked(s, i) ? "true" : "false");
 	json_member(out, "enable", bounded_text(entry->enable, sizeof(entry->enable), field));
 	json_member(out, "uuid", uuid);
 	fprintf(out, ", \"major\": %u, \"minor\": %u, \"power\": %d", payload_major(&payload),
@@ -195,12 +249,12 @@ static void beacon_object(FILE *out, const ble_record *record, size_t i)
 	fputc('"', out);
 }
 
-static void beacon_array(FILE *out, const ble_record *record)
+static void beacon_array(FILE *out, const state *s)
 {
 	fputs("\"beacons\": [", out);
 	for (size_t i = 0; i < BLE_BEACONS; i++) {
 		fputs(i ? ", {" : "{", out);
-		beacon_object(out, record, i);
+		beacon_object(out, s, i);
 		fputc('}', out);
 	}
 	fputc(']', out);
@@ -243,6 +297,22 @@ static void settings_object(FILE *out, const ble_record *record)
 	fputc('}', out);
 }
 
+/* The names of those that only a reset tells the controller. */
+static void differing_settings(FILE *out, const state *s)
+{
+	const char *comma = "";
+
+	fputs(", \"differing_settings\": [", out);
+	for (const text_field *field = setting_fields; field->name; field++) {
+		if (!setting_differs(&s->segment, s->daemon, field->name))
+			continue;
+		fputs(comma, out);
+		json_string(out, field->name);
+		comma = ", ";
+	}
+	fputc(']', out);
+}
+
 void print_state_json(FILE *out, const state *s)
 {
 	const ble_record *record = &s->segment.config;
@@ -254,25 +324,29 @@ void print_state_json(FILE *out, const state *s)
 		status_name(record->opt.status));
 	fprintf(out, ", \"action\": {\"code\": %u, \"name\": \"%s\"}", record->opt.action,
 		action_name(record->opt.action));
-	fprintf(out, ", \"busy\": %s, ", s->segment.cmd_doing ? "true" : "false");
+	fprintf(out, ", \"busy\": %s, \"hangs\": %s", s->segment.cmd_doing ? "true" : "false",
+		s->is_stuck ? "true" : "false");
+	json_member(out, "waits_for", pursuit_text(s->doing));
+	differing_settings(out, s);
+	fputs(", ", out);
 	settings_object(out, record);
 	fputs(", ", out);
-	beacon_array(out, record);
+	beacon_array(out, s);
 	fputs("}\n", out);
 }
 
-void print_beacons_json(FILE *out, const ble_record *record)
+void print_beacons_json(FILE *out, const state *s)
 {
 	json_begin(out, "beacon list");
 	fputs(", ", out);
-	beacon_array(out, record);
+	beacon_array(out, s);
 	fputs("}\n", out);
 }
 
-void print_beacon_json(FILE *out, const char *command, const ble_record *record, size_t i)
+void print_beacon_json(FILE *out, const char *command, const state *s, size_t i)
 {
 	json_begin(out, command);
 	fputs(", ", out);
-	beacon_object(out, record, i);
+	beacon_object(out, s, i);
 	fputs("}\n", out);
 }

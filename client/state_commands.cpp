@@ -60,7 +60,8 @@ static exit_status watch(const session *s, const status_view *view, int64_t end)
 		}
 		pause_for(WATCH_PERIOD);
 		take_state(&next, s->segment, s->daemon);
-		if (memcmp(&next, &shown, sizeof(next)) == 0)
+		if (next.is_stuck == shown.is_stuck &&
+		    memcmp(&next.segment, &shown.segment, sizeof(next.segment)) == 0)
 			continue;
 		memcpy(static_cast<void *>(&shown), &next, sizeof(next));
 		print_view(view, &shown);
@@ -117,7 +118,9 @@ static bool waits_for(const session *s, uint32_t wanted, int64_t end)
 	bool is_reached;
 
 	do {
-		is_reached = has_reached(s->segment->config.opt.status, wanted);
+		/* One that may hang is no use, whatever its status was before. */
+		is_reached = has_reached(s->segment->config.opt.status, wanted) &&
+			     !may_last(glance_at(s->daemon).what);
 		if (is_reached && (is_identified(s, wanted) || patience <= 0))
 			return true;
 		if (is_reached)
@@ -169,14 +172,23 @@ static bool edit(ble_record *record, void *context)
 	return edit_record(record, arguments->argc, arguments->argv, &arguments->wrong, nullptr);
 }
 
-/* What has become of a beacon: a UUID may have been chosen for the user. */
-static void tell_beacon(const ble_record *record, const char *number, bool json)
+static void print_one_json(const session *s, const char *command, size_t i)
 {
+	state snapshot;
+
+	take_state(&snapshot, s->segment, s->daemon);
+	print_beacon_json(stdout, command, &snapshot, i);
+}
+
+/* What has become of a beacon: a UUID may have been chosen for the user. */
+static void tell_beacon(const session *s, const char *number, bool json)
+{
+	const ble_record *record = &s->segment->config;
 	fault wrong;
 	const int i = beacon_index(number, &wrong);
 
 	if (i >= 0 && json)
-		print_beacon_json(stdout, "beacon", record, static_cast<size_t>(i));
+		print_one_json(s, "beacon", static_cast<size_t>(i));
 	else if (i >= 0)
 		print_beacon_line(stdout, record, static_cast<size_t>(i));
 	if (record->opt.status == BLE_STATUS_ADVERTISING)
@@ -217,7 +229,7 @@ static exit_status run_edit(const request *r, const char *name)
 	if (status == EXIT_DONE)
 		status = change_record(&s, edit, &arguments);
 	if (status == EXIT_DONE && strcmp(name, "beacon") == 0)
-		tell_beacon(&s.segment->config, r->argv[0], r->json);
+		tell_beacon(&s, r->argv[0], r->json);
 	session_close(&s);
 	return status;
 }
@@ -238,8 +250,7 @@ static exit_status show_beacon(const request *r)
 	const exit_status status = session_open(&s, 0);
 	if (status == EXIT_DONE) {
 		if (r->json)
-			print_beacon_json(stdout, "beacon show", &s.segment->config,
-					  static_cast<size_t>(i));
+			print_one_json(&s, "beacon show", static_cast<size_t>(i));
 		else
 			print_beacon(stdout, &s.segment->config, static_cast<size_t>(i));
 	}
@@ -256,10 +267,12 @@ static exit_status list_beacons(request *r)
 		return bad_usage("beacon", "list: unknown argument \"%.60s\"", r->argv[1]);
 	const exit_status status = session_open(&s, 0);
 	if (status == EXIT_DONE) {
+		state snapshot;
+		take_state(&snapshot, s.segment, s.daemon);
 		if (r->json)
-			print_beacons_json(stdout, &s.segment->config);
+			print_beacons_json(stdout, &snapshot);
 		else
-			print_beacons(stdout, &s.segment->config, with_payload);
+			print_beacons(stdout, &snapshot, with_payload);
 	}
 	session_close(&s);
 	return status;

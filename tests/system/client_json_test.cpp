@@ -276,3 +276,23 @@ TEST_F(ClientJson, TheSchemaRefusesWhatIsNotWritten)
 	EXPECT_TRUE(fits(text));
 	EXPECT_FALSE(fits(text.replace(text.find("\"minor\""), 7, "\"minus\"")));
 }
+
+TEST_F(ClientJson, TheCheckFitsTheSchemaWhateverItFinds)
+{
+	const answer none = ctl({ "--json", "check" });
+	EXPECT_EQ(none.status, 2);
+	EXPECT_TRUE(fits(none.out));
+	const program daemon = start_with("ti-08");
+	const answer idle = ctl({ "--json", "check" });
+	EXPECT_EQ(idle.status, 4);
+	EXPECT_TRUE(fits(idle.out));
+	EXPECT_EQ(member(idle.out, "o['pid'], o['takes_commands'], o['holder']['name'], "
+				   "o['line'], o['beacons']"),
+		  "(" + std::to_string(daemon.pid) + ", True, 'vorlind', '/dev/ttyMSM1', 0)\n");
+	EXPECT_EQ(kill(daemon.pid, SIGSTOP), 0);
+	const answer stopped = ctl({ "--json", "check" });
+	EXPECT_EQ(stopped.status, 5);
+	EXPECT_TRUE(fits(stopped.out));
+	EXPECT_EQ(member(stopped.out, "o['hangs']"), "True\n");
+	EXPECT_EQ(kill(daemon.pid, SIGCONT), 0);
+}

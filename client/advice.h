@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+/* The daemon's newest warnings, and in a few words what vorlind(8) says of each. */
+#pragma once
+
+#include <cstddef>
+#include <sys/types.h>
+
+constexpr size_t WARNINGS = 5;
+constexpr size_t WARNING_SIZE = 128;
+
+struct warnings {
+	bool heard; /* the daemon's messages could be read */
+	size_t count;
+	char text[WARNINGS][WARNING_SIZE]; /* the newest last, each once */
+};
+
+void read_warnings(warnings *w, pid_t daemon);
+
+/* What to do about a warning; empty where the lines beside it tell. */
+const char *advice_for(const char *warning);
+
+/* Whether one of them begins so. */
+bool was_warned(const warnings *w, const char *text);
