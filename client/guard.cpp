@@ -18,7 +18,7 @@ constexpr int64_t COMMAND_TIME    = 10000;  /* after it others may have their tu
 constexpr int64_t LOCK_TIME       = 2000;
 constexpr int64_t FIRST_DWELL     = 5000;   /* and the interval: a start takes no longer */
 constexpr int     ANSWERS_TIME    = 300;
-constexpr unsigned STEPS_BEFORE_CLEARING = 1;
+constexpr unsigned RESETS_BEFORE_CLEARING = 2;
 // clang-format on
 
 unsigned guard_steps(const ble_segment *segment)
@@ -65,8 +65,10 @@ trouble guard_look(guard_memory *memory, const session *s)
 
 	if (s->daemon != memory->daemon || !is_stuck(&memory->last, &seen))
 		memory->moved = now();
-	if (s->daemon != memory->daemon)
+	if (s->daemon != memory->daemon) {
 		memory->was_asked = false;
+		memory->resets = 0;
+	}
 	memory->daemon = s->daemon;
 	memory->last = seen;
 	/* Of a production test nothing is touched, whatever becomes of it. */
@@ -127,7 +129,8 @@ static bool is_off_the_air(const ble_record *record)
 	       record->opt.status != BLE_STATUS_TESTING;
 }
 
-/* The last step: the answers to the Resets must be gone before the daemon asks something. */
+/* Not before a soft and a hard reset have failed, for it is hard on one that answers late. The
+ * answers to the Resets must be gone before the daemon asks something. */
 static void clear_line(const session *s)
 {
 	if (send_resets(s->daemon))
@@ -138,15 +141,16 @@ static void reset(guard_memory *memory, session *s)
 {
 	const uint32_t status = s->segment->config.opt.status;
 	/* In turn: a controller that loses bytes after its power-up loses them to a hard one. */
-	const char *kind = memory->steps % 2 == 0 ? "soft" : "hard";
+	const char *kind = memory->resets % 2 == 0 ? "soft" : "hard";
 	const command_words words = { 3, { "config", "ble-reset", kind } };
 
-	if (memory->steps >= STEPS_BEFORE_CLEARING && status < BLE_STATUS_AVAILABLE)
+	if (memory->resets >= RESETS_BEFORE_CLEARING && status < BLE_STATUS_AVAILABLE)
 		clear_line(s);
 	if (!command(memory, s, &words, is_off_the_air))
 		return;
 	complain("guard: the beacons are not on the air (status %s): reset %s, step %u",
 		 status_name(status), kind, memory->steps + 1);
+	memory->resets++;
 	note_step(memory, s->segment);
 }
 
@@ -178,6 +182,7 @@ static void all_is_well(guard_memory *memory, const session *s)
 	if (memory->steps > 0 && s->segment->config.opt.status == BLE_STATUS_ADVERTISING)
 		complain("guard: the beacons are on the air again");
 	memory->steps = 0;
+	memory->resets = 0;
 	memory->pause = FIRST_PAUSE;
 	memory->said_no_line = false;
 }

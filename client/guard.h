@@ -30,6 +30,7 @@ struct guard_memory {
 	int64_t next_probe;
 	int64_t turn_until; /* a command is under way: the turn is the guard's until then, or 0 */
 	unsigned steps;     /* of this trouble */
+	unsigned resets;    /* among them, since the start of this daemon */
 	bool was_asked;     /* the stuck daemon was sent SIGTERM */
 	bool said_no_line;
 	bool said_no_daemon;
