@@ -4,6 +4,8 @@
 #include "client/command.h"
 #include "client/controller_info.h"
 #include "client/fields.h"
+#include "client/guard.h"
+#include "client/health.h"
 #include "client/output.h"
 #include "client/session.h"
 #include "client/state.h"
@@ -12,6 +14,8 @@
 #include <cstring>
 #include <ctime>
 #include <unistd.h>
+
+constexpr int64_t STUCK_AFTER = 3000; /* milliseconds, as for check */
 
 static void begin_metric(FILE *out, const char *name, const char *help)
 {
@@ -74,6 +78,20 @@ static double seconds_since_start(pid_t pid)
 	       static_cast<double>(ticks) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+/* What it waits for does not last that long, unless it hangs; only then is this waited. */
+static bool is_hung(pid_t daemon)
+{
+	const int64_t end = now() + STUCK_AFTER;
+	const glance first = glance_at(daemon);
+	glance seen = first;
+
+	while (is_stuck(&first, &seen) && now() < end) {
+		pause_for(50);
+		seen = glance_at(daemon);
+	}
+	return is_stuck(&first, &seen);
+}
+
 static unsigned count_active(const ble_record *record)
 {
 	unsigned count = 0;
@@ -93,6 +111,9 @@ static void print_daemon(FILE *out, const session *s)
 		     action_name, ACTION_TEST);
 	print_metric(out, "beacons_active", "Beacons that a start puts on the air.",
 		     count_active(record));
+	print_metric(out, "hung", "Whether vorlind hangs.", is_hung(s->daemon));
+	print_metric(out, "guard_steps", "Steps that the guard took for this daemon, modulo 256.",
+		     guard_steps(s->segment));
 	const double age = seconds_since_start(s->daemon);
 	if (age >= 0) {
 		begin_metric(out, "daemon_uptime_seconds", "Seconds since vorlind was started.");

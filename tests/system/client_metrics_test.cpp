@@ -2,6 +2,9 @@
 /* vorlinctl metrics: what a monitoring system reads, checked by the program of one. */
 #include "tests/system/client_stage.h"
 
+#include <csignal>
+#include <cstring>
+
 class ClientMetrics : public ClientTest
 {
       protected:
@@ -49,11 +52,12 @@ TEST_P(ClientMetricsOnEach, TheStateIsToldAndNoCommandSent)
 	done({ "start" });
 	memset(segment->cmd.argv[0], 'x', 3);
 	const std::string text = done({ "metrics" });
-	expect_metrics(text, { "vorlin_up 1", "vorlin_status{status=\"none\"} 0",
-			       "vorlin_status{status=\"available\"} 0",
-			       "vorlin_status{status=\"advertising\"} 1",
-			       "vorlin_action{action=\"start\"} 1",
-			       "vorlin_action{action=\"stop\"} 0", "vorlin_beacons_active 2" });
+	expect_metrics(text,
+		       { "vorlin_up 1", "vorlin_status{status=\"none\"} 0",
+			 "vorlin_status{status=\"available\"} 0",
+			 "vorlin_status{status=\"advertising\"} 1",
+			 "vorlin_action{action=\"start\"} 1", "vorlin_action{action=\"stop\"} 0",
+			 "vorlin_beacons_active 2", "vorlin_hung 0", "vorlin_guard_steps 0" });
 	EXPECT_TRUE(contains(text, std::string("\nvorlin_controller_info{kind=\"") + GetParam() +
 					   "\",hci_version=\""))
 		<< text;
@@ -78,6 +82,18 @@ TEST_F(ClientMetrics, WithoutAControllerThereIsNoWordOfOne)
 	expect_metrics(text, { "vorlin_up 1", "vorlin_status{status=\"none\"} 1",
 			       "vorlin_beacons_active 0" });
 	EXPECT_FALSE(contains(text, "vorlin_controller_info"));
+}
+
+TEST_F(ClientMetrics, ADaemonThatHangsIsToldAndSoAreTheGuardsSteps)
+{
+	const program daemon = start_with("ti-08", { "--fault", "cut:at=3,opcode=0x1009" });
+	const program asking = start({ built("vorlinctl"), "--timeout", "300", "show", "mac" });
+
+	EXPECT_TRUE(comes_true([&] { return contains(done({ "metrics" }), "\nvorlin_hung 1\n"); }));
+	segment->config.reserved = 7; /* where the guard counts */
+	expect_metrics(done({ "metrics" }), { "vorlin_up 1", "vorlin_guard_steps 7" });
+	EXPECT_EQ(stop(daemon, SIGKILL), 128 + SIGKILL);
+	EXPECT_EQ(wait_for_end(asking), 2);
 }
 
 TEST_F(ClientMetrics, TheAgeIsTheDaemons)
