@@ -83,6 +83,7 @@ TEST_F(Waits, TheOneAfterAPatchIsWhole)
 TEST_F(Waits, TheOneBetweenStopAndStartIsWhole)
 {
 	hci_ver_index = 2;
+	fake_answers("04 0E 04 01 0A 20 00 04 0E 04 01 0A 20 00");
 	EXPECT_EQ(waits_of([] { do_ble_task(ACTION_RESTART); }),
 		  (wait_list{ { 100000, true, false } }));
 }
