@@ -40,7 +40,7 @@ class Waits : public DaemonTest
 	void enable_two()
 	{
 		write_field(ble_config->interval, "250");
-		for (const size_t i : { 0, 4 }) {
+		for (const size_t i : { size_t{ 0 }, size_t{ 4 } }) {
 			write_field(ble_config->beacon[i].enable, "1");
 			write_field(ble_config->beacon[i].uuid, std::string(32, 'A'));
 		}
