@@ -48,8 +48,8 @@ TEST_F(SimPage, LimitsThatDependOnTheVersionFollowIt)
 		"01 06 20 0F 20 00 20 00 03 00 00 00 00 00 00 00 00 07 00";
 
 	for (const auto &[hci_version, status] : { std::pair("8", "12"), std::pair("9", "00") }) {
-		const program sim =
-			start_sim({ "--link", link(), "--baud", "0", "--hci-version", hci_version });
+		const program sim = start_sim(
+			{ "--link", link(), "--baud", "0", "--hci-version", hci_version });
 		{
 			host desk(link());
 			EXPECT_EQ(desk.ask(short_interval),
