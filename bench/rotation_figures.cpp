@@ -7,10 +7,14 @@
 #include <csignal>
 #include <cstdio>
 #include <iterator>
+#include <sched.h>
+#include <span>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 constexpr int64_t INTERVAL = 100'000'000;
+constexpr int AS_STARTED = -100; /* scheduled as whoever starts the bench is */
 
 /* Who exchanges: the daemon, or a process that does nothing else. */
 struct rotation_row {
@@ -19,6 +23,7 @@ struct rotation_row {
 	int64_t interval;
 	uint16_t opcode;
 	bool is_bound; /* its figures have to be kept */
+	int niceness = AS_STARTED;
 };
 
 // clang-format off
@@ -28,6 +33,14 @@ static const rotation_row rotation_rows[] = {
 	{ "bare sleep and exchange",     0,   INTERVAL, 0x1001, false },
 	{ "rotation of 2",               2,   INTERVAL, 0xFE07, true },
 	{ "rotation of 5",               5,   INTERVAL, 0xFE07, true },
+};
+
+static const rotation_row busy_rows[] = {
+	/* name                                   beacons interval  opcode  bound  niceness */
+	{ "busy, bare sleep and exchange, nice 0",   0,   INTERVAL, 0x1001, false,   0 },
+	{ "busy, rotation of 2, nice 0",             2,   INTERVAL, 0xFE07, false,   0 },
+	{ "busy, bare sleep and exchange, nice -10", 0,   INTERVAL, 0x1001, false, -10 },
+	{ "busy, rotation of 2, nice -10",           2,   INTERVAL, 0xFE07, false, -10 },
 };
 // clang-format on
 
@@ -55,12 +68,30 @@ static rotation steps_of(const std::vector<line_packet> &packets, const rotation
 	return steps;
 }
 
+/* What runs the daemon at a niceness; whoever is ahead of all processes has none. */
+static words scheduled(int niceness)
+{
+	if (niceness == AS_STARTED)
+		return {};
+	/* nice adds to what it is started at: the bench is at -20 by then. */
+	return { "/usr/bin/env", "chrt", "-o", "0", "nice", "-n", std::to_string(niceness + 20) };
+}
+
+static void schedule_self(int niceness)
+{
+	const sched_param usual = {};
+
+	if (niceness != AS_STARTED && (sched_setscheduler(0, SCHED_OTHER, &usual) != 0 ||
+				       setpriority(PRIO_PROCESS, 0, niceness) != 0))
+		_exit(1);
+}
+
 static rotation rotate(const bench_settings &settings, const rotation_row &row, double seconds)
 {
 	access_point point(settings.build);
 
 	point.start_simulator("ti-08", { "--capture", point.file("line") });
-	point.start_and_wait();
+	point.start_and_wait(scheduled(row.niceness));
 	point.load_beacons(row.beacons, "100");
 	point.say_and_wait({ "ibeacon", "start" });
 	sleep_for(seconds);
@@ -71,7 +102,7 @@ static rotation rotate(const bench_settings &settings, const rotation_row &row, 
 }
 
 /* Asks for the version, reads the answer with as few calls as can be, sleeps, again. */
-static pid_t start_asker(const char *port, useconds_t interval)
+static pid_t start_asker(const char *port, useconds_t interval, int niceness)
 {
 	constexpr size_t ANSWER = 15;
 	const pid_t pid = fork();
@@ -79,6 +110,7 @@ static pid_t start_asker(const char *port, useconds_t interval)
 
 	if (pid != 0)
 		return pid;
+	schedule_self(niceness);
 	const int line = be_bare_process(port);
 	for (;;) {
 		if (write(line, "\x01\x01\x10\x00", 4) != 4)
@@ -100,8 +132,8 @@ static rotation ask(const bench_settings &settings, const rotation_row &row, dou
 	access_point point(settings.build);
 
 	point.start_simulator("ti-08", { "--capture", point.file("line") });
-	const pid_t asker =
-		start_asker("/dev/ttyMSM1", static_cast<useconds_t>(row.interval / 1000));
+	const pid_t asker = start_asker("/dev/ttyMSM1",
+					static_cast<useconds_t>(row.interval / 1000), row.niceness);
 	sleep_for(seconds);
 	kill(asker, SIGKILL);
 	waitpid(asker, nullptr, 0);
@@ -137,22 +169,80 @@ static void add_rotation(figure_list &figures, const rotation_row &row,
 }
 
 /* In turns: what disturbs the machine meanwhile meets each of them. */
-double measure_rotation(const bench_settings &settings, figure_list &figures)
+static std::vector<std::vector<rotation>> take_turns(const bench_settings &settings,
+						     std::span<const rotation_row> rows)
 {
-	std::vector<rotation> runs[std::size(rotation_rows)];
+	std::vector<std::vector<rotation>> runs(rows.size());
 
 	for (int i = 0; i < (settings.is_short ? 1 : 5); i++)
-		for (size_t j = 0; j < std::size(rotation_rows); j++) {
-			const rotation_row &row = rotation_rows[j];
+		for (size_t j = 0; j < rows.size(); j++) {
+			const rotation_row &row = rows[j];
 			const double seconds = settings.is_short || row.interval == 0 ? 2 : 12;
 			runs[j].push_back(row.beacons == 0 ? ask(settings, row, seconds)
 							   : rotate(settings, row, seconds));
 		}
-	for (size_t j = 0; j < std::size(rotation_rows); j++)
+	return runs;
+}
+
+double measure_rotation(const bench_settings &settings, figure_list &figures)
+{
+	const auto runs = take_turns(settings, rotation_rows);
+
+	for (size_t j = 0; j < runs.size(); j++)
 		add_rotation(figures, rotation_rows[j], runs[j]);
 
 	std::vector<double> bare; /* the first row */
 	for (const rotation &run : runs[0])
 		bare.push_back(percentile(run.extra, 50));
 	return percentile(bare, 50);
+}
+
+/* Four processes on each processor that do nothing but take it, as long as this is there. */
+class busy_machine
+{
+      public:
+	busy_machine()
+	{
+		const long count = 4 * sysconf(_SC_NPROCESSORS_ONLN);
+
+		for (long i = 0; i < count; i++) {
+			const pid_t pid = fork();
+			if (pid == 0) {
+				schedule_self(0);
+				for (;;)
+					asm volatile("");
+			}
+			m_pids.push_back(pid);
+		}
+	}
+	~busy_machine()
+	{
+		for (const pid_t pid : m_pids) {
+			kill(pid, SIGKILL);
+			waitpid(pid, nullptr, 0);
+		}
+	}
+	busy_machine(const busy_machine &) = delete;
+
+      private:
+	std::vector<pid_t> m_pids;
+};
+
+void measure_busy_rotation(const bench_settings &settings, figure_list &figures)
+{
+	const int before = getpriority(PRIO_PROCESS, 0);
+
+	/* The simulator is no part of the access point: it is to answer at once. */
+	if (setpriority(PRIO_PROCESS, 0, -20) != 0) {
+		puts("not measured: a busy machine, for who may not raise a priority");
+		return;
+	}
+	std::vector<std::vector<rotation>> runs;
+	{
+		const busy_machine load;
+		runs = take_turns(settings, busy_rows);
+	}
+	setpriority(PRIO_PROCESS, 0, before);
+	for (size_t j = 0; j < runs.size(); j++)
+		add_rotation(figures, busy_rows[j], runs[j]);
 }

@@ -17,6 +17,7 @@ static bool measure(const bench_settings &settings, const char *json)
 	measure_system_calls(settings, figures);
 	measure_response(settings, figures);
 	const double bare_exchange = measure_rotation(settings, figures);
+	measure_busy_rotation(settings, figures);
 	measure_starts(settings, bare_exchange, figures);
 	measure_idle_and_load(settings, figures);
 	write_json(figures, json);

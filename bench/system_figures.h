@@ -18,6 +18,9 @@ void measure_idle_and_load(const bench_settings &settings, figure_list &figures)
 
 /* Also: milliseconds that a bare process's exchange takes beyond its bytes, the median. */
 double measure_rotation(const bench_settings &settings, figure_list &figures);
+
+/* The same with four busy processes on each processor, at nice 0 and at nice -10. */
+void measure_busy_rotation(const bench_settings &settings, figure_list &figures);
 void measure_starts(const bench_settings &settings, double bare_exchange, figure_list &figures);
 
 inline void add(figure_list &figures, const figure &one)
