@@ -19,7 +19,7 @@ test demo coverage mutants fuzz model soak cross ap bench:
 
 # Only the tracked files: what else lies around is nobody's business.
 SOURCES = $$(git ls-files '*.cpp' '*.h')
-SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -vx -e tools/mutants -e tools/sequences) \
+SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -vx -e tools/heal -e tools/mutants -e tools/sequences) \
 	$$(git grep -lE '^\#!/bin/sh' -- packaging tests/packaging/openwrt)
 
 format:
