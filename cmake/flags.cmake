@@ -48,6 +48,10 @@ function(vorlind_device_program target)
     # The device has little room, nobody there walks the stack.
     target_compile_options(${target} PRIVATE
       -Os -ffunction-sections -fno-asynchronous-unwind-tables -fno-unwind-tables)
-    target_link_options(${target} PRIVATE -Wl,--gc-sections)
+    # Texts that end alike are kept once; one table of symbols is enough, but for MIPS.
+    target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,-O2)
+    if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "mips")
+      target_link_options(${target} PRIVATE -Wl,--hash-style=gnu)
+    endif()
   endif()
 endfunction()
