@@ -20,14 +20,61 @@ logged()
 	grep -qE "$1" /run/syslog
 }
 
+# One process: its id is told, too.
+guard_runs()
+{
+	guard=$(pgrep -fx '/usr/bin/vorlinctl guard --restarts') && [ "$(echo "$guard" | wc -w)" = 1 ]
+}
+
+another_guard()
+{
+	old=$guard
+	guard_runs && [ "$guard" != "$old" ]
+}
+
+no_guard()
+{
+	! pgrep -f '^/usr/bin/vorlinctl guard' >/dev/null
+}
+
 restores()
 {
 	pgrep -fc '^/bin/sh /usr/libexec/vorlind/restore'
 }
 
-one_restore()
+# Each look for the controller, of which a restore has eight, waits for a ticket until all may go.
+# /usr/sbin comes first where a restore looks for its client.
+hold_restores()
 {
-	[ "$(restores)" = 1 ]
+	mkfifo $scratch/tickets
+	exec 9<>$scratch/tickets
+	cat >/usr/sbin/vorlinctl <<-END
+		#!/bin/sh
+		[ "\$3" != wait ] || read -r ticket <$scratch/tickets
+		exec /usr/bin/vorlinctl "\$@"
+	END
+	chmod +x /usr/sbin/vorlinctl
+}
+
+release_restores()
+{
+	rm /usr/sbin/vorlinctl
+	printf '\n\n\n\n\n\n\n\n\n\n' >&9
+}
+
+are_held() # COUNT, and there are no others
+{
+	[ "$(pgrep -fc '^/bin/sh /usr/sbin/vorlinctl --timeout 1 wait')" = "$1" ] &&
+		[ "$(restores)" = "$1" ]
+}
+
+# However fast they are: as long as there are more, and all are held, one of them may look.
+one_is_left()
+{
+	are_held 1 && return
+	count=$(restores)
+	[ "$count" -gt 1 ] && are_held "$count" && echo >&9
+	return 1
 }
 
 no_restore()
@@ -86,6 +133,34 @@ within 20 another_daemon || fail 'after an upgrade the old program runs on'
 within 20 on_air 32 || fail 'after an upgrade the beacon is not on the air'
 daemon=$(pidof vorlind)
 
+### The guard: beside the daemon, unless it is switched off
+within 5 guard_runs || fail 'the guard does not run'
+kill -KILL "$guard"
+within 20 another_guard || fail 'a guard that has ended does not come back'
+kill -STOP "$daemon"
+within 30 another_daemon || fail 'the guard leaves a daemon that hangs'
+within 20 on_air 32 || fail 'after the guard has ended its daemon the beacon is not on the air'
+logged 'daemon.err vorlinctl\[[0-9]+\]: .*SIGTERM' || fail 'the log does not tell what the guard did'
+daemon=$(pidof vorlind)
+sed -i "s/^config vorlind.*/&\n\toption guard 'off'/" $config
+$script restart
+within 20 another_daemon || fail 'a service without a guard does not start'
+within 20 no_guard || fail 'a guard that is switched off runs on'
+within 20 on_air 32 || fail 'without its guard the daemon does nothing'
+daemon=$(pidof vorlind)
+: >/run/syslog
+sed -i "s/option guard 'off'/option guard 'perhaps'/" $config
+$script restart
+logged 'main.guard is neither 1 nor 0 but "perhaps": on' || fail 'a bad word for the guard is not told'
+within 20 another_daemon || fail 'a service with a bad word for its guard does not start'
+within 20 guard_runs || fail 'a guard with a bad word for it does not run'
+daemon=$(pidof vorlind)
+settings 32
+$script restart
+within 20 another_daemon || fail 'it does not restart'
+within 20 on_air 32 || fail 'the beacon does not come back'
+daemon=$(pidof vorlind)
+
 ### Reload: at once, by an event, without anybody who waits
 within 20 no_restore
 settings 33
@@ -98,19 +173,23 @@ vorlinctl stop
 hotplug-call remove ttyMSM1
 within 20 has_status none
 within 20 no_restore
-$script reload || fail 'a reload without a controller fails'
-one_restore || fail 'the reload has waited for its settings to be loaded'
+hold_restores
+timeout 400 $script reload || fail 'a reload without a controller fails, or waits for its settings'
+within 20 are_held 1 || fail 'a reload leaves nobody behind who loads its settings'
 lock_is_free || fail 'what a reload leaves behind holds the lock'
 for _ in 1 2 3 4; do
 	$script reload
 done
-within 5 one_restore || fail "$(restores) restores wait for the controller"
+within 20 are_held 5 || fail "$(restores) restores go on after five reloads"
+within 20 one_is_left || fail "$(restores) restores wait for the controller"
 for _ in 1 2 3; do
 	daemon=$(pidof vorlind)
 	$script restart
 	within 20 another_daemon || fail 'it does not restart without a controller'
 done
-within 5 one_restore || fail "after restarts $(restores) restores wait for the controller"
+within 20 are_held 4 || fail "after restarts $(restores) restores go on"
+within 20 one_is_left || fail "after restarts $(restores) restores wait for the controller"
+release_restores
 plug_in
 hotplug-call add ttyMSM1
 within 40 on_air 33 || fail 'the settings have not waited for the controller'
@@ -257,11 +336,13 @@ $script reload
 hotplug-call add ttyUSB0
 within 40 on_air 35 || fail 'an adapter on USB is not told of'
 
-### Stop: no beacon stays on the air, nothing is reloaded after it, and the log knows vorlind only
+### Stop: no beacon stays on the air, nothing is reloaded after it, and the log knows no script
 daemon=$(pidof vorlind)
+within 20 guard_runs || fail 'the guard is gone'
 $script stop || fail 'stop fails'
 air_is_off || fail 'a stop leaves the single beacon on the air'
 within 20 test ! -d "/proc/$daemon" || fail 'the daemon is left'
+within 20 no_guard || fail 'the guard is left'
 [ "$($script status)" = inactive ] || fail 'the service is active after a stop'
 settings 36
 reload_config
@@ -273,8 +354,9 @@ settings
 sed -i "s/enabled '1'/enabled '0'/" $config
 reload_config
 within 20 no_daemon || fail 'a service that is switched off runs on'
+within 20 no_guard || fail 'the guard of a service that is switched off runs on'
 air_is_off || fail 'a service that is switched off leaves its beacon on the air'
-grep -qE ' (run|restore)(\[[0-9]*\])?:' /run/syslog && fail 'the log has other names than vorlind'
+grep -qE ' (run|restore)(\[[0-9]*\])?:' /run/syslog && fail 'the log has the name of a script'
 
 ### What the feed's CI runs with each package
 version=$(sed -n 's/^PKG_VERSION:=//p' "$sources/packaging/openwrt/vorlind/Makefile")
