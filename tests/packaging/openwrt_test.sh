@@ -358,6 +358,16 @@ within 20 no_guard || fail 'the guard of a service that is switched off runs on'
 air_is_off || fail 'a service that is switched off leaves its beacon on the air'
 grep -qE ' (run|restore)(\[[0-9]*\])?:' /run/syslog && fail 'the log has the name of a script'
 
+### What a web page may run is what the client takes
+sed -n 's/^.*"\(\/usr\/bin\/[^"]*\)": .*$/\1/p' /usr/share/rpcd/acl.d/vorlind.json >$scratch/granted
+[ "$(wc -l <$scratch/granted)" = 2 ] || fail "a web page may run: $(cat $scratch/granted)"
+while read -r line; do
+	$line </dev/null >$scratch/answer 2>/dev/null
+	[ $? != 1 ] || fail "$line is no command line"
+	grep -q "^{\"command\": \"${line##* }\", " $scratch/answer ||
+		fail "$line answers: $(cat $scratch/answer)"
+done <$scratch/granted
+
 ### What the feed's CI runs with each package
 version=$(sed -n 's/^PKG_VERSION:=//p' "$sources/packaging/openwrt/vorlind/Makefile")
 pull_out
