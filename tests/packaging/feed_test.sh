@@ -6,7 +6,7 @@
 
 set -u
 sysroot=${2-}
-for program in make cmake ninja readelf "${sysroot:+aarch64-linux-gnu-}g++" python3; do
+for program in make cmake ninja readelf pkg-config "${sysroot:+aarch64-linux-gnu-}g++" python3; do
 	command -v "$program" >/dev/null || { echo "not run: there is no $program"; exit 77; }
 done
 scratch=$(mktemp -d)
@@ -78,6 +78,22 @@ END
 	fail "the daemon looks for its libraries in: $(run_path "$top/ipkg/vorlind/usr/sbin/vorlind")"
 grep -qxE 'net\|Network\|[A-Za-z]+\|[^|]{10,}\|https://[^|]+\|\+vorlinctl' "$top/ipkg/vorlind.facts" ||
 	fail "what is told of the package: $(cat "$top/ipkg/vorlind.facts")"
+### For other packages that talk to the daemon: the header, by pkg-config, and nothing else
+staging=$top/staging_dir
+(cd "$staging" && find . -type f -printf '%m %p\n' | sort) >"$scratch/files"
+diff - "$scratch/files" <<'END' || fail 'the build system gets other files for other packages'
+644 ./usr/include/vorlind/segment.h
+644 ./usr/share/pkgconfig/vorlind.pc
+END
+echo '#include <vorlind/segment.h>' >"$scratch/client.c"
+flags=$(PKG_CONFIG_LIBDIR=$staging/usr/lib/pkgconfig:$staging/usr/share/pkgconfig \
+	pkg-config --define-variable=prefix="$staging/usr" --cflags vorlind) ||
+	fail 'another package does not find vorlind by pkg-config'
+# shellcheck disable=SC2086 # flags are words
+eval ${cross}gcc $machine_flags "$flags" -c -o "$scratch/client.o" '"$scratch/client.c"' ||
+	fail 'another package does not compile with the header'
+
+### What is built anew
 # shellcheck disable=SC2013 # a folder is a word
 for folder in $(sed -n 's/^ *add_subdirectory(\([a-z]*\))$/\1/p' "$sources/CMakeLists.txt"); do
 	case $folder in

@@ -33,3 +33,6 @@ compile: configure
 
 install: compile
 	DESTDIR=$(PKG_INSTALL_DIR) cmake --install $(CMAKE_BINARY_DIR)
+	rm -rf $(STAGING_DIR)
+	mkdir -p $(STAGING_DIR)
+	$(call Build/InstallDev,$(STAGING_DIR))
