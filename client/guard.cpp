@@ -19,6 +19,7 @@ constexpr int64_t LOCK_TIME       = 2000;
 constexpr int64_t FIRST_DWELL     = 5000;   /* and the interval: a start takes no longer */
 constexpr int     ANSWERS_TIME    = 300;
 constexpr unsigned RESETS_BEFORE_CLEARING = 2;
+constexpr unsigned STEPS_BEFORE_GROWTH    = 2; /* so the line is cleared soon */
 // clang-format on
 
 unsigned guard_steps(const ble_segment *segment)
@@ -85,7 +86,9 @@ static void note_step(guard_memory *memory, ble_segment *segment)
 {
 	memory->steps++;
 	memory->next_step = now() + memory->pause;
-	memory->pause = 2 * memory->pause < LONGEST_PAUSE ? 2 * memory->pause : LONGEST_PAUSE;
+	if (memory->steps >= STEPS_BEFORE_GROWTH)
+		memory->pause =
+			2 * memory->pause < LONGEST_PAUSE ? 2 * memory->pause : LONGEST_PAUSE;
 	segment->config.reserved = static_cast<char>(segment->config.reserved + 1);
 }
 
