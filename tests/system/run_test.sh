@@ -70,6 +70,7 @@ soak --minutes 0|--minutes takes a whole number from 1, not 0
 soak --seed -1|--seed takes a whole number, not -1
 soak --controller ti-09|--controller takes ti-06, ti-08, qualcomm or all, not ti-09
 soak --steps=|--steps takes a whole number from 1, not 
+soak --crowd 0|--crowd takes a whole number from 1, not 0
 soak now|unknown option now
 bench --long|unknown option --long
 fleet|how many access points?
@@ -83,7 +84,7 @@ END
 
 ### Taken: it goes on to build
 for words in 'demo --seconds=86400 --controller=qualcomm' 'soak --minutes 1 --seed=7' \
-	'fleet 1 2 --seconds=3' 'ap --test --stay' 'bench --short'; do
+	'soak --crowd 5000' 'fleet 1 2 --seconds=3' 'ap --test --stay' 'bench --short'; do
 	# shellcheck disable=SC2086 # the words of a command line
 	run $words
 	[ $status = 1 ] || fail "./run $words: status $status"
