@@ -154,9 +154,9 @@ TEST_F(ClientCheck, ADaemonWhoseMessagesNobodyReadsIs5)
 	ASSERT_EQ(run({ "/bin/sh", "-c", "mkfifo pipe" }, &maker), 0);
 	const int reader = open((folder + "/pipe").c_str(), O_RDWR);
 	start_controlled("ti-08");
-	const program daemon =
-		start({ "/bin/sh", "-c",
-			"exec 2>pipe; head -c 65000 /dev/zero >&2; exec " + built("vorlind") });
+	const program daemon = start(
+		{ "/bin/sh", "-c",
+		  "exec 2>pipe; head -c 65000 /dev/zero >&2; exec " + quoted(built("vorlind")) });
 	EXPECT_TRUE(comes_true([&] { return ctl({ "wait", "--timeout", "1" }).status == 0; }));
 	for (int i = 0; i < 100 && ctl({ "show", "version", "--timeout", "1" }).status != 5; i++)
 		;
