@@ -88,7 +88,8 @@ static long long room(const messages *m)
 	const long long left = limit < 0 ? LLONG_MAX : limit - next_place(m);
 	if (fstatvfs(fileno(m->file), &disk) != 0)
 		return left;
-	const auto available = static_cast<long long>(disk.f_bavail * disk.f_frsize);
+	const auto available =
+		static_cast<long long>(disk.f_bavail) * static_cast<long long>(disk.f_frsize);
 	return available < left ? available : left;
 }
 

@@ -31,7 +31,7 @@ class listener
 	/* One who advertises: its events go on through changes of what it sends. */
 	struct sender {
 		uint32_t chance = 0;
-		std::mt19937 random = {};
+		std::mt19937 random{ chance };
 		moment next = {};
 	};
 

@@ -18,8 +18,15 @@ enum indicator : uint8_t { /* the byte in front of every packet on the line */
 // clang-format on
 
 /* How the packets begin by which a host brings a controller back in step. */
-const bytes STANDARD_RESET_HEAD = { PACKET_COMMAND, 0x03, 0x0C, 0x00 };
-const bytes TI_RESET_HEAD = { PACKET_COMMAND, 0x1D, 0xFC, 0x01 };
+inline bytes standard_reset_head()
+{
+	return { PACKET_COMMAND, 0x03, 0x0C, 0x00 };
+}
+
+inline bytes ti_reset_head()
+{
+	return { PACKET_COMMAND, 0x1D, 0xFC, 0x01 };
+}
 
 /* What a reader makes of bytes that begin no packet. */
 enum class stray : uint8_t {
@@ -33,7 +40,7 @@ class packet_reader
 {
       public:
 	explicit packet_reader(enum stray how = stray::lose_sync,
-			       std::vector<bytes> resets = { STANDARD_RESET_HEAD })
+			       std::vector<bytes> resets = { standard_reset_head() })
 	    : m_stray(how), m_resets(std::move(resets))
 	{
 	}

@@ -22,8 +22,8 @@ constexpr size_t MOST_UNSENT = 1024; /* what a controller keeps of what it tells
 static std::vector<bytes> resets_of(enum vendor vendor)
 {
 	if (vendor == vendor::ti)
-		return { STANDARD_RESET_HEAD, TI_RESET_HEAD };
-	return { STANDARD_RESET_HEAD };
+		return { standard_reset_head(), ti_reset_head() };
+	return { standard_reset_head() };
 }
 
 session::session(const session_settings &settings, recorder report)
