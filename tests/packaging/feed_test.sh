@@ -110,7 +110,7 @@ if [ -n "$sysroot" ]; then
 		[ "$size" -le "$limit" ] || fail "$program is too big"
 	done <<-'END'
 		vorlind/usr/sbin/vorlind 57344
-		vorlinctl/usr/bin/vorlinctl 114688
+		vorlinctl/usr/bin/vorlinctl 98304
 	END
 fi
 
