@@ -198,14 +198,21 @@ exit_status session_lock(session *s)
 	return status;
 }
 
+/* Nobody has taken it since, and it is not free. */
+static bool still_has_lock(const session *s)
+{
+	return semctl(s->sem_id, 0, GETVAL) == 0 && semctl(s->sem_id, 0, GETPID) == getpid();
+}
+
 /*
  * As the end of this process would: the kernel undoes what it has noted for it, and nothing if a
  * new daemon has released the lock of a dead one meanwhile. An operation of +1 would then leave a
- * lock for two; it is for where a container forbids unshare.
+ * lock for two; it is for where a container forbids unshare, and for an emulator, whose threads
+ * share the note.
  */
 static void give_back_lock(const session *s)
 {
-	if (unshare(CLONE_SYSVSEM) != 0)
+	if (unshare(CLONE_SYSVSEM) != 0 || still_has_lock(s))
 		change_semaphore(s, 1);
 }
 
