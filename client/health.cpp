@@ -80,7 +80,7 @@ static pursuit pursuit_of(long call, unsigned long descriptor)
 			return PURSUIT_MESSAGES;
 		return row.what;
 	}
-	return PURSUIT_CALL;
+	return PURSUIT_UNKNOWN; /* of which nobody can say how long it may take */
 }
 
 static pursuit read_pursuit(pid_t pid)
@@ -124,7 +124,6 @@ bool may_last(pursuit what)
 	case PURSUIT_MESSAGES:
 	case PURSUIT_LOCK:
 	case PURSUIT_STOPPED:
-	case PURSUIT_CALL:
 		break;
 	}
 	return true;
@@ -155,8 +154,6 @@ const char *pursuit_text(pursuit what)
 		return "the lock, which a client keeps";
 	case PURSUIT_STOPPED:
 		return "a signal to go on: it is stopped";
-	case PURSUIT_CALL:
-		return "a system call";
 	}
 	return "nothing";
 }

@@ -16,7 +16,6 @@ enum pursuit : uint8_t {
 	PURSUIT_MESSAGES, /* nobody reads its messages */
 	PURSUIT_LOCK,     /* a client keeps the lock */
 	PURSUIT_STOPPED,  /* by a signal */
-	PURSUIT_CALL,     /* in another system call */
 };
 // clang-format on
 
