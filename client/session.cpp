@@ -3,6 +3,7 @@
 
 #include "client/daemon_process.h"
 #include "client/output.h"
+#include "client/proc.h"
 
 #include <cerrno>
 #include <csignal>
@@ -198,21 +199,21 @@ exit_status session_lock(session *s)
 	return status;
 }
 
-/* Nobody has taken it since, and it is not free. */
-static bool still_has_lock(const session *s)
+/* Those of an emulator, for this program makes none. */
+static bool has_threads()
 {
-	return semctl(s->sem_id, 0, GETVAL) == 0 && semctl(s->sem_id, 0, GETPID) == getpid();
+	return proc_number(getpid(), "status", "Threads:", 10) > 1;
 }
 
 /*
  * As the end of this process would: the kernel undoes what it has noted for it, and nothing if a
  * new daemon has released the lock of a dead one meanwhile. An operation of +1 would then leave a
- * lock for two; it is for where a container forbids unshare, and for an emulator, whose threads
- * share the note.
+ * lock for two; it is for where a container forbids unshare, or threads share the note and the
+ * last of them would undo it.
  */
 static void give_back_lock(const session *s)
 {
-	if (unshare(CLONE_SYSVSEM) != 0 || still_has_lock(s))
+	if (has_threads() || unshare(CLONE_SYSVSEM) != 0)
 		change_semaphore(s, 1);
 }
 
