@@ -153,3 +153,69 @@ TEST_F(ClientHandshake, TheLockInAnothersHandsIsNotTheDaemons)
 	EXPECT_EQ(told(), "vorlinctl: timeout: vorlind has not finished; it may still do so\n");
 	ASSERT_EQ(kill(daemon.pid, SIGCONT), 0);
 }
+
+/* What a client of the six steps only must expect: the five lines of docs/protocol.md. */
+
+TEST_F(ClientHandshake, HeardAnAttachEventEndsACommandThatNobodyHasRead)
+{
+	const program daemon = start_with("ti-08");
+	const std::string before = printed(daemon);
+
+	change_lock(-1);
+	segment->cmd.argc = 2;
+	strcpy(segment->cmd.argv[0], "show");
+	strcpy(segment->cmd.argv[1], "version");
+	segment->cmd_doing = 1;
+	change_lock(1);
+	ASSERT_EQ(kill(daemon.pid, SIGUSR2), 0);
+	EXPECT_TRUE(comes_true([&] { return segment->cmd_doing == 0; }));
+	EXPECT_EQ(printed(daemon), before);
+}
+
+TEST_F(ClientHandshake, EndsWhatAClientLeavesBehindANewDaemonsStartStaysUntilTheNextEvent)
+{
+	program daemon = start_with("ti-08");
+
+	daemon = kill_and_start_anew(daemon);
+	segment->cmd_doing = 77; /* of a client of the daemon before, which has given up */
+	usleep(300000);          /* three looks of the daemon at its flags */
+	EXPECT_EQ(segment->cmd_doing, 77U);
+	ASSERT_EQ(kill(daemon.pid, SIGUSR2), 0);
+	EXPECT_TRUE(comes_true([&] { return segment->cmd_doing == 0; }));
+}
+
+TEST_F(ClientHandshake, WholeHalfACommandIsReadTogetherWithTheOneBefore)
+{
+	const program daemon = start_with("ti-08");
+	done({ "show", "version" });
+	const std::string before = printed(daemon);
+
+	change_lock(-1);
+	strcpy(segment->cmd.argv[0], "show"); /* of "show mac"; killed before its second word */
+	change_lock(1);
+	ASSERT_EQ(kill(daemon.pid, SIGUSR1), 0);
+	EXPECT_TRUE(comes_true([&] {
+		return printed(daemon) == before + "BLE configuration utility: 0.3.0\n";
+	})) << printed(daemon);
+}
+
+TEST_F(ClientHandshake, LockThatANewDaemonReleasedAndAnOperationGivesBackIsOneForTwo)
+{
+	const program daemon = start_with("ti-08");
+
+	change_lock(-1);
+	kill_and_start_anew(daemon);
+	EXPECT_EQ(semaphore_value(), 1);
+	change_lock(1);
+	EXPECT_EQ(semaphore_value(), 2);
+	change_lock(-1); /* this process goes on to other tests */
+}
+
+TEST_F(ClientHandshake, LivesADaemonThatIsSignalledBeforeItCatchesAnyEnds)
+{
+	traced daemon({ built("vorlind") }, folder + "/daemon");
+
+	ASSERT_TRUE(daemon.enters({ SYS_semget }));
+	ASSERT_EQ(kill(daemon.process(), SIGUSR1), 0);
+	EXPECT_EQ(daemon.ends(), 128 + SIGUSR1);
+}

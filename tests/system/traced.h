@@ -24,6 +24,10 @@ class traced
 	long call() const;
 
 	void kills();
+	pid_t process() const
+	{
+		return pid;
+	}
 
 	/* Let it go on by itself to its end: the exit status, 128 + number if a signal ended it. */
 	int ends();
