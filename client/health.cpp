@@ -41,8 +41,15 @@ static const pursuit_row pursuits[] = { /* by the system call that it sleeps in 
 	{ SYS_read,            PURSUIT_EVENT },
 	{ SYS_write,           PURSUIT_LINE },
 	{ SYS_writev,          PURSUIT_LINE },
+#ifdef SYS_semop
 	{ SYS_semop,           PURSUIT_LOCK },
+#endif
+#ifdef SYS_semtimedop
 	{ SYS_semtimedop,      PURSUIT_LOCK },
+#endif
+#ifdef SYS_semtimedop_time64
+	{ SYS_semtimedop_time64, PURSUIT_LOCK },
+#endif
 #ifdef SYS_ipc
 	{ SYS_ipc,             PURSUIT_LOCK },
 #endif
