@@ -72,12 +72,7 @@ class ClientTest : public SystemTest
 	/* Where a file of the source tree is. */
 	static std::string source(const std::string &path)
 	{
-		return std::filesystem::path(__FILE__)
-			       .parent_path()
-			       .parent_path()
-			       .parent_path()
-			       .string() +
-		       "/" + path;
+		return VORLIND_SOURCE "/" + path;
 	}
 
 	void write_file(const std::string &name, const std::string &text)
