@@ -22,6 +22,7 @@ file(GLOB system_tests CONFIGURE_DEPENDS
   ${CMAKE_SOURCE_DIR}/tests/system/lifecycle_test.cpp)
 # The guard, check and the metrics look at the system call that the daemon sleeps in: here the
 # emulator's, which has the numbers of this machine's processor. And the handshake is walked by the
-# client's own calls and instructions, not an emulator's.
+# client's own calls and instructions, not an emulator's. Completion is the work of this machine's
+# shells, and zsh waits for ever for a terminal that an emulated test has opened.
 list(FILTER system_tests EXCLUDE REGEX
-  "/client_(check|crowd|guard|handshake|metrics)_test\\.cpp$")
+  "/client_(check|completion|crowd|guard|handshake|metrics)_test\\.cpp$")
