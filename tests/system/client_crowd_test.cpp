@@ -41,7 +41,8 @@ class ClientCrowd : public ClientTest
 	      public:
 		member(ClientCrowd &crowd, int number)
 		    : m_crowd(crowd), m_id(std::to_string(FIRST_ID + number)),
-		      m_output(crowd.folder + "/client-" + m_id), m_random(FIRST_ID + number)
+		      m_output(crowd.folder + "/client-" + m_id),
+		      m_random(static_cast<unsigned>(FIRST_ID + number))
 		{
 		}
 
