@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /* How many commands a second the simulator answers, and what memory that takes. */
-#include "sim/line.h"
-#include "sim/session.h"
-#include "sim/timeline.h"
+#include "sim/line/line.h"
+#include "sim/output/timeline.h"
+#include "sim/program/session.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

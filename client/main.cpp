@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /* vorlinctl, the command line that people and scripts drive vorlind with. */
-#include "client/command.h"
-#include "client/output.h"
+#include "client/cli/command.h"
+#include "client/cli/output.h"
 
 #include <cstdio>
 #include <cstring>

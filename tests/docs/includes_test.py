@@ -40,6 +40,12 @@ MAY_INCLUDE = {
 MAY_INCLUDE["daemon/lifecycle"] = tuple(MAY_INCLUDE)
 MAY_INCLUDE["daemon/main"] = tuple(MAY_INCLUDE)
 
+# The folders of the other programs, low to high: a file may include what stands in its own or below.
+FOLDERS = {
+    "client": ("cli", "link", "settings", "commands"),
+    "sim": ("controller", "line", "air", "output", "program"),
+}
+
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"', re.MULTILINE)
 
 
@@ -48,12 +54,23 @@ def unit_of(path):
     return "daemon/bleipc" if path == "daemon/segment.h" else path.rsplit(".", 1)[0]
 
 
+def height(path):
+    """How high the file's folder stands in its program, -1 for one that the table has not."""
+    program, *inner = path.split("/")[:-1]
+    order = FOLDERS[program]
+    if not inner:
+        return len(order)  # main: knows all
+    return order.index(inner[0]) if inner[0] in order else -1
+
+
 def is_allowed(path, included):
     folder, target = path.split("/")[0], included.split("/")[0]
 
-    if folder == "client":
-        return target == "client" or included == "daemon/segment.h"
-    if folder in ("sim", "platform"):
+    if folder == "client" and included == "daemon/segment.h":
+        return True
+    if folder in FOLDERS:
+        return target == folder and 0 <= height(included) <= height(path)
+    if folder == "platform":
         return target == folder
     unit = unit_of(path)
     return unit_of(included) == unit or unit_of(included) in MAY_INCLUDE.get(unit, ())

@@ -23,8 +23,8 @@ def files(*patterns):
 
 def code_files(folders):
     for folder in folders:
-        yield from sorted((ROOT / folder).glob("*.h"))
-        yield from sorted((ROOT / folder).glob("*.cpp"))
+        yield from sorted((ROOT / folder).rglob("*.h"))
+        yield from sorted((ROOT / folder).rglob("*.cpp"))
 
 
 def name(path):

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /* The file of "vorlinctl apply": whatever is taken fits its fields and survives save and apply. */
-#include "client/apply.h"
-#include "client/fields.h"
+#include "client/settings/apply.h"
+#include "client/settings/fields.h"
 #include "tests/fuzz/fuzz.h"
 
 #include <algorithm>

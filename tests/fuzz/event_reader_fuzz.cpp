@@ -12,7 +12,7 @@
 #include "hci/standard_commands.h"
 #include "hci/ti_commands.h"
 #include "tests/fuzz/fake_system.h"
-#include "tests/unit/fake_clock.h"
+#include "tests/unit/fakes/fake_clock.h"
 
 #include <algorithm>
 #include <array>

@@ -10,10 +10,10 @@
 #include "daemon/trace.h"
 #include "hci/command_tables.h"
 #include "hci/serial.h"
-#include "sim/controller.h"
+#include "sim/controller/controller.h"
 #include "tests/fuzz/fake_system.h"
-#include "tests/unit/fake_clock.h"
-#include "tests/unit/fake_device_libs.h"
+#include "tests/unit/fakes/fake_clock.h"
+#include "tests/unit/fakes/fake_device_libs.h"
 
 #include <algorithm>
 #include <cctype>

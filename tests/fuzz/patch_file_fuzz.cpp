@@ -6,7 +6,7 @@
 #include "hci/qualcomm_commands.h"
 #include "hci/serial.h"
 #include "tests/fuzz/fake_system.h"
-#include "tests/unit/fake_clock.h"
+#include "tests/unit/fakes/fake_clock.h"
 
 #include <algorithm>
 #include <cstring>

@@ -4,10 +4,10 @@
  * things on purpose. Without the user each answer is held against what the controllers' manuals
  * say of it. The input: four bytes of settings, then what host and user do, tag by tag.
  */
-#include "sim/advertisement.h"
-#include "sim/control.h"
-#include "sim/packet.h"
-#include "sim/session.h"
+#include "sim/air/advertisement.h"
+#include "sim/controller/packet.h"
+#include "sim/program/control.h"
+#include "sim/program/session.h"
 #include "tests/fuzz/fuzz.h"
 
 #include <algorithm>

@@ -5,7 +5,7 @@
  */
 #pragma once
 
-#include "sim/socket.h"
+#include "sim/air/socket.h"
 #include "tests/soak/chance.h"
 #include "tests/soak/guard.h"
 #include "tests/soak/process.h"

@@ -50,7 +50,7 @@ static const std::vector<std::string> small_system = {
 	"01 08 20 20 03 02 01 06 " + zeros_8 + " " + zeros_8 + " " + zeros_8 + " 00 00 00 00",
 };
 
-/* One of a desk or a telephone: the buffers of the old kind too, and a full accept list. */
+/* One of a workstation or a telephone: the buffers of the old kind too, and a full accept list. */
 static const std::vector<std::string> telephone = {
 	"01 03 0C 00",
 	"01 05 10 00", /* buffers */
@@ -85,12 +85,12 @@ class SimHosts : public SimulatorTest, public testing::WithParamInterface<brough
 {
       protected:
 	/* A patch that is whole, in one segment, and the reset that starts it. */
-	static void load_patch(host &desk)
+	static void load_patch(host &peer)
 	{
-		EXPECT_EQ(desk.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 " + zeros_8 + " " +
+		EXPECT_EQ(peer.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 " + zeros_8 + " " +
 				   zeros_8 + " 00 00 00 00"),
 			  "04 0E 05 01 00 FC 00 1E");
-		EXPECT_EQ(desk.ask("01 03 0C 00"), "04 0E 04 01 03 0C 00");
+		EXPECT_EQ(peer.ask("01 03 0C 00"), "04 0E 04 01 03 0C 00");
 	}
 };
 
@@ -102,11 +102,11 @@ TEST_P(SimHosts, IsBroughtUpWithoutARefusal)
 		GetParam().controller,
 		{ "--baud", "0", "--capture", folder + "/capture", "--log", folder + "/log" });
 	{
-		host desk("/dev/ttyMSM1");
+		host peer("/dev/ttyMSM1");
 		if (std::string(GetParam().controller) == "qualcomm")
-			load_patch(desk);
+			load_patch(peer);
 		for (const std::string &command : *GetParam().commands) {
-			const std::string done = desk.ask(command);
+			const std::string done = peer.ask(command);
 			/* A Command Complete for this command, with a credit and success. */
 			EXPECT_EQ(done.substr(0, 5), "04 0E") << command;
 			EXPECT_EQ(done.substr(9, 11), "01 " + command.substr(3, 5) + " 00")
@@ -149,8 +149,8 @@ TEST_F(SimulatorTest, EveryCommandOfTheMaskIsKnownToAnotherReader)
 	const program sim =
 		start_simulator("ti-08", { "--baud", "0", "--capture", folder + "/capture" });
 	{
-		host desk("/dev/ttyMSM1");
-		desk.ask("01 02 10 00");
+		host peer("/dev/ttyMSM1");
+		peer.ask("01 02 10 00");
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
 	program reader;

@@ -67,10 +67,10 @@ TEST_F(SimAir, ABeaconIsListedByAnotherSimulatorAndByAScan)
 	start_sim({ "--link", link("one"), "--air", link("air") });
 	EXPECT_TRUE(comes_true([&] { return std::filesystem::exists(link("one")); }));
 	join("two", { "--control", folder + "/control" });
-	host desk(link("one"));
-	desk.say(init, 9 + 47);
-	desk.say(data, 9 + 7);
-	desk.say(on, 9 + 6);
+	host peer(link("one"));
+	peer.say(init, 9 + 47);
+	peer.say(data, 9 + 7);
+	peer.say(on, 9 + 6);
 	EXPECT_TRUE(comes_true([&] { return control("scan").find(beacon) != std::string::npos; }));
 	program scan;
 	EXPECT_EQ(run_sim({ "scan", link("air") }, &scan), 0);
@@ -105,27 +105,27 @@ static const std::string beacon = "02 01 06 1A FF 4C 00 02 15 00 11 22 33 44 55 
 				  "CC DD EE FF 00 01 02 03 C5";
 
 /* Puts beacon number `minor` on the air, each 100 ms. */
-static void advertise(host &desk, const std::string &minor)
+static void advertise(host &peer, const std::string &minor)
 {
-	desk.ask("01 0A 20 01 00");
-	desk.ask("01 08 20 20 1E " + beacon.substr(0, beacon.size() - 5) + minor + " C5 00");
-	desk.ask("01 0A 20 01 01");
+	peer.ask("01 0A 20 01 00");
+	peer.ask("01 08 20 20 1E " + beacon.substr(0, beacon.size() - 5) + minor + " C5 00");
+	peer.ask("01 0A 20 01 01");
 }
 
 /* A Qualcomm controller that works. */
-static void load_patch(host &desk)
+static void load_patch(host &peer)
 {
-	desk.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+	peer.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
 		 "00 00 00 00 00 00 00 00");
-	desk.ask("01 03 0C 00");
-	desk.ask("01 06 20 0F A0 00 A0 00 03 00 00 00 00 00 00 00 00 07 00");
+	peer.ask("01 03 0C 00");
+	peer.ask("01 06 20 0F A0 00 A0 00 03 00 00 00 00 00 00 00 00 07 00");
 }
 
-static void begin_to_listen(host &desk, const std::string &drop_duplicates)
+static void begin_to_listen(host &peer, const std::string &drop_duplicates)
 {
-	desk.ask("01 01 0C 08 FF FF FF FF FF FF FF 3F");
-	desk.ask("01 0B 20 07 00 10 00 10 00 00 00");
-	EXPECT_EQ(desk.ask("01 0C 20 02 01 " + drop_duplicates), "04 0E 04 01 0C 20 00");
+	peer.ask("01 01 0C 08 FF FF FF FF FF FF FF 3F");
+	peer.ask("01 0B 20 07 00 10 00 10 00 00 00");
+	EXPECT_EQ(peer.ask("01 0C 20 02 01 " + drop_duplicates), "04 0E 04 01 0C 20 00");
 }
 
 TEST_F(SimAir, ASecondHostHearsEachBeaconOfARotation)

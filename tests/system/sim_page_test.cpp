@@ -24,10 +24,10 @@ class SimPage : public SimProgram
 	}
 
 	/* One test of the radio on the air, and off again. */
-	static void be_on_air(host &desk)
+	static void be_on_air(host &peer)
 	{
-		desk.say(transmitter_test, 7);
-		desk.say(test_end, 9);
+		peer.say(transmitter_test, 7);
+		peer.say(test_end, 9);
 	}
 
 	std::string first_line(std::vector<std::string> words)
@@ -51,8 +51,8 @@ TEST_F(SimPage, LimitsThatDependOnTheVersionFollowIt)
 		const program sim = start_sim(
 			{ "--link", link(), "--baud", "0", "--hci-version", hci_version });
 		{
-			host desk(link());
-			EXPECT_EQ(desk.ask(short_interval),
+			host peer(link());
+			EXPECT_EQ(peer.ask(short_interval),
 				  std::string("04 0E 04 01 06 20 ") + status);
 		}
 		EXPECT_EQ(stop(sim, SIGTERM), 0);
@@ -73,8 +73,8 @@ TEST_F(SimPage, ALineForEachChangeOfTheAir)
 {
 	const program sim = start_controlled();
 	{
-		host desk(link());
-		be_on_air(desk);
+		host peer(link());
+		be_on_air(peer);
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
 	const std::string out = content_of(sim.out);
@@ -87,8 +87,8 @@ TEST_F(SimPage, QuietSaysNothingAboutTheAir)
 {
 	const program sim = start_controlled({ "--quiet" });
 	{
-		host desk(link());
-		be_on_air(desk);
+		host peer(link());
+		be_on_air(peer);
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
 	EXPECT_EQ(count_of(content_of(sim.out), "\n"), 1u) << "the first line alone";
@@ -98,9 +98,9 @@ TEST_F(SimPage, ASummaryTellsEachOnceAndSumsUp)
 {
 	const program sim = start_controlled({ "--summary", "0.2" });
 	{
-		host desk(link());
-		be_on_air(desk);
-		be_on_air(desk);
+		host peer(link());
+		be_on_air(peer);
+		be_on_air(peer);
 	}
 	EXPECT_TRUE(comes_true([&] {
 		return content_of(sim.out).find(" in    2 times  transmitter test") !=
@@ -113,8 +113,8 @@ TEST_F(SimPage, LogsMayBeMoreThanOneAndAreTheSame)
 {
 	const program sim = start_controlled({ "--log", folder + "/a", "--log", folder + "/b" });
 	{
-		host desk(link());
-		be_on_air(desk);
+		host peer(link());
+		be_on_air(peer);
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
 	EXPECT_EQ(content_of(folder + "/a"), content_of(folder + "/b"));
@@ -132,13 +132,13 @@ TEST_F(SimPage, AllFaultsThatAreGivenAreSet)
 TEST_F(SimPage, ExampleAnAnswerEndsTooEarlyAndLaterTheRestOfItComes)
 {
 	start_controlled();
-	host desk(link());
+	host peer(link());
 
 	EXPECT_EQ(control("fault cut:at=3"), "");
-	EXPECT_EQ(host::in_hex(desk.say(host::from_hex("01 03 0C 00"), 3)), "04 0E 04");
+	EXPECT_EQ(host::in_hex(peer.say(host::from_hex("01 03 0C 00"), 3)), "04 0E 04");
 	EXPECT_EQ(control("send 01 03 0C 00"), "");
-	EXPECT_EQ(host::in_hex(desk.say("", 4)), "01 03 0C 00");
-	EXPECT_EQ(desk.ask("01 03 0C 00"), reset_done);
+	EXPECT_EQ(host::in_hex(peer.say("", 4)), "01 03 0C 00");
+	EXPECT_EQ(peer.ask("01 03 0C 00"), reset_done);
 }
 
 TEST_F(SimPage, ExampleEveryThirdAnswerLosesAByteTheSameOnesInEachRun)
@@ -149,11 +149,11 @@ TEST_F(SimPage, ExampleEveryThirdAnswerLosesAByteTheSameOnesInEachRun)
 		const program sim = start_controlled({ "--fault", "drop:times=always,chance=33",
 						       "--seed", "7", "--log", folder + "/log" });
 		{
-			host desk(link());
+			host peer(link());
 			std::string all;
 			for (int i = 0; i < 30; i++)
 				all += host::from_hex("01 03 0C 00");
-			desk.say(all, 190); /* some of the 210 are lost */
+			peer.say(all, 190); /* some of the 210 are lost */
 			EXPECT_TRUE(comes_true([&] {
 				return count_of(content_of(folder + "/log"),
 						"\"what\":\"event\"") == 30;
@@ -196,14 +196,14 @@ TEST_F(SimPage, APortThatCannotComeBackEndsItWithOne)
 TEST_F(SimPage, ControlCommandsDoWhatTheySay)
 {
 	const program sim = start_controlled();
-	host desk(link());
+	host peer(link());
 
 	EXPECT_EQ(control("air"), "off\n");
-	desk.say(receiver_test, 7);
+	peer.say(receiver_test, 7);
 	EXPECT_EQ(control("air"), "receiver test channel 5 (2412 MHz)\n");
 	EXPECT_EQ(control("hear 7"), "");
-	EXPECT_EQ(host::in_hex(desk.say(test_end, 9)), "04 0E 06 01 1F 20 00 07 00");
-	desk.say(receiver_test, 7);
+	EXPECT_EQ(host::in_hex(peer.say(test_end, 9)), "04 0E 06 01 1F 20 00 07 00");
+	peer.say(receiver_test, 7);
 	EXPECT_EQ(control("reboot 1"), "");
 	EXPECT_EQ(control("air"), "off\n");
 	EXPECT_EQ(control("scan"), "");
@@ -219,9 +219,9 @@ TEST_F(SimPage, ControlCommandsDoWhatTheySay)
 TEST_F(SimPage, AHostWithoutCreditIsToldOfInTheRecords)
 {
 	start_controlled({ "--log", folder + "/log", "--latency", "20" });
-	host desk(link());
+	host peer(link());
 
-	EXPECT_EQ(desk.say(version + version, 30).size(), 30u) << "and yet it is carried out";
+	EXPECT_EQ(peer.say(version + version, 30).size(), 30u) << "and yet it is carried out";
 	EXPECT_TRUE(comes_true([&] {
 		return count_of(content_of(folder + "/log"),
 				"the host had no credit for this command") == 1;
@@ -231,10 +231,10 @@ TEST_F(SimPage, AHostWithoutCreditIsToldOfInTheRecords)
 TEST_F(SimPage, ABridgeCutsALongWrite)
 {
 	start_controlled({ "--fault", "write-limit:bytes=6", "--log", folder + "/log" });
-	host desk(link());
+	host peer(link());
 
-	EXPECT_EQ(host::in_hex(desk.say(host::from_hex("01 03 0C 00 01 01 10 00"), 7)), reset_done);
-	EXPECT_EQ(host::in_hex(desk.say(host::from_hex("10 00"), 15)),
+	EXPECT_EQ(host::in_hex(peer.say(host::from_hex("01 03 0C 00 01 01 10 00"), 7)), reset_done);
+	EXPECT_EQ(host::in_hex(peer.say(host::from_hex("10 00"), 15)),
 		  "04 0E 0C 01 01 10 00 08 10 00 08 0D 00 10 01")
 		<< "the two bytes that the bridge has lost";
 }

@@ -89,9 +89,9 @@ TEST_F(SimProgram, ARecordThatCannotBeWrittenIsToldOnceAndInTheStatus)
 	for (const auto &[option, what] : records) {
 		const program sim = start_sim({ "--link", link(), option, "/dev/full" });
 		{
-			host desk(link());
-			EXPECT_EQ(desk.say(version, 15).size(), 15u) << "the controller goes on";
-			EXPECT_EQ(desk.say(version, 15).size(), 15u);
+			host peer(link());
+			EXPECT_EQ(peer.say(version, 15).size(), 15u) << "the controller goes on";
+			EXPECT_EQ(peer.say(version, 15).size(), 15u);
 		}
 		EXPECT_EQ(stop(sim, SIGTERM), 1) << option;
 		EXPECT_EQ(content_of(sim.err), "vorlin-sim: cannot write " + std::string(what) +
@@ -172,10 +172,10 @@ TEST_F(SimProgram, AScriptActsAtItsTimes)
 {
 	std::ofstream(folder + "/script") << "0 fault refuse:status=0x11,times=always\n";
 	start_sim({ "--link", link(), "--script", folder + "/script", "--baud", "0" });
-	host desk(link());
+	host peer(link());
 
 	EXPECT_TRUE(comes_true([&] {
-		return desk.say(version, 15).substr(0, 7) ==
+		return peer.say(version, 15).substr(0, 7) ==
 		       std::string("\x04\x0E\x0C\x01\x01\x10\x11", 7);
 	}));
 }
@@ -184,9 +184,9 @@ TEST_F(SimProgram, AHostThatDoesNotWaitLosesBytes)
 {
 	start_sim({ "--link", link(), "--latency", "300", "--buffer", "6", "--log",
 		    folder + "/log" });
-	host desk(link());
+	host peer(link());
 
-	EXPECT_EQ(desk.say(version + version + version, 15).size(), 15u);
+	EXPECT_EQ(peer.say(version + version + version, 15).size(), 15u);
 	EXPECT_TRUE(comes_true(
 		[&] { return content_of(folder + "/log").find("overrun") != std::string::npos; }));
 }
@@ -195,10 +195,10 @@ TEST_F(SimProgram, AHostWithFlowControlIsMadeToWait)
 {
 	start_sim({ "--link", link(), "--latency", "100", "--buffer", "6", "--log",
 		    folder + "/log" });
-	host desk(link());
+	host peer(link());
 
-	desk.use_flow_control();
-	EXPECT_EQ(desk.say(version + version + version, 45).size(), 45u);
+	peer.use_flow_control();
+	EXPECT_EQ(peer.say(version + version + version, 45).size(), 45u);
 	EXPECT_EQ(content_of(folder + "/log").find("overrun"), std::string::npos);
 }
 
@@ -211,8 +211,8 @@ TEST_F(SimProgram, AFastHostIsBroughtToThePaceOfTheLine)
 	for (int i = 0; i < 2000; i++)
 		many += version;
 	{
-		host desk(link());
-		EXPECT_EQ(desk.say(many, 15 * 2000).size(), 15u * 2000);
+		host peer(link());
+		EXPECT_EQ(peer.say(many, 15 * 2000).size(), 15u * 2000);
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
 	/* 30000 bytes of ten bits are on the line for 0.3 s, however fast both ends are. */
@@ -225,9 +225,9 @@ TEST_F(SimProgram, JsonIsOneObjectALine)
 {
 	const program sim = start_sim({ "--link", link(), "--json" });
 	{
-		host desk(link());
-		EXPECT_EQ(desk.say(version, 15).size(), 15u);
-		EXPECT_EQ(desk.say(receiver_test, 7).size(), 7u);
+		host peer(link());
+		EXPECT_EQ(peer.say(version, 15).size(), 15u);
+		EXPECT_EQ(peer.say(receiver_test, 7).size(), 7u);
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
 	std::ifstream lines(sim.out);
@@ -244,9 +244,9 @@ TEST_F(SimProgram, AReportIsDrawnAtTheEnd)
 {
 	const program sim = start_sim({ "--link", link(), "--report", folder + "/report.svg" });
 	{
-		host desk(link());
-		desk.say(transmitter_test, 7);
-		desk.say(test_end, 9);
+		host peer(link());
+		peer.say(transmitter_test, 7);
+		peer.say(test_end, 9);
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
 	const std::string picture = content_of(folder + "/report.svg");
@@ -258,8 +258,8 @@ TEST_F(SimProgram, WithoutATerminalTheLiveViewIsDrawnOnceAtTheEnd)
 {
 	const program sim = start_sim({ "--link", link(), "--live" });
 	{
-		host desk(link());
-		desk.say(receiver_test, 7);
+		host peer(link());
+		peer.say(receiver_test, 7);
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
 	const std::string out = content_of(sim.out);

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+/* Who was on the air when: one row for each advertisement or test, and its stretches of time. */
+#pragma once
+
+#include "sim/controller/controller.h"
+#include "sim/line/pace.h"
+
+namespace sim
+{
+
+class timeline
+{
+      public:
+	struct row {
+		air_state air;
+		uint64_t times = 0; /* that it came on */
+		moment total = {};  /* on the air, without the stretch that still lasts */
+		moment first = {};
+		moment last = {}; /* it came on */
+	};
+	struct stretch {
+		size_t row;
+		moment from;
+		moment to;
+	};
+
+	/* From now on this is on the air. */
+	void change(const air_state &air, moment at);
+
+	const std::vector<row> &rows() const
+	{
+		return m_rows;
+	}
+	const std::deque<stretch> &stretches() const
+	{
+		return m_stretches;
+	}
+
+	/* The row that is on the air. */
+	std::optional<size_t> current() const
+	{
+		return m_current;
+	}
+	moment current_since() const
+	{
+		return m_since;
+	}
+
+	/* The time that a row has been on the air, up to now. */
+	moment total(size_t index, moment now) const;
+
+	/* Rows and stretches are bounded: what had to be left out. */
+	uint64_t forgotten() const
+	{
+		return m_forgotten;
+	}
+
+      private:
+	std::optional<size_t> row_of(const air_state &air, moment at);
+	void end_current(moment at);
+
+	std::vector<row> m_rows;
+	std::deque<stretch> m_stretches;
+	std::optional<size_t> m_current;
+	moment m_since = {};
+	uint64_t m_forgotten = 0;
+};
+
+} // namespace sim

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+/* A client that has left a command, and the interpreter that carries it out. */
+#pragma once
+
+#include "daemon/interpreter.h"
+#include "tests/unit/fakes/fake_console.h"
+#include "tests/unit/fakes/fake_daemon.h"
+
+class Interpreter : public DaemonTest
+{
+      protected:
+	/* Carry out a command; what it prints. */
+	std::string carry_out(const std::vector<std::string> &words)
+	{
+		client_says(words);
+		return stderr_of([] { user_cmd_change(); });
+	}
+
+	/* The console without line numbers. */
+	std::string traced()
+	{
+		return replaced(console(), "\\([0-9]+\\) ", "(N) ");
+	}
+};
