@@ -177,3 +177,151 @@ TEST_F(ClientGuard, IsSmallAndUsesNoTime)
 	       ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system);
 	EXPECT_LE(user + system, 1) << "ticks of the clock for its start and four looks";
 }
+
+/* Minutes pass for the guard alone, as soon as the test wants it. */
+class ClientProbe : public ClientGuard
+{
+      protected:
+	void start_guard_with_clock(const std::vector<std::string> &options)
+	{
+		/* A list of names with spaces between them: the build's folder may have one. */
+		const std::string shim = folder + "/clock_shim.so";
+
+		be_ahead(0);
+		std::filesystem::create_symlink(built("tests/libclock_shim.so"), shim);
+		setenv("VORLIND_TEST_AHEAD", (folder + "/ahead").c_str(), 1);
+		setenv("LD_PRELOAD", shim.c_str(), 1);
+		start_guard(options);
+		unsetenv("LD_PRELOAD");
+		unsetenv("VORLIND_TEST_AHEAD");
+		/* Its minutes count from its first look, behind which it sleeps. */
+		EXPECT_TRUE(comes_true([&] {
+			return contains(content_of("/proc/" + std::to_string(keeper.pid) + "/stat"),
+					"(vorlinctl) S");
+		}));
+	}
+
+	/* In one step: the guard reads it whenever it likes. */
+	void be_ahead(int seconds)
+	{
+		write_file("ahead.new", std::to_string(seconds));
+		std::filesystem::rename(folder + "/ahead.new", folder + "/ahead");
+	}
+
+	/* How often somebody has asked the controller something. */
+	[[nodiscard]] size_t questions() const
+	{
+		const std::string text = content_of(daemon.err);
+		size_t count = 0;
+
+		for (size_t at = text.find(answer); at != std::string::npos;
+		     at = text.find(answer, at + 1))
+			count++;
+		return count;
+	}
+
+	void SetUp() override
+	{
+#ifdef VORLIND_SANITIZED
+		GTEST_SKIP() << "a sanitizer's library wants to be the first one loaded";
+#endif
+		ClientGuard::SetUp();
+	}
+
+	static constexpr const char *answer = "BLE MAC Address: ";
+};
+
+class ClientProbeOf : public ClientProbe, public testing::WithParamInterface<const char *>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Controllers, ClientProbeOf, testing::Values("ti-06", "ti-08", "qualcomm"));
+
+TEST_P(ClientProbeOf, BringsBackABeaconThatStandsAloneAndThatNothingElseMisses)
+{
+	put_on_air(GetParam());
+	done({ "beacon", "2", "off" });
+	done({ "restart" });
+	start_guard_with_clock({ "--probe", "1" });
+	control("reboot");
+	const size_t before = content_of(simulator.out).size();
+	let_it_look(2);
+	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING) << "nothing shows it";
+	EXPECT_FALSE(contains(content_of(simulator.out).substr(before), " minor 1 "));
+	be_ahead(60);
+	EXPECT_TRUE(comes_true([&] {
+		return contains(content_of(simulator.out).substr(before), " minor 1 ");
+	})) << said();
+	EXPECT_EQ(kill(daemon.pid, 0), 0) << "it is the same daemon";
+}
+
+TEST_P(ClientProbeOf, NobodyIsAskedDuringAProductionTest)
+{
+	put_on_air(GetParam());
+	done({ "test", "rx", "3" });
+	start_guard_with_clock({ "--probe", "1" });
+	for (int hours = 1; hours <= 3; hours++) {
+		be_ahead(hours * 3600);
+		let_it_look(1);
+	}
+	EXPECT_EQ(questions(), 0U);
+	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_TESTING);
+	EXPECT_EQ(done({ "test", "end" }), "Num of packets: 0\n");
+}
+
+TEST_F(ClientProbe, AsksOnceInSoManyMinutes)
+{
+	put_on_air();
+	start_guard_with_clock({ "--probe=2" });
+	be_ahead(100);
+	let_it_look(2);
+	EXPECT_EQ(questions(), 0U);
+	be_ahead(120);
+	EXPECT_TRUE(comes_true([&] { return questions() == 1; }));
+	let_it_look(2);
+	EXPECT_EQ(questions(), 1U);
+	be_ahead(260);
+	EXPECT_TRUE(comes_true([&] { return questions() == 2; }));
+	EXPECT_EQ(said(), "") << "a question is no step";
+}
+
+TEST_F(ClientProbe, NobodyIsAskedWhereItWasNotToldTo)
+{
+	put_on_air();
+	start_guard_with_clock({});
+	be_ahead(30 * 86400);
+	let_it_look(2);
+	EXPECT_EQ(questions(), 0U);
+	EXPECT_EQ(said(), "");
+}
+
+TEST_F(ClientProbe, AProductionTestThatBeganWhileItWaitedForTheLockIsLeftAlone)
+{
+	sembuf take = { 0, -1, SEM_UNDO };
+	sembuf give = { 0, 1, SEM_UNDO };
+
+	put_on_air();
+	start_guard_with_clock({ "--probe", "1" });
+	let_it_look(1);
+	const int lock = semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600);
+	ASSERT_EQ(semop(lock, &take, 1), 0);
+	be_ahead(60);
+	ASSERT_TRUE(comes_true([] { return waiting_for_lock() > 0; }));
+	const std::string words = segment->cmd.argv[0];
+	segment->config.opt.status = BLE_STATUS_TESTING; /* as the daemon would say */
+	ASSERT_EQ(semop(lock, &give, 1), 0);
+	let_it_look(2);
+	EXPECT_EQ(segment->cmd.argv[0], words);
+	EXPECT_EQ(questions(), 0U);
+}
+
+TEST_F(ClientGuard, ProbesInWholeMinutes)
+{
+	for (const char *minutes : { "0", "-1", "1.5", "x", "86401" }) {
+		const answer a = ctl({ "guard", "--probe", minutes });
+		EXPECT_EQ(a.status, 1) << minutes;
+		EXPECT_EQ(a.err, "vorlinctl: guard: --probe takes whole minutes, 1 to 86400 "
+				 "(vorlinctl help guard)\n");
+	}
+	EXPECT_EQ(ctl({ "guard", "--probe" }).status, 1);
+}
