@@ -16,7 +16,7 @@ constexpr size_t MRD_BASE = 232; /* the base address, most significant byte firs
 constexpr size_t MRD_SIZE = 240; /* all that is read */
 constexpr size_t ADDRESS_DIGITS = 12;
 
-/* Add to the last byte; a carry runs on toward the first and is dropped behind it. */
+/* Add to the last byte; a carry goes on to the byte before, and is dropped at the first. */
 static void add_to_address(uint8_t *address, int32_t add)
 {
 	int32_t carry = add;
@@ -30,7 +30,7 @@ static void add_to_address(uint8_t *address, int32_t add)
 
 int32_t read_mrd_mac(int32_t add, char *out)
 {
-	uint8_t raw[MRD_SIZE] = {}; /* what a short read leaves out is zero */
+	uint8_t raw[MRD_SIZE] = {}; /* a short read leaves zeros */
 
 	const int fd = open(mrd_path, O_RDONLY);
 	if (fd < 0) {
@@ -38,7 +38,7 @@ int32_t read_mrd_mac(int32_t add, char *out)
 		return -1;
 	}
 	const ssize_t length = read(fd, raw, sizeof(raw));
-	(void)length; /* a short read is not told apart, on purpose */
+	(void)length; /* a short read is accepted, on purpose */
 	close(fd);
 
 	uint8_t *b = raw + MRD_BASE;
@@ -50,11 +50,11 @@ int32_t read_mrd_mac(int32_t add, char *out)
 
 int32_t write_ble_mac(const char *mac)
 {
-	char address[MRD_MAC_SIZE] = ""; /* no manufacturing data: no digits */
+	char address[MRD_MAC_SIZE] = ""; /* stays empty without manufacturing data */
 
 	TRACE(TRACE_FLOW, "mac=%s\n", mac);
 	if (strlen(mac) == ADDRESS_DIGITS) {
-		memcpy(address, mac, ADDRESS_DIGITS + 1); /* its characters are not checked */
+		memcpy(address, mac, ADDRESS_DIGITS + 1); /* the characters are not checked */
 	} else if (strcmp(mac, "by-mrd") == 0) {
 		read_mrd_mac(MRD_BLE_ADDRESS, address);
 		remove_char(':', address, address);

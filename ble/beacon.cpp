@@ -18,7 +18,7 @@ constexpr int MEASURED_POWER_DEFAULT = -56; /* dBm at 1 m, when nothing is set *
 
 /* The advertising data of one entry. */
 struct beacon_payload {
-	uint8_t prefix[9]; /* by default: flags, then a manufacturer's structure, iBeacon */
+	uint8_t prefix[9]; /* by default: flags, then the start of an iBeacon structure */
 	uint8_t uuid[16];
 	uint8_t major[2]; /* high byte first */
 	uint8_t minor[2];
@@ -35,7 +35,7 @@ static bool is_active(const beacon_entry &entry)
 	       strcmp(copy_field(uuid, entry.uuid, sizeof(entry.uuid)), "NONE") != 0;
 }
 
-/* Looser than is_active on purpose: "01" counts, and so does an entry without identifier. */
+/* Looser than is_active on purpose: accepts "01", and an entry without identifier. */
 static bool is_advertised(const beacon_entry &entry)
 {
 	char enable[sizeof(entry.enable) + 1];
@@ -62,7 +62,7 @@ static void put_number(uint8_t *bytes, const char *field, size_t width)
 	bytes[1] = static_cast<uint8_t>(value);
 }
 
-/* The entry's, else the record's, else the default; "NONE" fills the field without a NUL. */
+/* The entry's, else that of all beacons, else the default. "NONE" fills the field, no NUL. */
 static uint8_t measured_power(const beacon_entry &entry)
 {
 	char text[sizeof(entry.measured_power) + 1];
@@ -88,7 +88,7 @@ static void build_payload(beacon_payload *payload, const beacon_entry &entry)
 	payload->measured_power = measured_power(entry);
 }
 
-/* A payload for each entry that is advertised: whether there is any. */
+/* Build the payload of each advertised entry: true when there is one. */
 static bool build_payloads(beacon_payload *payloads, bool *advertised)
 {
 	bool any = false;
@@ -111,7 +111,7 @@ bool is_new_event()
 	return true;
 }
 
-/* One interval on the air; read anew each time, a client may change it. */
+/* Wait one interval; it is read each time because a client may change it. */
 static void dwell()
 {
 	char text[sizeof(ble_config->interval) + 1];
@@ -122,7 +122,7 @@ static void dwell()
 		usleep(static_cast<useconds_t>(milliseconds) * 1000);
 }
 
-/* Advertising off; a failure is traced under the caller's name and passed on. */
+/* Advertising off; traces a failure under the caller's name and returns it. */
 static int32_t switch_off(const char *function, int line)
 {
 	const int32_t status = hci_call(func_set_advertise_enable, 0);
@@ -133,7 +133,7 @@ static int32_t switch_off(const char *function, int line)
 	return status;
 }
 
-/* The payload into the controller; advertising itself is switched on once, by the first. */
+/* Send a payload to the controller; only the first one switches advertising on. */
 static int32_t put_on_air(const beacon_payload &payload, bool first)
 {
 	uint8_t data[sizeof(payload)];
@@ -152,7 +152,7 @@ static int32_t put_on_air(const beacon_payload &payload, bool first)
 	return status;
 }
 
-/* After the first dwell: now the beacons are on the air, and whoever waits is told. */
+/* After the first dwell: report the beacons as on the air, and the client's command as done. */
 static void announce(const char *function, int line)
 {
 	ble_config->opt.status = BLE_STATUS_ADVERTISING;
@@ -204,7 +204,7 @@ int32_t do_beacon_advertising(int32_t action)
 					announce(__func__, __LINE__);
 				first = false;
 			}
-			/* After skipped entries too: an only beacon makes five questions. */
+			/* Checked after skipped entries too: five times for a single beacon. */
 			if (is_new_event()) {
 				TRACE(TRACE_FLOW, "Stop beacon...\n");
 				status = switch_off(__func__, __LINE__);
@@ -212,7 +212,7 @@ int32_t do_beacon_advertising(int32_t action)
 				return status;
 			}
 		}
-		if (loop && !any) /* they were switched off after they were counted */
+		if (loop && !any) /* a client disabled them after they were counted */
 			usleep(EMPTY_PASS);
 	} while (loop);
 	return 0; /* a single beacon stays on the air */

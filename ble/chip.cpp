@@ -31,7 +31,7 @@ bool is_tty_exist()
 	return true;
 }
 
-/* The controller kind of an HCI version. 9 and unknown ones do not get here today. */
+/* The controller kind of an HCI version. The only caller passes 6, 8 or 11. */
 static int32_t chip_of_version(int32_t hci_version)
 {
 	switch (hci_version) {
@@ -47,7 +47,7 @@ static int32_t chip_of_version(int32_t hci_version)
 	return 0;
 }
 
-/* Decide slot and kind by who answered: opt.status 2 for a supported controller, else 1. */
+/* Set slot and kind for the answer: opt.status 2 for a supported controller, else 1. */
 static uint32_t choose_controller(int32_t manufacturer, int32_t hci_version)
 {
 	if (!(manufacturer == MANUFACTURER_TI && hci_version <= 11) &&
@@ -69,7 +69,7 @@ static uint32_t choose_controller(int32_t manufacturer, int32_t hci_version)
 			return BLE_STATUS_AVAILABLE;
 		}
 	}
-	return BLE_STATUS_UNCONFIRMED; /* the slot stays: status 1 keeps it from being used */
+	return BLE_STATUS_UNCONFIRMED; /* keeps the slot: it is not used with status 1 */
 }
 
 int32_t is_ble_available()
@@ -153,7 +153,7 @@ static int32_t apply_settings()
 
 	copy_field(mac, ble_config->mac, sizeof(ble_config->mac));
 	if (strcmp(mac, "NONE") == 0)
-		return 0; /* the controller keeps its own */
+		return 0; /* the controller keeps its own address */
 	TRACE_AS("ble_chip_init", __LINE__, TRACE_FLOW, "Setting MAC addr for BLE: %s\n", mac);
 	result = write_ble_mac(mac);
 	if (result != 0)
@@ -169,7 +169,7 @@ int32_t ble_chip_init(int32_t action)
 	TRACE(TRACE_FLOW, "ble_config->opt.status: %d\n", static_cast<int>(ble_config->opt.status));
 
 	if (ble_config->opt.status != BLE_STATUS_NONE)
-		tty_deinit(); /* the line is always opened anew */
+		tty_deinit(); /* always reopen the line */
 	if (tty_init() != 0)
 		return -1;
 	TRACE(TRACE_FLOW, "Finished init_uart()\n");

@@ -15,7 +15,7 @@ int32_t set_tgap_disc_adv_int(uint16_t interval)
 	TRACE(TRACE_HCI, "interval=%d, baseband_slot_interval=%u\n", interval, slots);
 
 	for (const uint8_t id : interval_params) {
-		/* Above 40959 ms the 16 bits of a GAP parameter cut it: kept so on purpose. */
+		/* The 16 bits of a GAP parameter cut it above 40959 ms: kept on purpose. */
 		const int32_t status =
 			hci_call(func_gap_set_param, id, static_cast<uint16_t>(slots));
 		if (status != 0) {

@@ -13,9 +13,9 @@ enum : int32_t {
 // clang-format on
 
 /*
- * Start a test (opt.status becomes 5) or end one (2), and then print the number of received
- * packets to stderr. Channel 0 to 39, length 0 to 37 bytes, data pattern 0 to 7; the last two
- * are the transmitter's. 0; -1 for anything out of range; else the controller's refusal,
- * after a message to stderr and with opt.status as it was.
+ * Start a test (opt.status becomes 5), or end one (2) and print the number of received packets
+ * to stderr. Channel 0 to 39; only for the transmitter: length 0 to 37 bytes, data pattern 0 to
+ * 7. 0; -1 for a value out of range; else the controller's refusal, after a message to stderr
+ * and with opt.status unchanged.
  */
 int32_t ble_ptm_test(int32_t action, uint8_t channel, uint8_t length, uint8_t data);

@@ -9,7 +9,7 @@
 
 #include <cstdio>
 
-/* 0 when the controller may be told something now, else -1. */
+/* End a running production test: 0, or -1 without a serial line. */
 static int32_t check_controller()
 {
 	if (ble_config->opt.status == BLE_STATUS_NONE) {
@@ -21,7 +21,7 @@ static int32_t check_controller()
 			"do_ble_task", __LINE__, TRACE_WARNING,
 			"WARNING: can't change BLE behavior in PTM mode, we will end the PTM test\n");
 		ble_ptm_test(PTM_ACTION_END, 0, 0, 0);
-		/* 0 on purpose, over the test's 2: the event loop sets the status anew. */
+		/* 0 on purpose, not the test's 2: the event loop sets the status again. */
 		ble_config->opt.status = BLE_STATUS_NONE;
 	}
 	return 0;
@@ -60,11 +60,11 @@ int32_t do_ble_task(int32_t action)
 	if (check_controller() != 0)
 		return -1;
 	if (action == ACTION_STOP || count_activable_beacons() == 0)
-		ble_config->opt.action = ACTION_STOP; /* remembered: nothing is to be on the air */
+		ble_config->opt.action = ACTION_STOP; /* stored: nothing shall be on the air */
 
 	int32_t result = 0;
 	if (action == ACTION_STOP || action == ACTION_RESTART)
-		result = stop_beacons(); /* a failure does not keep a restart from starting */
+		result = stop_beacons(); /* a restart still starts after a failed stop */
 	if (action == ACTION_RESTART)
 		sleep_undisturbed(100000);
 	if (action == ACTION_START || action == ACTION_RESTART) {

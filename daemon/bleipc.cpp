@@ -13,13 +13,13 @@ bleipc_handle ble_ipc;
 ble_record *ble_config;
 int32_t bleipc_errno;
 
-union semaphore_argument { /* what semctl takes; the C library leaves its definition to us */
+union semaphore_argument { /* for semctl; the caller has to define it, not the C library */
 	int val;
 	semid_ds *buf;
 	unsigned short *array;
 };
 
-/* Pass a result on, noting a negative one as a failure. */
+/* Return `result`; a negative one sets bleipc_errno. */
 static int32_t checked(int32_t result)
 {
 	if (result < 0)
@@ -118,7 +118,7 @@ int32_t bleipc_semctl(bleipc_sem *sem, int32_t command)
 int32_t bleipc_shmget(bleipc_shm *shm, uint32_t key, uint32_t size, int32_t option)
 {
 	bleipc_errno = BLEIPC_OK;
-	/* Size 0 attaches to a segment of whatever size it has. */
+	/* Size 0 accepts an existing segment of any size. */
 	const int32_t id = shmget(static_cast<key_t>(key), option == BLEIPC_CREATE ? size : 0,
 				  get_flags(option));
 	if (id < 0) {
@@ -136,7 +136,7 @@ int32_t bleipc_shmat(bleipc_shm *shm)
 {
 	bleipc_errno = BLEIPC_OK;
 	shm->addr = shmat(shm->id, nullptr, 0);
-	/* Against null on purpose, though a failure is all bits set: start-up goes on then. */
+	/* Null on purpose, though shmat fails with all bits set: start-up then goes on. */
 	return shm->addr ? 1 : checked(-1);
 }
 

@@ -42,32 +42,32 @@ enum : int32_t { /* the option of bleipc_semget and bleipc_shmget */
 // clang-format on
 
 /*
- * All of these set `bleipc_errno`, and all but shmat return -1 for what the kernel refuses. The
- * identifier, noted in the handle with the key; a created semaphore gets `value`, an existing
- * one keeps its own.
+ * All of these set `bleipc_errno`, and all but shmat return -1 when the kernel refuses. A get
+ * returns the identifier and stores it in the handle with the key. A new semaphore gets `value`,
+ * an existing one keeps its own.
  */
 int32_t bleipc_semget(bleipc_sem *sem, uint32_t key, int32_t value, int32_t option);
 int32_t bleipc_setval(bleipc_sem *sem, int32_t value); /* 0 or -1 */
 int32_t bleipc_getval(bleipc_sem *sem);                /* the value, or -1 */
 
-/* Take the lock, waiting as long as it takes: 0 or -1. The kernel gives a dead owner's back. */
+/* Take the lock, without a time limit: 0 or -1. The kernel releases the lock of a dead owner. */
 int32_t bleipc_dolock(bleipc_sem *sem);
 int32_t bleipc_unlock(bleipc_sem *sem); /* 0 or -1; does not ask who holds it */
 
-/* Acts on IPC_RMID only, and forgets the identifier: 0 or -1; 0 for any other command. */
+/* IPC_RMID removes the semaphore and clears `id`: 0 or -1. Any other command does nothing: 0. */
 int32_t bleipc_semctl(bleipc_sem *sem, int32_t command);
 
-/* The identifier, or -1. `size` bytes, zeroed; an existing segment keeps its own. */
+/* The identifier, or -1. A new segment has `size` zeroed bytes, an existing one keeps its own. */
 int32_t bleipc_shmget(bleipc_shm *shm, uint32_t key, uint32_t size, int32_t option);
 int32_t bleipc_shmat(bleipc_shm *shm); /* 1, or -1 for a null address */
 int32_t bleipc_shmdt(bleipc_shm *shm); /* 0 or -1; `addr` is null after both */
 
-/* As bleipc_semctl: the segment is gone when the last process has detached it. */
+/* As bleipc_semctl. The kernel frees the segment when the last process has detached it. */
 int32_t bleipc_shmctl(bleipc_shm *shm, int32_t command);
 
 /*
- * Create the semaphore and the segment, or take over what a crashed daemon left, and set
- * `ble_ipc` and `ble_config`. 0, or -1 after a message to stderr with nothing left behind.
+ * Create the semaphore and the segment, or take over those of a crashed daemon, and set
+ * `ble_ipc` and `ble_config`. 0, or -1 after a message to stderr; then nothing is left behind.
  */
 int32_t ipc_init();
 

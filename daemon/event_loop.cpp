@@ -36,11 +36,11 @@ static void run_stop()
 		task_failed();
 	else
 		ble_config->opt.status = BLE_STATUS_AVAILABLE;
-	/* Behind the status, for clients look without the lock. A failed stop ends here too. */
+	/* After the status: clients read without the lock. A failed stop ends here too. */
 	store_release(&ble_config->opt.action, ACTION_NONE);
 }
 
-/* False when beacons are on the air: the beacon loop has reported that itself. */
+/* False when beacons are on the air: the beacon loop has sent the report itself. */
 static bool run_start(int32_t action)
 {
 	/* The action stays pending: every later event starts the beacons again. */
@@ -79,12 +79,12 @@ static bool run_pending_task()
 	return true;
 }
 
-/* Take what the signals left, the attach event first: true when there was anything. */
+/* Handle the flags that signals set, the attach event first: true when one was set. */
 static bool take_events()
 {
 	bool taken = false;
 
-	/* Cleared before it is handled: a signal that comes meanwhile counts for the next round. */
+	/* Cleared before it is handled: a signal that comes meanwhile counts in the next round. */
 	if (flag_uevent_change) {
 		TRACE_AS("run_daemon_task", __LINE__, TRACE_FLOW, "flag_uevent_change=%d\n",
 			 flag_uevent_change);
@@ -126,7 +126,7 @@ void run_daemon_task()
 			      static_cast<int>(ble_config->opt.status),
 			      static_cast<int>(ble_ipc.buf->cmd_doing));
 			info_forward_to_ac();
-			/* The client's command is done. */
+			/* Tells the client that its command is done. */
 			store_release(&ble_ipc.buf->cmd_doing, 0);
 		}
 		usleep(POLL_INTERVAL);

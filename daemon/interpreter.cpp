@@ -14,15 +14,15 @@
 #include <cstdlib>
 #include <cstring>
 
-/* From a word to the end of the command area: an unterminated word runs on that far. */
+/* From the first word to the end of the command area: as far as an unterminated word runs. */
 constexpr size_t WORD_MAX = sizeof(ble_command_area) - offsetof(ble_command_area, argv);
 constexpr size_t WORDS_READ = 5;
 
-/* The words as they stood when the command was taken: the client may write at any time. */
+/* A copy of the words, made when the command was taken: the client may write at any time. */
 static int32_t argc;
 static char argv[WORDS_READ][WORD_MAX + 1];
 
-/* What a handler returns for arguments that it will not take; never leaves this file. */
+/* A handler's result for arguments that it refuses; never leaves this file. */
 constexpr int32_t BAD_ARGUMENT = INT32_MIN;
 
 constexpr uint8_t GAP_PARAM_MAX = 103;
@@ -45,7 +45,7 @@ static void take_command()
 		read_word(argv[i], i);
 }
 
-/* `argc` is whatever the client wrote: at most the words that have a slot are shown. */
+/* The client may write any `argc`: traces at most the words that have a slot. */
 static void trace_command()
 {
 	char text[WORD_MAX + 1];
@@ -78,12 +78,12 @@ static void command_ends(const char *function, int line, int32_t result)
 	else if (!controller_usable())
 		TRACE_AS(function, line, TRACE_WARNING,
 			 "WARNING: can't do this command without BLE device!!\n");
-	else /* a transport failure ends here too, on purpose */
+	else /* reports a transport failure as well, on purpose */
 		TRACE_AS(function, line, TRACE_WARNING, "WARNING: Invalid option \"%s\"\n",
 			 argv[1]);
 }
 
-/* An event begins with its indicator; a buffer that does not was left alone: empty slot. */
+/* An event begins with its indicator. A buffer without it was not written: empty slot. */
 static bool was_answered(const uint8_t *event)
 {
 	return event[0] != 0;
@@ -126,7 +126,7 @@ static int32_t show_txpower()
 static int32_t show_gap_param()
 {
 	uint8_t event[11] = {};
-	const auto id = static_cast<uint8_t>(number(2)); /* cut before the test: 256 is 0 */
+	const auto id = static_cast<uint8_t>(number(2)); /* cut before the check: 256 is 0 */
 
 	if (id > GAP_PARAM_MAX) {
 		TRACE_AS("cmd_show", __LINE__, TRACE_WARNING,
@@ -215,7 +215,7 @@ static int32_t config_test_end()
 
 static int32_t config_gap_param()
 {
-	/* Cut before the test, on purpose: a non-number (-1) becomes 255 or 65535. */
+	/* Cut before the check, on purpose: a non-number (-1) becomes 255 or 65535. */
 	const auto id = static_cast<uint8_t>(number(2));
 	const auto value = static_cast<uint16_t>(number(3));
 
@@ -305,7 +305,7 @@ void cmd_ibeacon()
 		ble_config->opt.status = BLE_STATUS_AVAILABLE;
 	}
 
-	/* The task waits here until the event loop finds a controller to carry it out. */
+	/* The task stays pending until the event loop finds a usable controller. */
 	int32_t action = ACTION_NONE;
 	if (strcmp(argv[1], "stop") == 0)
 		action = ACTION_STOP;

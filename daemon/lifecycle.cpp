@@ -19,7 +19,7 @@ void open_closed_outputs()
 		const int null = open("/dev/null", O_WRONLY);
 		if (null < 0 || null == fd)
 			continue;
-		/* Standard input is closed as well, and stays so: a line may get its 0. */
+		/* Standard input is closed too and stays so: the serial line may get its 0. */
 		dup2(null, fd);
 		close(null);
 	}
@@ -36,7 +36,7 @@ static const signal_row signal_rows[] = {
 	{ SIGTERM, signal_daemon_quit },
 	{ SIGUSR1, signal_usr1 },
 	{ SIGUSR2, signal_usr2 },
-	{ SIGPIPE, SIG_IGN }, /* whoever reads standard error may end before the daemon does */
+	{ SIGPIPE, SIG_IGN }, /* the reader of standard error may end before the daemon does */
 };
 // clang-format on
 
@@ -76,7 +76,7 @@ static void init_entry(beacon_entry *entry, int id)
 
 void ble_data_init()
 {
-	char mac[MRD_MAC_SIZE] = ""; /* stays so without manufacturing data */
+	char mac[MRD_MAC_SIZE] = ""; /* stays empty without manufacturing data */
 
 	TRACE(TRACE_FLOW, "Start...\n");
 	set_field(ble_config->interval, sizeof(ble_config->interval), "100");

@@ -5,13 +5,13 @@
 #include <cstdint>
 
 /*
- * Before anything is opened: /dev/null becomes standard output and standard error where they are
- * closed. The serial line would get their descriptor, and the controller what is printed.
+ * Call before anything is opened: opens /dev/null for a closed standard output or standard error.
+ * Otherwise the serial line would get that descriptor, and messages would go to the controller.
  */
 void open_closed_outputs();
 
 /* Install the handlers and fill ble_sig_set: 0, or -1 after messages to stderr. */
 int32_t system_data_init();
 
-/* Write the default settings, the address from the manufacturing data; opt is left alone. */
+/* Write the default settings, with the address of the manufacturing data; opt stays unchanged. */
 void ble_data_init();

@@ -15,7 +15,7 @@
 static const char program[] = "vorlind";
 static const char version[] = "0.3.0";
 
-/* True when the only argument asks for no daemon. Any other argument means nothing. */
+/* Print the help or the version: true when the only argument asks for it. Others are ignored. */
 static bool tell_about_itself(const char *argument)
 {
 	if (strcmp(argument, "--version") == 0 || strcmp(argument, "-V") == 0) {
@@ -64,7 +64,7 @@ int main(int argc, char **argv)
 	ble_data_init();
 	TRACE(TRACE_FLOW, "ble_chip_init()\n");
 	flag_tty_is_init = 1;
-	ble_chip_init(CHIP_INIT_SOFT); /* without a controller the daemon serves all the same */
+	ble_chip_init(CHIP_INIT_SOFT); /* the daemon also runs without a controller */
 	TRACE(TRACE_IPC, "run_daemon_task()\n");
 	run_daemon_task();
 

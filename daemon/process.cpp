@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/* The first line that `command` prints, empty when it prints none: 0, or -1 if it can't run. */
+/* Read the first line that `command` prints, which may be empty: 0, or -1 if it cannot run. */
 static int32_t first_line(const char *command, char *answer, int size)
 {
 	answer[0] = '\0';
@@ -36,7 +36,7 @@ int32_t is_daemon_exist(const char *name)
 	}
 	snprintf(buf, sizeof(buf), "%d\n", getpid());
 	TRACE(TRACE_FLOW, "buf_pidof=%s, buf=%s", buf_pidof, buf);
-	/* Strict on purpose: an answer that cannot be matched refuses the start. */
+	/* Strict on purpose: any answer but the own id refuses the start. */
 	return strcmp(buf_pidof, buf) == 0 ? 0 : 1;
 }
 
@@ -56,7 +56,7 @@ int32_t send_signal_to_process(const char *name, int sig_num)
 		return -1;
 	TRACE(TRACE_FLOW, "buf=%s", buf);
 	const auto pid = static_cast<pid_t>(strtoul(buf, nullptr, 10));
-	if (pid <= 0) /* nobody of that name; 0 would be the own group, -1 everybody */
+	if (pid <= 0) /* no such process; kill would signal the own group for 0, all for -1 */
 		return 0;
 	TRACE(TRACE_FLOW, "kill(pid=%d, sig_num=%d)\n", pid, sig_num);
 	kill(pid, sig_num);

@@ -6,13 +6,13 @@
 
 /*
  * Ask pidof whether this is the only process called `name`: 0 it is; 1 another one runs, or
- * the answer is not exactly this process's id; -1 the question could not be asked.
+ * pidof does not print exactly this process's id; -1 pidof could not be run.
  */
 int32_t is_daemon_exist(const char *name);
 
 /*
- * Signal the first process that pidof lists for `name`, which may be of any length: 0, also when
- * there is nobody to signal; -1 could not ask.
+ * Signal the first process that pidof lists for `name`, which may have any length: 0, also when
+ * there is no such process; -1 pidof could not be run.
  */
 int32_t send_signal_to_process(const char *name, int sig_num);
 

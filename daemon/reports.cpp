@@ -22,7 +22,7 @@ int32_t info_forward_to_ac()
 	TRACE(TRACE_REPORT, "Start...\n");
 
 	const int fd = init_domain_socket();
-	if (fd > 0) { /* nobody to report to is no failure */
+	if (fd > 0) { /* no listener is no failure */
 		send_wtp_state_chg(fd);
 		close(fd);
 	}

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
  * The shared segment, byte for byte: the contract between vorlind and its clients. Keys,
- * layout, and the values of the words in it. Native byte order, 32-bit words. For C as well: it
- * is installed, and clients of other programs include it.
+ * layout, and the values of its words; native byte order, 32-bit words. Valid C as well: it is
+ * installed for other programs that talk to the daemon.
  */
 #pragma once
 
@@ -31,7 +31,7 @@ enum { /* opt.action: the pending beacon task */
 	ACTION_STOP    = 1,
 	ACTION_START   = 2,
 	ACTION_RESTART = 3,
-	ACTION_TEST    = 4, /* only enters the status of a production test */
+	ACTION_TEST    = 4, /* only sets BLE_STATUS_TESTING */
 };
 
 #define BLE_BEACONS   ((size_t)5)
@@ -39,7 +39,7 @@ enum { /* opt.action: the pending beacon task */
 #define BLE_WORD_SIZE ((size_t)64)
 // clang-format on
 
-/* Settings are text, NUL-terminated by a client that behaves; "NONE" means not set. */
+/* Settings are text that a correct client ends with NUL; "NONE" means not set. */
 struct beacon_entry {
 	char id[3];
 	char enable[2]; /* "1": advertise */
@@ -75,7 +75,7 @@ struct ble_command_area {
 };
 
 struct ble_segment {
-	uint32_t unused;             /* the client's; the daemon leaves it alone */
+	uint32_t unused;             /* the client's; the daemon never touches it */
 	volatile uint32_t cmd_doing; /* set by the client, 0 again when its command is done */
 	struct ble_command_area cmd;
 	uint8_t info[40]; /* who the controller is, below */
@@ -83,9 +83,9 @@ struct ble_segment {
 };
 
 /*
- * A word that somebody on another core waits for: written after all that it announces, and read
- * before it. On AArch64 that is one instruction, stlr and ldar; the str and ldr of a volatile word
- * let others pass, and a client would see the word before what it stands for.
+ * For a word that a process on another core waits for: store it after the data that it announces,
+ * load it before them. On AArch64 each is one instruction, stlr and ldar. The str and ldr of a
+ * volatile word may be reordered: a client could see the word before the data.
  */
 static inline void store_release(volatile uint32_t *word, uint32_t value)
 {
@@ -105,7 +105,7 @@ enum { /* offsets in `info` */
 };
 // clang-format on
 
-/* No packed attribute: natural layout gives every offset, and the words stay atomic. */
+/* Not packed: the natural layout gives every offset, and words stay atomic. */
 #define AT(type, member, offset) \
 	static_assert(offsetof(type, member) == (offset), #type "." #member " has moved")
 AT(struct beacon_entry, id, 0);

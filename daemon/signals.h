@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The three event flags, the handlers that set them, and the signals held back during I/O. */
+/* The three event flags, the handlers that set them, and the signals blocked during I/O. */
 #pragma once
 
 #include <csignal>
@@ -10,12 +10,12 @@ extern volatile sig_atomic_t flag_daemon_quit;   /* SIGINT, SIGTERM */
 extern volatile sig_atomic_t flag_cmd_change;    /* SIGUSR1: a command waits */
 extern volatile sig_atomic_t flag_uevent_change; /* SIGUSR2: a controller came or went */
 
-/* SIGUSR1 and SIGUSR2: held back while the controller is waited for. */
+/* SIGUSR1 and SIGUSR2: blocked while the daemon waits for the controller. */
 extern sigset_t ble_sig_set;
 
 /*
- * usleep that a command or an attach event does not cut short: it comes right after it. For what
- * the controller needs; SIGINT and SIGTERM still end it.
+ * usleep for waits that the controller needs: a command or an attach event does not cut it short
+ * but is handled right after it. SIGINT and SIGTERM still end it.
  */
 void sleep_undisturbed(useconds_t microseconds);
 

@@ -18,14 +18,14 @@ write_message(const char *format, va_list arguments)
 
 	vsnprintf(text, sizeof(text), format, arguments);
 
-	/* Opened for each message: nothing is held while nothing is traced. */
+	/* Opened for each message: no descriptor stays open while nothing is traced. */
 	const int fd = open(trace_console, O_WRONLY);
 	if (fd < 0)
 		return;
-	/* Not at the opening, which takes a console as it is: only the write must not wait. */
+	/* Not in open, which would then behave differently: only the write must not wait. */
 	fcntl(fd, F_SETFL, O_NONBLOCK);
 	const ssize_t written = write(fd, text, strlen(text));
-	(void)written; /* what finds no room costs the trace and nothing else */
+	(void)written; /* a full console loses the trace, no more */
 	close(fd);
 }
 
@@ -43,7 +43,7 @@ void trace_line(const char *format, ...)
 
 void trace_in_handler(const char *format, ...)
 {
-	const int saved_errno = errno; /* what was interrupted may read it next */
+	const int saved_errno = errno; /* the interrupted code may read it next */
 	va_list arguments;
 
 	va_start(arguments, format);

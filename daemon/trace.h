@@ -8,7 +8,7 @@
 enum : uint32_t { /* categories: bits of dbg_level */
 	TRACE_HCI_TX  = 0x10,
 	TRACE_HCI_RX  = 0x20,
-	TRACE_HCI     = TRACE_HCI_TX | TRACE_HCI_RX, /* either bit */
+	TRACE_HCI     = TRACE_HCI_TX | TRACE_HCI_RX, /* on with either bit */
 	TRACE_IPC     = 0x1000,
 	TRACE_UEVENT  = 0x10000,
 	TRACE_QVLOG   = 0x100000,
@@ -22,7 +22,7 @@ extern uint32_t dbg_level;        /* 0 at start; set by "config" "debug-level" *
 extern const char *trace_console; /* "/dev/console" */
 
 /*
- * Trace one message when a bit of `mask` is on; otherwise the arguments are not even
+ * Trace one message when a bit of `mask` is on; otherwise the arguments are not
  * evaluated. TRACE_AS is for a function that traces under its caller's name.
  */
 #define TRACE_AS(function, line, mask, format, ...)                                              \
@@ -34,16 +34,15 @@ extern const char *trace_console; /* "/dev/console" */
 	TRACE_AS(__func__, __LINE__, mask, format __VA_OPT__(, ) __VA_ARGS__)
 
 /*
- * Write one message to the console, cut to 511 bytes, and flush the standard streams, so
- * that messages for the user and traces come out in order. A console that cannot be opened, or
- * has no room, costs the message and nothing else: it is never waited for. Keeps errno.
+ * Write one message to the console, cut to 511 bytes, and flush the standard streams, so that
+ * messages and traces come out in order. If the console cannot be opened or is full, the message
+ * is lost: the daemon never waits for the console. Keeps errno.
  */
 void trace_line(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 /*
- * The same in a signal handler, without the flush: what the handler has interrupted may be in the
- * middle of a stream, and hold its lock. Nothing is lost by that: standard output is never
- * written, standard error has no buffer. For numbers and texts, which the C libraries format
- * without memory or locks of their own.
+ * The same for signal handlers, without the flush: the interrupted code may hold a stream's lock.
+ * No flush is needed: standard output is never written, standard error has no buffer. Only for
+ * numbers and texts: the C libraries format these without allocation or locks.
  */
 void trace_in_handler(const char *format, ...) __attribute__((format(printf, 1, 2)));

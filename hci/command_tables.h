@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * What each controller can do: one table per operation, one slot per controller, and which
- * slot and controller kind are in force.
+ * What each controller can do: one table per operation, one slot per controller; and the
+ * slot and kind of the attached controller.
  */
 #pragma once
 
 #include <cstdint>
 #include <type_traits>
 
-/* HCI versions of the supported controllers; the position of one is its slot. */
+/* HCI versions of the supported controllers; the position is the slot. */
 extern const int32_t BLE_HCI_SUPPORT_VERSION[4]; /* 6, 8, 11, then 0 for the end */
 
-extern int32_t hci_ver_index; /* slot in force; -1: an unsupported manufacturer answered */
+extern int32_t hci_ver_index; /* the slot in use; -1: an unsupported manufacturer answered */
 extern int32_t ble_used_chip; /* 0 unknown, 1 TI 06, 2 TI 08, 3 Qualcomm */
 
 /*
- * Results of all entries: 0; -1 not sent, or no valid event; a positive HCI status. What the
- * arguments mean stands with the functions of each controller. An event buffer receives the
- * whole event; its size is in its name.
+ * Results of all entries: 0; -1 not sent, or no valid event; a positive HCI status. The
+ * functions of each controller explain the arguments. An event buffer receives the whole
+ * event; its size is in its name.
  */
 extern int32_t (*const func_reset_system_cmd[4])(uint8_t type); /* 0 hard, 1 soft */
 extern int32_t (*const func_read_local_version_information[4])(uint8_t *event15);
@@ -40,8 +40,8 @@ extern int32_t (*const func_download_patch_file[4])();
 
 /*
  * Call the attached controller's entry of a table. An empty slot means that the controller
- * has no such command: nothing to do, so success. An index outside the table, as while an
- * unsupported controller is attached, counts as an empty slot too.
+ * has no such command: nothing to do, so success. An index outside the table (an unsupported
+ * controller is attached) counts as an empty slot too.
  */
 template <typename... P>
 int32_t hci_call(int32_t (*const (&table)[4])(P...), std::type_identity_t<P>... args)
@@ -51,5 +51,5 @@ int32_t hci_call(int32_t (*const (&table)[4])(P...), std::type_identity_t<P>... 
 	return table[hci_ver_index](args...);
 }
 
-/* Advertising on TI controllers is their discoverable state; returns 0 whatever they answer. */
+/* TI controllers advertise in their discoverable state; returns 0 whatever they answer. */
 int32_t _hci_func_set_advertise_enable_ti(uint8_t enable);

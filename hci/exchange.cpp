@@ -68,7 +68,7 @@ int32_t hci_send_command(const uint8_t *packet, size_t length)
 		return -1;
 	}
 	if (static_cast<size_t>(written) < length) {
-		/* "4 bytes" whatever the length: scripts know this line. No second write. */
+		/* "4 bytes" whatever the length: scripts grep this line. No second write. */
 		fprintf(stderr, "WARNING: wanted to write 4 bytes, could only write %zd. Stop\n",
 			written);
 		return -1;
@@ -84,19 +84,19 @@ ssize_t ble_select_read(int32_t fd, uint8_t *buffer)
 		return 0;
 	}
 	if (fd < 0 || fd >= FD_SETSIZE)
-		return 0; /* would lie outside the set */
+		return 0; /* does not fit into an fd_set */
 
 	fd_set readable;
 	FD_ZERO(&readable);
 	FD_SET(fd, &readable);
-	timeval timeout = { 5, 0 }; /* anew each time: select counts it down */
+	timeval timeout = { 5, 0 }; /* set for each call: select counts it down */
 	TRACE(TRACE_HCI, "Timeout setting: %ld.%06ld seconds.\n", static_cast<long>(timeout.tv_sec),
 	      static_cast<long>(timeout.tv_usec));
 
-	/* A command or an attach event must not cut the wait short: it comes right after it. */
+	/* A command or an attach event must not cut the wait short; it is handled right after. */
 	sigprocmask(SIG_BLOCK, &ble_sig_set, nullptr);
 	const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
-	const int error = errno; /* before a handler runs */
+	const int error = errno; /* saved before a handler runs */
 	sigprocmask(SIG_UNBLOCK, &ble_sig_set, nullptr);
 
 	if (ready == 0) {
@@ -113,7 +113,7 @@ ssize_t ble_select_read(int32_t fd, uint8_t *buffer)
 	return read(fd, buffer, 1);
 }
 
-/* Throw bytes away until an event's indicator: true when buffer[0] holds it. */
+/* Skip bytes up to an event's indicator: true when buffer[0] holds it. */
 static bool read_indicator(int32_t fd, uint8_t *buffer)
 {
 	do {
@@ -126,7 +126,7 @@ static bool read_indicator(int32_t fd, uint8_t *buffer)
 	return true;
 }
 
-/* Event code and parameter length, which may come one at a time: true when both are there. */
+/* Read event code and parameter length, which may arrive one at a time: true with both. */
 static bool read_header(int32_t fd, uint8_t *buffer, size_t *count)
 {
 	do {
@@ -142,7 +142,7 @@ static bool read_header(int32_t fd, uint8_t *buffer, size_t *count)
 	return true;
 }
 
-/* The parameters that the header announced, at most 255: true when all are there. */
+/* Read the parameters that the header announced, at most 255: true with all of them. */
 static bool read_parameters(int32_t fd, uint8_t *buffer, size_t *count)
 {
 	const size_t whole = HEADER + buffer[2];
@@ -159,7 +159,7 @@ static bool read_parameters(int32_t fd, uint8_t *buffer, size_t *count)
 	return true;
 }
 
-/* The three stages of an event: its status, or -1. */
+/* Read the three parts of an event: its status, or -1. */
 static int32_t frame_event(int32_t fd, uint8_t *buffer, size_t *count)
 {
 	if (!read_indicator(fd, buffer))
@@ -167,7 +167,7 @@ static int32_t frame_event(int32_t fd, uint8_t *buffer, size_t *count)
 	*count = 1;
 	if (!read_header(fd, buffer, count))
 		return -1;
-	/* Any other event stays in the line; the next read finds its way past it. */
+	/* The rest of any other event stays unread; the next read skips it. */
 	if (buffer[1] != HCI_EVENT_COMMAND_COMPLETE && buffer[1] != HCI_EVENT_VENDOR)
 		return -1;
 	const int is_hci_ext_event = buffer[1] == HCI_EVENT_VENDOR;

@@ -20,7 +20,7 @@ constexpr hci_command SET_BDADDR    = { 0xFC14,  6,     8 };
 // clang-format on
 
 constexpr uint8_t PATCH_TLV_DOWNLOAD = 0x1E;
-constexpr uint8_t PATCH_FIRST_BYTE = 0x02; /* all that is checked of a patch file */
+constexpr uint8_t PATCH_FIRST_BYTE = 0x02; /* the only check of a patch file's content */
 constexpr long PATCH_SEGMENT_MAX = 243;
 
 static const char *const patch_files[] = {
@@ -31,7 +31,7 @@ static const char *const patch_files[] = {
 int32_t _hci_func_set_bdaddr_qualcomm(const char *address)
 {
 	TRACE(TRACE_HCI, "Start...\n");
-	if (address[0] == '\0') /* no manufacturing data: its bytes would be zeros on the air */
+	if (address[0] == '\0') /* no manufacturing data: the address would be all zeros */
 		return -1;
 
 	uint8_t params[SET_BDADDR.params];
@@ -91,7 +91,7 @@ static int32_t download_segments(const uint8_t *patch, long size)
 	return 0;
 }
 
-/* Read the whole open file: true when it is a patch, else after a message. */
+/* Read the whole open file: true when it is a patch, else false after a message. */
 static bool read_patch(int fd, const char *path, uint8_t *patch, long size)
 {
 	const ssize_t length = read(fd, patch, static_cast<size_t>(size));
@@ -135,7 +135,7 @@ int32_t _hci_func_download_patch_file_qualcomm()
 		fprintf(stderr, "WARNING: can't find patch file %s!!\n", path);
 		return -1;
 	}
-	/* Where a long has 32 bits, a file that it cannot count fits into no memory. */
+	/* A file whose size does not fit into a 32-bit long does not fit into memory either. */
 	const long size = static_cast<long>(file_size);
 	uint8_t *patch = nullptr;
 	if (size == file_size)
@@ -161,7 +161,7 @@ int32_t _hci_func_download_patch_file_qualcomm()
 	sleep_undisturbed(1500000); /* after a refused segment as well */
 	TRACE(TRACE_HCI_TX, "The patch download process is complete.\n\n");
 	free(patch);
-	if (fd > 0) /* a descriptor of 0 is left open here, on purpose */
+	if (fd > 0) /* descriptor 0 stays open here, on purpose */
 		close(fd);
 	return result;
 }

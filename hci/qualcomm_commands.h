@@ -9,13 +9,13 @@
 
 /*
  * Send the patch file "mpnv10.bin" of the current directory, else of the firmware folder, in
- * segments, and wait 1.5 s. -1 after a message to stderr when there is no usable file; else
- * the result of the first segment that failed, or 0.
+ * segments, and wait 1.5 s. -1 after a message to stderr without a usable file; else 0, or the
+ * result of the first segment that failed.
  */
 int32_t _hci_func_download_patch_file_qualcomm();
 
 /* One segment of 1 to 243 bytes. */
 int32_t _hci_func_download_patch_segment_qualcomm(const uint8_t *segment_ptr, uint8_t segment_size);
 
-/* Twelve hexadecimal digits, most significant pair first, also on the line. */
+/* Twelve hexadecimal digits, most significant pair first; sent in the same order. */
 int32_t _hci_func_set_bdaddr_qualcomm(const char *address);

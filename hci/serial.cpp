@@ -27,7 +27,7 @@ static const char *open_first_device()
 	for (const char *path : serial_devices) {
 		TRACE_AS("tty_init", __LINE__, TRACE_FLOW, "Try to open the interface %s\n", path);
 		ble_fd = open(path, O_RDWR | O_NOCTTY);
-		/* Descriptor 0 is no success either, and stays open: both on purpose. */
+		/* Descriptor 0 counts as a failure and stays open: both on purpose. */
 		if (ble_fd > 0)
 			return path;
 		TRACE_AS("tty_init", __LINE__, TRACE_WARNING,
@@ -66,7 +66,7 @@ static int32_t configure_line(const char *path)
 			 "tcsetattr() failed. Can't set port settings for %s\n", path);
 		return -1;
 	}
-	/* Initial and actual rate are the same today; the two stages are kept. */
+	/* The initial and the actual rate are the same today; both stages are kept. */
 	if (tty_set_speed(ble_fd, &tty_io) < 0) {
 		TRACE_AS("tty_init", __LINE__, TRACE_FLOW,
 			 "tty_set_speed() failed. Can't set initial baud rate for %s\n", path);
@@ -91,7 +91,7 @@ int32_t tty_deinit()
 		close(ble_fd);
 		ble_fd = -1;
 	}
-	ble_config->opt.status = BLE_STATUS_UNCONFIRMED; /* also when nothing was open */
+	ble_config->opt.status = BLE_STATUS_UNCONFIRMED; /* also if no line was open */
 	return 0;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The serial line to the controller: found, locked, raw, 115200 baud with RTS/CTS. */
+/* Finds, locks and opens the serial line to the controller: raw, 115200 baud with RTS/CTS. */
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@ extern int32_t ble_fd; /* the open line; -1 when closed */
  */
 int32_t tty_init();
 
-/* Both speeds of `tio` to 115200 baud, applied to `fd` at once: 0 or -1. */
+/* Set both speeds of `tio` to 115200 baud and apply them to `fd`: 0 or -1. */
 int32_t tty_set_speed(int32_t fd, termios *tio);
 
-/* Unlock and close the line if it is open; opt.status becomes 1. Returns 0 always. */
+/* Unlock and close the line if it is open; opt.status becomes 1. Always returns 0. */
 int32_t tty_deinit();

@@ -22,7 +22,7 @@ constexpr hci_command LE_TEST_END           = { 0x201F,    0,     9 };
 // clang-format on
 
 struct le_adv_parameters {
-	uint8_t interval_min[2]; /* low byte first, as all of these */
+	uint8_t interval_min[2]; /* all fields: low byte first */
 	uint8_t interval_max[2];
 	uint8_t type;
 	uint8_t own_address_type;
@@ -82,7 +82,7 @@ int32_t _hci_func_le_set_advertising_parameters(uint32_t baseband_slot_interval)
 		.channel_map = 7, /* all three */
 		.filter_policy = 0,
 	};
-	hex_to_bytes(params.peer_address, "00:00:00:00:00:00", 12); /* a colon in a pair gives 0 */
+	hex_to_bytes(params.peer_address, "00:00:00:00:00:00", 12); /* a pair with ":" gives 0 */
 	TRACE(TRACE_HCI, "baseband_slot_interval=%u\n", baseband_slot_interval);
 	const int32_t status = hci_run(LE_SET_ADV_PARAMETERS, &params);
 

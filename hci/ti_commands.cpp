@@ -23,7 +23,7 @@ constexpr hci_command GAP_GET_PARAM        = { 0xFE31,    3,    11     };
 // clang-format on
 
 constexpr uint8_t RESET_SOFT = 1;
-constexpr int32_t WRONG_MODE = 0x12; /* end discoverable while not discoverable */
+constexpr int32_t WRONG_MODE = 0x12; /* answer to end discoverable while not discoverable */
 
 struct gap_device_init {
 	uint8_t profile_role;
@@ -74,7 +74,7 @@ int32_t _hci_func_ext_set_tx_power_cmd_08(const char *power_index)
 int32_t _hci_func_set_bdaddr_ti(const char *address)
 {
 	TRACE(TRACE_HCI, "Start...\n");
-	if (address[0] == '\0') /* no manufacturing data: its bytes would be zeros on the air */
+	if (address[0] == '\0') /* no manufacturing data: the address would be all zeros */
 		return -1;
 
 	uint8_t params[SET_BDADDR.params];
@@ -111,7 +111,7 @@ static int32_t reset_system(const char *function, int line, uint8_t type)
 	const int32_t status = hci_receive(RESET_SYSTEM, nullptr);
 	if (status > 0)
 		TRACE_AS(function, line, TRACE_HCI, "HCI error code = 0x%x\n", status);
-	sleep_undisturbed(100000); /* the controller starts anew, whatever it answered */
+	sleep_undisturbed(100000); /* the controller restarts, whatever it answered */
 	return status;
 }
 
@@ -133,7 +133,7 @@ int32_t _hci_func_ext_reset_system_cmd_ti_08(uint8_t type)
 	return reset_system(__func__, __LINE__, type);
 }
 
-/* Go on after the first event's `status`: the second is read only after a clean first. */
+/* Go on after the first event's `status`: only status 0 is followed by a second event. */
 static int32_t gap_finish(const char *function, int line, const hci_command &command,
 			  int32_t status)
 {
@@ -183,7 +183,7 @@ int32_t _hci_func_gap_end_discoverable()
 
 	const int32_t status = hci_run(GAP_END_DISC, nullptr);
 
-	if (status == WRONG_MODE) { /* was not discoverable to begin with: done */
+	if (status == WRONG_MODE) { /* was not discoverable before: done */
 		TRACE(TRACE_HCI_RX, "HCI event1 error code = 0x%x\n", status);
 		return 0;
 	}
@@ -218,7 +218,7 @@ int32_t _hci_func_gap_get_param(uint8_t id, uint8_t *event11)
 	TRACE(TRACE_HCI, "Start...\n");
 	TRACE(TRACE_HCI, "id=%d\n", id);
 
-	/* Three bytes though the id says it all: the controller is asked so on purpose. */
+	/* Three bytes on purpose, though only the first one is used. */
 	const uint8_t params[GAP_GET_PARAM.params] = { id };
 	const int32_t status = hci_run(GAP_GET_PARAM, params, event11);
 

@@ -16,7 +16,7 @@ int32_t _hci_func_ext_set_tx_power_cmd_08(const char *power_index);
 int32_t _hci_func_set_bdaddr_ti(const char *address);
 
 /*
- * A mode other than 0 asks for the revision and sends no value; 0 sets the user revision. User
+ * Mode 0 sets the user revision to `value`; any other mode sends no value and reads: user
  * revision at 8-9, system revision at 10-11, low byte first.
  */
 int32_t _hci_func_ext_build_revision_cmd(int32_t mode, uint16_t value, uint8_t *event12);
@@ -25,12 +25,12 @@ int32_t _hci_func_ext_build_revision_cmd(int32_t mode, uint16_t value, uint8_t *
 int32_t _hci_func_ext_reset_system_cmd_ti_06(uint8_t type);
 int32_t _hci_func_ext_reset_system_cmd_ti_08(uint8_t type); /* soft: sends nothing */
 
-/* The GAP commands below are answered by two events; the second counts after a clean first. */
+/* Two events answer the GAP commands below; the second is read only if the first has status 0. */
 int32_t _hci_func_gap_device_init();
 int32_t _hci_func_gap_make_discoverable();
 int32_t _hci_func_gap_end_discoverable(); /* not discoverable to begin with: success */
 int32_t _hci_func_gap_update_advertising_data(const uint8_t *data30);
 
-/* Neither id nor value is checked here. What is got: value at 9-10, low byte first. */
+/* Not checked here: id and value. The get event has the value at 9-10, low byte first. */
 int32_t _hci_func_gap_set_param(uint8_t id, uint16_t value);
 int32_t _hci_func_gap_get_param(uint8_t id, uint8_t *event11);

@@ -5,16 +5,16 @@
 extern "C" {
 
 /*
- * One entry of the device's event log (libqvsh_log.so).
- * The daemon passes 'C', 5, 'C', 0, 0, 0, 0, "" and the message; what the numbers mean is
- * the library's affair. The zeros are 64 bits wide, so that they suit an integer as well as
- * a pointer parameter. The result is not used.
+ * Write one entry to the device's event log (libqvsh_log.so).
+ * The daemon passes 'C', 5, 'C', 0, 0, 0, 0, "" and the message; only the library knows what
+ * the numbers mean. The zeros are 64 bits wide: they suit an integer and a pointer parameter.
+ * The result is not used.
  */
 int qvlog(int, int, int, long, long, long, long, const char *, const char *message);
 
-/* Connect to the process that speaks with the access controller: a descriptor, or -1. */
+/* Connect to the process that talks to the access controller: a descriptor, or -1. */
 int init_domain_socket(void);
 
-/* Tell the access controller, through that descriptor, that the state has changed. */
+/* Report through that descriptor that the state has changed. */
 int send_wtp_state_chg(int fd);
 }

@@ -9,7 +9,7 @@
 int init_domain_socket(void)
 {
 	const sockaddr_un address = { AF_UNIX, "/run/vorlind/ac.sock" };
-	/* Not blocking: a listener that has stopped to accept must not stop the daemon. */
+	/* Non-blocking: a listener that no longer accepts must not stop the daemon. */
 	const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
 
 	if (fd < 0)
@@ -26,6 +26,6 @@ int send_wtp_state_chg(int fd)
 	static const char line[] = "state-change\n";
 	const size_t length = sizeof(line) - 1;
 
-	/* No signal: a listener that went away must not end the daemon. */
+	/* No signal: a listener that has gone must not end the daemon. */
 	return send(fd, line, length, MSG_NOSIGNAL) == static_cast<ssize_t>(length) ? 0 : -1;
 }

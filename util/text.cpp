@@ -15,7 +15,7 @@ const char *copy_field(char *text, const char *field, size_t width)
 
 	for (; i < width; i++) {
 		text[i] = field[i];
-		if (text[i] == '\0') /* of the copy: the field may change in between */
+		if (text[i] == '\0') /* checked in the copy: the field may change meanwhile */
 			return text;
 	}
 	text[i] = '\0';
