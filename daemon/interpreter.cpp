@@ -173,6 +173,7 @@ void cmd_show()
 
 	int32_t result = -1;
 	if (strcmp(argv[1], "version") == 0) { /* with any argc, and without a controller */
+		/* the utility's version, which clients know; no release changes it */
 		fprintf(stderr, "BLE configuration utility: %s\n", "0.3.0");
 		result = 0;
 	} else if (controller_usable()) {

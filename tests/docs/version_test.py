@@ -1,6 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""The version is the same wherever it stands, and a tagged release is the one that its tag says."""
+"""The release has one version in every place, and a tag names this version.
+
+What `show version` prints is the configuration utility's version, and stays out of this.
+"""
 
 import re
 import subprocess
@@ -9,7 +12,6 @@ from project import ROOT, finish
 
 PLACES = {
     "packaging/openwrt/vorlind/Makefile": r"^PKG_VERSION:=(\d+\.\d+\.\d+)$",
-    "daemon/interpreter.cpp": r'"(\d+\.\d+\.\d+)"',
     "daemon/main.cpp": r'version\[\] = "(\d+\.\d+\.\d+)"',
     "client/main.cpp": r'version\[\] = "(\d+\.\d+\.\d+)"',
     "CHANGELOG.md": r"^## (\d+\.\d+\.\d+)$",  # the newest stands first
