@@ -61,6 +61,14 @@ done <<'END'
 644 /usr/share/doc/vorlin-sim/changelog.gz
 644 /usr/share/doc/vorlin-sim/changelog.Debian.gz
 END
+if command -v tshark >/dev/null; then
+	plugin=$(inside dpkg -L vorlin-sim | grep '/vorlin.lua$')
+	expect_file 644 "$plugin"
+	[ "$(inside tshark -G fields 2>/dev/null | grep -c 'vorlin_beacon.uuid')" = 1 ] ||
+		fail "tshark does not find its plugin in $plugin"
+else
+	echo 'not looked at: whether tshark finds its plugin, for there is no tshark'
+fi
 inside dpkg -L vorlind | grep -q '/libqvsh_log.so$' || fail 'there are no stand-ins'
 inside ldd /usr/sbin/vorlind | grep -q 'not found' && fail 'the daemon lacks a library'
 inside dpkg --verify vorlind vorlin-sim || fail 'the files differ from the packages'
