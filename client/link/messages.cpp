@@ -118,7 +118,8 @@ void messages_begin(messages *m, pid_t daemon)
 	const ssize_t length = readlink(path, m->place, sizeof(m->place) - 1);
 	m->place[length > 0 ? length : 0] = '\0';
 	/* A terminal or a pipe must not be opened: reading would take what is another's. */
-	if (stat(path, &info) == 0 && S_ISREG(info.st_mode))
+	m->is_no_file = stat(path, &info) == 0 && !S_ISREG(info.st_mode);
+	if (!m->is_no_file)
 		m->file = fopen(path, "re");
 	if (!m->file)
 		return;
@@ -158,13 +159,9 @@ void messages_take(messages *m, FILE *results, const char *failure, outcome *end
 
 const char *messages_reason(const messages *m)
 {
-	struct stat info;
-
 	if (m->file)
 		return "take no more, or were cut";
-	return m->place[0] == '/' && stat(m->place, &info) == 0 && S_ISREG(info.st_mode)
-		       ? "may not be read"
-		       : "do not go to a file";
+	return m->is_no_file ? "do not go to a file" : "may not be read";
 }
 
 void messages_end(messages *m)

@@ -8,6 +8,7 @@
 struct messages {
 	pid_t daemon;
 	FILE *file;      /* where the next message comes, or null: it cannot be read */
+	bool is_no_file; /* they go to a pipe, a terminal, a device */
 	bool appends;    /* the daemon writes at the end of the file, wherever that is by then */
 	off_t from;      /* what stands before this was said before */
 	off_t until;     /* what stands behind this is said to others */

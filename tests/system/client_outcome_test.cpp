@@ -48,6 +48,34 @@ class ClientOutcome : public ClientTest
 		done({ "trace", "off" });
 	}
 
+	/*
+	 * Daemon and client of a user who is not root, and standard error a file of root's: opened
+	 * by root, as a service manager does, before the daemon becomes that user's.
+	 */
+	void start_by_root_for_another(const std::string &controller, const std::string &mode)
+	{
+		program maker;
+		const std::string user = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+
+		if (run({ "/bin/sh", "-c", user + quoted(built("vorlinctl")) + " --version" },
+			&maker) != 0)
+			GTEST_SKIP() << "cannot become another user here: " << content_of(maker.err);
+		as_user = { "/usr/bin/setpriv", "--reuid=65534", "--regid=65534",
+			    "--clear-groups" };
+		make_patch_for(controller);
+		simulator = start_simulator(controller);
+		ASSERT_EQ(run({ "/bin/sh", "-c",
+				"chmod 666 /dev/ttyMSM1; chmod 755 .; touch messages; chmod " +
+					mode + " messages" },
+			      &maker),
+			  0);
+		daemon = start({ "/bin/sh", "-c",
+				 "trap '' XFSZ; ulimit -f 128; exec 2>>messages; exec " + user +
+					 quoted(built("vorlind")) });
+		ASSERT_TRUE(comes_true([&] { return ctl({ "wait" }).status == 0; }));
+		done({ "set", "mac", "NONE" });
+	}
+
 	std::string messages() const
 	{
 		return folder + "/messages";
@@ -147,4 +175,37 @@ TEST_F(ClientOutcome, ForProgramsTheValueIsNull)
 	const answer mac = ctl({ "--json", "show", "mac" });
 	EXPECT_EQ(mac.status, 6);
 	EXPECT_EQ(mac.out, "{\"command\": \"show mac\", \"value\": null}\n");
+}
+
+TEST_P(ClientOutcomeOf, AFileThatIsAnothersToReadIsUnknown)
+{
+	start_by_root_for_another(GetParam(), "600");
+	if (IsSkipped() || HasFatalFailure())
+		return;
+	expect_unknown("may not be read: see " + messages());
+	const answer mac = ctl({ "--json", "show", "mac" });
+	EXPECT_EQ(mac.status, 6);
+	EXPECT_EQ(mac.out, "{\"command\": \"show mac\", \"value\": null}\n");
+	/* And where not even the folder may be entered. */
+	std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+	const answer hidden = ctl({ "test", "end" });
+	EXPECT_EQ(hidden.status, 6);
+	EXPECT_EQ(hidden.err, "vorlinctl: done, outcome unknown: vorlind's messages may not be "
+			      "read: see " +
+				      messages() + "\n");
+}
+
+TEST_P(ClientOutcomeOf, AFileThatIsAnothersToWriteIsReadUntilItIsFull)
+{
+	if (is_emulated && O_APPEND != 02000)
+		GTEST_SKIP()
+			<< "/proc tells how a file is open by the numbers of another processor";
+	start_by_root_for_another(GetParam(), "644");
+	if (IsSkipped() || HasFatalFailure())
+		return;
+	EXPECT_EQ(done({ "show", "mac" }), "BLE MAC Address: 020000000001\n");
+	EXPECT_EQ(ctl({ "test", "end" }).status, 4) << "none runs";
+	fill_up_to(65536);
+	expect_unknown("take no more, or were cut: see " + messages());
+	EXPECT_EQ(std::filesystem::file_size(messages()), 65536U);
 }

@@ -24,6 +24,7 @@ class ClientTest : public SystemTest
 		program client;
 
 		words.insert(words.begin(), built("vorlinctl"));
+		words.insert(words.begin(), as_user.begin(), as_user.end());
 		const int status = run(words, &client);
 		return { status, content_of(client.out), content_of(client.err) };
 	}
@@ -81,6 +82,7 @@ class ClientTest : public SystemTest
 	}
 
 	program simulator;
+	std::vector<std::string> as_user; /* what stands before vorlinctl, if anything */
 };
 
 inline bool contains(const std::string &text, const std::string &part)
