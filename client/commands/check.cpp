@@ -13,7 +13,6 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
-constexpr int64_t STUCK_AFTER = 3000;
 constexpr int64_t WORK_TIME = 8000; /* an exchange takes five seconds at most */
 
 static void set_verdict(check *c, exit_status status, const char *format, ...)
@@ -83,15 +82,8 @@ static bool has_open(pid_t pid, dev_t line)
 
 static void name_holder(check *c, pid_t pid)
 {
-	FILE *file = open_proc(pid, "comm");
-
 	c->holder = pid;
-	if (!file)
-		return;
-	if (!fgets(c->holder_name, sizeof(c->holder_name), file))
-		c->holder_name[0] = '\0';
-	c->holder_name[strcspn(c->holder_name, "\n")] = '\0';
-	fclose(file);
+	proc_line(pid, "comm", c->holder_name, sizeof(c->holder_name));
 }
 
 /* Who has locked the file: the kernel tells its device and inode, and the process. */

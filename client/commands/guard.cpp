@@ -10,7 +10,6 @@
 #include <cstdlib>
 
 // clang-format off
-constexpr int64_t STUCK_AFTER     = 4000;   /* no event and no message takes so long */
 constexpr int64_t END_AFTER       = 5000;   /* what an exchange takes that SIGTERM waits for */
 constexpr int64_t FIRST_PAUSE     = 5000;
 constexpr int64_t LONGEST_PAUSE   = 300000;

@@ -5,6 +5,7 @@
 #include "client/cli/output.h"
 #include "client/commands/guard.h"
 #include "client/link/health.h"
+#include "client/link/proc.h"
 #include "client/link/session.h"
 #include "client/settings/controller_info.h"
 #include "client/settings/fields.h"
@@ -14,8 +15,6 @@
 #include <cstring>
 #include <ctime>
 #include <unistd.h>
-
-constexpr int64_t STUCK_AFTER = 3000; /* milliseconds, as for check */
 
 static void begin_metric(FILE *out, const char *name, const char *help)
 {
@@ -55,18 +54,11 @@ static void print_controller(FILE *out, const ble_segment *segment)
 /* The 22nd field of /proc/PID/stat is the start, in ticks since the boot; -1: not told. */
 static double seconds_since_start(pid_t pid)
 {
-	char path[32];
-	char text[512] = "";
+	char text[512];
 	unsigned long long ticks;
 	timespec uptime;
 
-	snprintf(path, sizeof(path), "/proc/%d/stat", static_cast<int>(pid));
-	FILE *file = fopen(path, "re");
-	if (!file)
-		return -1;
-	const size_t size = fread(text, 1, sizeof(text) - 1, file);
-	fclose(file);
-	text[size] = '\0';
+	proc_line(pid, "stat", text, sizeof(text));
 	const char *behind_name = strrchr(text, ')');
 	if (!behind_name || clock_gettime(CLOCK_BOOTTIME, &uptime) != 0 ||
 	    sscanf(behind_name,
@@ -76,20 +68,6 @@ static double seconds_since_start(pid_t pid)
 		return -1;
 	return static_cast<double>(uptime.tv_sec) + static_cast<double>(uptime.tv_nsec) / 1e9 -
 	       static_cast<double>(ticks) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-/* What it waits for does not last that long, unless it hangs; only then is this waited. */
-static bool is_hung(pid_t daemon)
-{
-	const int64_t end = now() + STUCK_AFTER;
-	const glance first = glance_at(daemon);
-	glance seen = first;
-
-	while (is_stuck(&first, &seen) && now() < end) {
-		pause_for(50);
-		seen = glance_at(daemon);
-	}
-	return is_stuck(&first, &seen);
 }
 
 static unsigned count_active(const ble_record *record)
@@ -104,6 +82,7 @@ static unsigned count_active(const ble_record *record)
 static void print_daemon(FILE *out, const session *s)
 {
 	const ble_record *record = &s->segment->config;
+	pursuit what;
 
 	print_states(out, "status", "What the controller does.", record->opt.status, status_name,
 		     BLE_STATUS_TESTING);
@@ -111,7 +90,8 @@ static void print_daemon(FILE *out, const session *s)
 		     action_name, ACTION_TEST);
 	print_metric(out, "beacons_active", "Beacons that a start puts on the air.",
 		     count_active(record));
-	print_metric(out, "hung", "Whether vorlind hangs.", is_hung(s->daemon));
+	print_metric(out, "hung", "Whether vorlind hangs.",
+		     stays_stuck(s->daemon, STUCK_AFTER, &what));
 	print_metric(out, "guard_steps", "Steps that the guard took for this daemon, modulo 256.",
 		     guard_steps(s->segment));
 	const double age = seconds_since_start(s->daemon);

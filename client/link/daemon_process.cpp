@@ -17,16 +17,9 @@ static const char daemon_name[] = "vorlind";
 
 static bool is_named(pid_t pid)
 {
-	char name[32] = "";
-	FILE *file = open_proc(pid, "comm");
+	char name[32];
 
-	if (!file)
-		return false;
-	if (!fgets(name, sizeof(name), file))
-		name[0] = '\0';
-	fclose(file);
-	name[strcspn(name, "\n")] = '\0';
-	return strcmp(name, daemon_name) == 0;
+	return proc_line(pid, "comm", name, sizeof(name)) && strcmp(name, daemon_name) == 0;
 }
 
 /* The kernel names a System V mapping after its key, and gives its identifier as the inode. */

@@ -15,6 +15,7 @@
 /* The length in a packet's header has two bytes at most. */
 constexpr size_t LONGEST_PACKET = 0x10000 + 8;
 constexpr int64_t RESETS_TIME = 8000;
+constexpr int LOOKS_APART = 50;
 
 struct pursuit_row {
 	long call;
@@ -66,14 +67,10 @@ static const char *const serial_lines[] = { /* as the daemon tries them */
 
 static bool is_stopped(pid_t pid)
 {
-	char text[256] = "";
-	FILE *file = open_proc(pid, "stat");
-
-	if (!file)
-		return false;
-	const bool is_read = fgets(text, sizeof(text), file) != nullptr;
-	fclose(file);
+	char text[256];
+	const bool is_read = proc_line(pid, "stat", text, sizeof(text));
 	const char *state = is_read ? strrchr(text, ')') : nullptr;
+
 	return state && strncmp(state, ") T", 3) == 0;
 }
 
@@ -92,16 +89,11 @@ static pursuit pursuit_of(long call, unsigned long descriptor)
 
 static pursuit read_pursuit(pid_t pid)
 {
-	char text[160] = "";
-	FILE *file = open_proc(pid, "syscall");
-
-	if (!file)
-		return PURSUIT_UNKNOWN;
-	const bool is_read = fgets(text, sizeof(text), file) != nullptr;
-	fclose(file);
-	if (!is_read)
-		return PURSUIT_UNKNOWN;
+	char text[160];
 	char *end;
+
+	if (!proc_line(pid, "syscall", text, sizeof(text)))
+		return PURSUIT_UNKNOWN;
 	const long call = strtol(text, &end, 10);
 	if (end == text || call < 0) /* "running" */
 		return PURSUIT_RUN;
@@ -140,6 +132,20 @@ bool is_stuck(const glance *before, const glance *now)
 {
 	return may_last(now->what) && before->what == now->what &&
 	       before->switches == now->switches;
+}
+
+bool stays_stuck(pid_t daemon, int64_t time, pursuit *what)
+{
+	const glance first = glance_at(daemon);
+	const int64_t end = now() + time;
+	glance seen = first;
+
+	while (is_stuck(&first, &seen) && now() < end) {
+		pause_for(LOOKS_APART);
+		seen = glance_at(daemon);
+	}
+	*what = seen.what;
+	return is_stuck(&first, &seen);
 }
 
 const char *pursuit_text(pursuit what)

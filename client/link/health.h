@@ -32,6 +32,12 @@ bool may_last(pursuit what);
 /* Whether it has not moved between two glances, and may never do so again. */
 bool is_stuck(const glance *before, const glance *now);
 
+/* Milliseconds: no event and no message takes so long, and who has not moved by then hangs. */
+constexpr int64_t STUCK_AFTER = 3000;
+
+/* Watch it for so long, or until it moves: whether it has not, and what it was about last. */
+bool stays_stuck(pid_t daemon, int64_t time, pursuit *what);
+
 /* What it waits for, for people: "the rest of an event from the controller". */
 const char *pursuit_text(pursuit what);
 

@@ -12,6 +12,19 @@ FILE *open_proc(pid_t pid, const char *file)
 	return fopen(path, "re");
 }
 
+bool proc_line(pid_t pid, const char *file, char *text, int size)
+{
+	FILE *info = open_proc(pid, file);
+
+	text[0] = '\0';
+	if (!info)
+		return false;
+	const bool is_read = fgets(text, size, info) != nullptr;
+	fclose(info);
+	text[strcspn(text, "\n")] = '\0';
+	return is_read;
+}
+
 long long proc_number(pid_t pid, const char *file, const char *name, int base)
 {
 	char line[256];

@@ -11,7 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 
-constexpr int STUCK_AFTER = 500; /* milliseconds: an event on the line takes 25 at most */
+/* Milliseconds: an event on the line takes 25 at most, and whoever asks wants to read on. */
+constexpr int64_t SEEMS_STUCK_AFTER = 500;
 
 struct code_name {
 	uint32_t code;
@@ -65,17 +66,8 @@ bool find_status(const char *name, uint32_t *status)
 
 void take_state(state *s, const ble_segment *live, pid_t daemon)
 {
-	const glance before = glance_at(daemon);
-
 	s->daemon = daemon;
-	s->doing = before.what;
-	s->is_stuck = false;
-	if (may_last(before.what)) {
-		pause_for(STUCK_AFTER);
-		const glance after = glance_at(daemon);
-		s->doing = after.what;
-		s->is_stuck = is_stuck(&before, &after);
-	}
+	s->is_stuck = stays_stuck(daemon, SEEMS_STUCK_AFTER, &s->doing);
 	/* Byte for byte, without the lock: a word or a short field more or less fresh is no harm.
 	 */
 	memcpy(static_cast<void *>(&s->segment), live, sizeof(*live));

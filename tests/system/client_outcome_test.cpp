@@ -59,7 +59,8 @@ class ClientOutcome : public ClientTest
 
 		if (run({ "/bin/sh", "-c", user + quoted(built("vorlinctl")) + " --version" },
 			&maker) != 0)
-			GTEST_SKIP() << "cannot become another user here: " << content_of(maker.err);
+			GTEST_SKIP()
+				<< "cannot become another user here: " << content_of(maker.err);
 		as_user = { "/usr/bin/setpriv", "--reuid=65534", "--regid=65534",
 			    "--clear-groups" };
 		make_patch_for(controller);

@@ -24,8 +24,8 @@ static long seconds_ahead()
 
 extern "C" int clock_gettime(clockid_t clock, timespec *time)
 {
-	static const auto real = reinterpret_cast<int (*)(clockid_t, timespec *)>(
-		dlsym(RTLD_NEXT, "clock_gettime"));
+	static const auto real =
+		reinterpret_cast<int (*)(clockid_t, timespec *)>(dlsym(RTLD_NEXT, "clock_gettime"));
 	const int result = real(clock, time);
 
 	if (result == 0 && clock == CLOCK_MONOTONIC)
