@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Why is nothing on the air? vorlinctl check answers, and status marks what is not as it was set.
+/* vorlinctl check says why nothing is on the air; status marks what differs from the settings.
  */
 #include "tests/system/client_stage.h"
 
@@ -11,7 +11,7 @@
 class ClientCheck : public ClientTest
 {
       protected:
-	/* The exit status, the first line, and somewhere behind it the reason. */
+	/* Check the exit status, the first line, and the reason somewhere after it. */
 	void expect_verdict(int status, const std::string &verdict, const std::string &reason = "")
 	{
 		const answer a = ctl({ "check" });

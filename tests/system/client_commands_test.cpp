@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Each command of vorlinctl, against the real daemon and each kind of controller. */
+/* Each command of vorlinctl, with the real daemon and each kind of controller. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -304,7 +304,7 @@ TEST_F(ClientCommands, EachHasAHelpThatNamesItsArguments)
 		EXPECT_TRUE(contains(help, std::string("\n  ") + name + " ")) << name;
 		const std::string own = done({ "help", name });
 		EXPECT_EQ(own.rfind(std::string("Usage: vorlinctl ") + name, 0), 0U) << own;
-		if (strcmp(name, "raw") != 0) { /* there all words are the daemon's */
+		if (strcmp(name, "raw") != 0) { /* raw passes all words to the daemon */
 			EXPECT_EQ(done({ name, "--help" }), own);
 		}
 	}

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Completion and manual page against the program that they speak of. */
+/* Completion and manual page agree with the program. */
 #include "tests/system/client_stage.h"
 
 #include <set>
@@ -36,7 +36,7 @@ class ClientCompletion : public ClientTest
 		return names;
 	}
 
-	/* What bash offers for the last of these words, as it takes them apart. */
+	/* What bash offers for the last of these words, split as bash splits them. */
 	std::string offered(const std::vector<std::string> &line)
 	{
 		return offered_by("vorlinctl", "client/completion/vorlinctl.bash", "_vorlinctl",
@@ -97,7 +97,7 @@ TEST_F(ClientCompletion, BashOffersWhatACommandTakes)
 
 TEST_F(ClientCompletion, BashOffersValuesBehindAnEqualsSign)
 {
-	/* bash takes a word apart at the sign; another reader may not. */
+	/* bash splits a word at "="; other users of the file may not. */
 	EXPECT_EQ(offered({ "beacon", "1", "--uuid", "=", "r" }), "random\n");
 	EXPECT_EQ(offered({ "beacon", "1", "--uuid", "=" }), "random NONE\n");
 	EXPECT_EQ(offered({ "beacon", "1", "--uuid=r" }), "--uuid=random\n");
@@ -156,7 +156,7 @@ TEST_F(ClientCompletion, BashOffersTheSimulatorsOptionsAndTheirValues)
 TEST_F(ClientCompletion, EveryOptionOfTheDaemonIsOfferedAndEveryOfferedOneIsThere)
 {
 	for (const char *command : { "show", "config" }) {
-		/* The complaint about an unknown option lists the known ones. */
+		/* The message for an unknown option lists the known ones. */
 		const std::string complaint = ctl({ command, "?" }).err;
 		const std::string known = complaint.substr(complaint.find("there are ") + 10);
 		EXPECT_EQ(words_of(offered({ command, "" })).size(),
@@ -172,7 +172,7 @@ TEST_F(ClientCompletion, EveryOptionOfTheDaemonIsOfferedAndEveryOfferedOneIsTher
 			<< word << " was to be a known status";
 }
 
-/* What a zsh of its own behind a terminal makes of these keys; empty if there is none. */
+/* Runs zsh on a terminal and shows what it makes of the keys; empty without zsh. */
 class ZshCompletion : public ClientCompletion
 {
       protected:
@@ -211,7 +211,7 @@ class ZshCompletion : public ClientCompletion
 
 TEST_F(ZshCompletion, OffersEveryCommandOfTheHelpAndItsArguments)
 {
-	/* Typed is only the beginning of each word. */
+	/* Only the beginning of each word is typed. */
 	const std::string shown = typed("vorlinctl be\\t1 --uu\\tran\\t", "random");
 
 	for (const char *word : { "beacon", "--uuid", "random" })

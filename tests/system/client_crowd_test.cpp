@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Many clients at once, some of which are killed, while vorlinctl guard keeps a beacon on the air.
+/* Many clients at once, some of them killed, while vorlinctl guard keeps a beacon on the air.
  */
 #include "tests/system/client_stage.h"
 
@@ -21,7 +21,7 @@ constexpr size_t FAULTS_SHOWN = 10;
 
 struct crowd_size {
 	int clients = 20;
-	int runs = 200; /* of all of them together */
+	int runs = 200; /* of all clients together */
 };
 
 /* VORLIND_CROWD=RUNS is the full size: ./run soak --crowd. */
@@ -35,7 +35,7 @@ static crowd_size asked_size()
 class ClientCrowd : public ClientTest
 {
       protected:
-	/* One of them: sets a parameter of its own and reads it back, time and again. */
+	/* One client: repeatedly sets its own parameter and reads it back. */
 	class member
 	{
 	      public:
@@ -64,7 +64,7 @@ class ClientCrowd : public ClientTest
 			m_is_reading = true;
 		}
 
-		/* What a client was killed over may have come to the controller, or not. */
+		/* The value of a killed client may have reached the controller, or not. */
 		void read_back()
 		{
 			const int status = run({ "show", "gap-param", m_id });
@@ -86,7 +86,7 @@ class ClientCrowd : public ClientTest
 			return "GAP Param ID: " + m_id + ", Value: " + value + "\n";
 		}
 
-		/* The exit status, or KILLED; when, is any time that the last one lived. */
+		/* The exit status, or KILLED: at any moment of the last run's duration. */
 		int run(const std::vector<std::string> &words)
 		{
 			const auto begin = std::chrono::steady_clock::now();
@@ -138,9 +138,9 @@ class ClientCrowd : public ClientTest
 		const std::string m_output;
 		std::minstd_rand m_random;
 		std::string m_wanted;
-		std::string m_before = "0"; /* what it certainly was before that */
+		std::string m_before = "0"; /* the last value known for certain */
 		bool m_is_reading = false;
-		unsigned m_life = 20000; /* microseconds that the last one took */
+		unsigned m_life = 20000; /* microseconds, of the last run */
 	};
 
 	void complain(const std::string &id, const std::string &what)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* How vorlinctl ends: each exit status, and what it says when something is missing. */
+/* How vorlinctl ends: each exit status, and its message when something is missing. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -12,7 +12,7 @@
 class ClientExit : public ClientTest
 {
       protected:
-	/* One line, and that line. */
+	/* Expect this line only. */
 	static void expect_line(const answer &a, int status, const std::string &line)
 	{
 		EXPECT_EQ(a.status, status);
@@ -195,7 +195,7 @@ TEST_F(ClientExit, TheSameCodeOfATiCommandHasTisName)
 TEST_F(ClientExit, AFailureWhileAFileIsAppliedIs4ThoughTheBeaconsAreOn)
 {
 	start_simulator("ti-08");
-	start_daemon(); /* without an address: setting the controller up ends with a warning */
+	start_daemon(); /* no address is set: the controller's start-up ends with a warning */
 	write_file("plan", "set interval 120\nbeacon 1 --uuid random on\nstart\n");
 	const answer apply = ctl({ "apply", folder + "/plan" });
 	EXPECT_EQ(apply.status, 4);
@@ -208,7 +208,7 @@ TEST_F(ClientExit, AFailureOfTheStartUpIsNotTheCommandsThatWaitsForIt)
 	program maker;
 
 	EXPECT_EQ(run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin" }, &maker), 0);
-	start_simulator("qualcomm"); /* its patch keeps the daemon busy for a while */
+	start_simulator("qualcomm"); /* the patch download keeps the daemon busy */
 	const program daemon = start({ built("vorlind") });
 	answer config = { 2, "", "" };
 	EXPECT_TRUE(comes_true([&] {
@@ -246,7 +246,7 @@ TEST_F(ClientExit, TheUsualTimeoutAllowsForTheDwell)
 {
 	start_with("ti-08");
 	done({ "beacon", "1", "--uuid", "random", "on" });
-	set_long_interval("16000"); /* a second more than the usual timeout */
+	set_long_interval("16000"); /* one second more than the default timeout */
 	done({ "start" });
 }
 

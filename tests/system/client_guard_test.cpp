@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What vorlinctl guard does and what it leaves alone; how fast it heals is in tests/heal. */
+/* What vorlinctl guard does and does not do; tests/heal measures how fast it heals. */
 #include "tests/system/client_stage.h"
 
 #include <algorithm>
@@ -27,7 +27,7 @@ class ClientGuard : public ClientTest
 		return comes_true([&] { return contains(said(), text); });
 	}
 
-	/* Daemon and simulator with a beacon on the air. */
+	/* Start daemon and simulator, and put a beacon on the air. */
 	void put_on_air(const std::string &controller = "ti-08")
 	{
 		make_patch_for(controller);
@@ -48,7 +48,7 @@ class ClientGuard : public ClientTest
 			  0);
 	}
 
-	/* How often the guard has looked: it sleeps once between two looks. */
+	/* Wait for this many checks of the guard: it sleeps once between two. */
 	void let_it_look(int times) const
 	{
 		usleep(static_cast<useconds_t>(times) * 2000000);

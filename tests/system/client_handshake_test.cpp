@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Runs that the model of the handshake found, walked with the shipped programs step by step. */
+/* Runs that the model of the handshake found, repeated step by step with the shipped programs. */
 #include "tests/system/client_stage.h"
 #include "tests/system/traced.h"
 
@@ -10,7 +10,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-/* The lock is taken by the first of these, and given back by the next or by unshare. */
+/* The first of these takes the lock; the next one, or unshare, releases it. */
 #ifdef SYS_semop
 static const std::vector<long> lock_calls = { SYS_semtimedop, SYS_semop };
 #else
@@ -51,7 +51,7 @@ class ClientHandshake : public ClientTest
 		return content_of(folder + "/client");
 	}
 
-	/* The words as a client finds them; empty when the first word is none. */
+	/* The words in the segment; empty when there is no first word. */
 	std::vector<std::string> words_in_segment() const
 	{
 		std::vector<std::string> words;
@@ -108,7 +108,7 @@ TEST_F(ClientHandshake, KilledAfterAnyInstructionAClientLeavesAWholeCommandOrNon
 	ASSERT_TRUE(asking.enters(lock_calls) && asking.leaves());
 	bool none = false;
 	bool is_first_to_come = true;
-	/* The last instructions before the lock is given back, and all before them. */
+	/* Step by step until the words are complete. */
 	while (asking.steps() && words_in_segment() != a_command) {
 		const std::vector<std::string> words = words_in_segment();
 		none = none || words.empty();
@@ -140,10 +140,10 @@ TEST_F(ClientHandshake, TheLockInAnothersHandsIsNotTheDaemons)
 {
 	const program daemon = start_with("ti-08");
 	std::vector<std::string> words = a_command;
-	words.insert(words.end(), { "--timeout", "10" }); /* enough to come so far */
+	words.insert(words.end(), { "--timeout", "10" }); /* long enough to get there */
 	traced asking = client(words);
 
-	/* An attach event's end clears the word, then the daemon is held from the command. */
+	/* An attach event's end clears cmd_doing, then the daemon is stopped before the command. */
 	ASSERT_TRUE(asking.enters({ SYS_kill }));
 	segment->cmd_doing = 0;
 	ASSERT_EQ(kill(daemon.pid, SIGSTOP), 0);
@@ -154,7 +154,7 @@ TEST_F(ClientHandshake, TheLockInAnothersHandsIsNotTheDaemons)
 	ASSERT_EQ(kill(daemon.pid, SIGCONT), 0);
 }
 
-/* What a client of the six steps only must expect: the five lines of docs/protocol.md. */
+/* What a client that does only the six steps must expect: the five lines of docs/protocol.md. */
 
 TEST_F(ClientHandshake, HeardAnAttachEventEndsACommandThatNobodyHasRead)
 {
@@ -177,8 +177,8 @@ TEST_F(ClientHandshake, EndsWhatAClientLeavesBehindANewDaemonsStartStaysUntilThe
 	program daemon = start_with("ti-08");
 
 	daemon = kill_and_start_anew(daemon);
-	segment->cmd_doing = 77; /* of a client of the daemon before, which has given up */
-	usleep(300000);          /* three looks of the daemon at its flags */
+	segment->cmd_doing = 77; /* left by a client of the previous daemon */
+	usleep(300000);          /* the daemon polls its flags three times */
 	EXPECT_EQ(segment->cmd_doing, 77U);
 	ASSERT_EQ(kill(daemon.pid, SIGUSR2), 0);
 	EXPECT_TRUE(comes_true([&] { return segment->cmd_doing == 0; }));
@@ -191,7 +191,7 @@ TEST_F(ClientHandshake, WholeHalfACommandIsReadTogetherWithTheOneBefore)
 	const std::string before = printed(daemon);
 
 	change_lock(-1);
-	strcpy(segment->cmd.argv[0], "show"); /* of "show mac"; killed before its second word */
+	strcpy(segment->cmd.argv[0], "show"); /* "show mac", killed before its second word */
 	change_lock(1);
 	ASSERT_EQ(kill(daemon.pid, SIGUSR1), 0);
 	EXPECT_TRUE(comes_true([&] {
@@ -208,7 +208,7 @@ TEST_F(ClientHandshake, LockThatANewDaemonReleasedAndAnOperationGivesBackIsOneFo
 	EXPECT_EQ(semaphore_value(), 1);
 	change_lock(1);
 	EXPECT_EQ(semaphore_value(), 2);
-	change_lock(-1); /* this process goes on to other tests */
+	change_lock(-1); /* this process runs further tests */
 }
 
 TEST_F(ClientHandshake, LivesADaemonThatIsSignalledBeforeItCatchesAnyEnds)

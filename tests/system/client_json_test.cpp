@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What vorlinctl writes for programs, read by a parser and a schema checker of others. */
+/* The JSON of vorlinctl, read by an independent parser and schema checker. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -8,7 +8,7 @@
 class ClientJson : public ClientTest
 {
       protected:
-	/* Whether the text is one JSON object that the schema allows; what is wrong goes along. */
+	/* Whether the text is one JSON object that the schema allows, with the reason if not. */
 	testing::AssertionResult fits(const std::string &text)
 	{
 		static const char checker[] =
@@ -235,7 +235,7 @@ TEST_F(ClientJson, BeaconsFitTheSchemaWhateverTheirFieldsHold)
 	start_with("ti-08");
 	EXPECT_TRUE(fits(done({ "beacon", "list", "--json" })));
 	EXPECT_TRUE(fits(done({ "beacon", "show", "5", "--json" })));
-	/* A client that misbehaves: no ends, no text. */
+	/* A faulty client: fields without a NUL, bytes that are no text. */
 	for (size_t i = 0; i < sizeof(beacon_entry); i++)
 		reinterpret_cast<char *>(&segment->config.beacon[3])[i] =
 			static_cast<char>(i * 37 + 0x80);

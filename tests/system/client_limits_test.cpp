@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What has no effect, or what the attached controller cannot take, is refused before it is sent. */
+/* A command without effect, or that the controller would refuse, is not sent. */
 #include "tests/system/client_stage.h"
 
 #include <cstring>
@@ -7,7 +7,7 @@
 class ClientLimits : public ClientTest
 {
       protected:
-	/* Refused with one line, and with nothing sent or changed. */
+	/* Refused with one line; nothing is sent or changed. */
 	void expect_refusal(const std::vector<std::string> &words, int status,
 			    const std::string &line)
 	{

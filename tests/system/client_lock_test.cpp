@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Clients that meet each other, die at any moment, or come at a bad one. */
+/* Clients that run at the same time, die at any moment, or start at a bad one. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -25,13 +25,13 @@ class ClientLock : public ClientTest
 		return semctl(semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600), 0, GETVAL);
 	}
 
-	/* Whose process took or gave it last. */
+	/* The process that took or released the lock last. */
 	static pid_t semaphore_user()
 	{
 		return semctl(semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600), 0, GETPID);
 	}
 
-	/* Start vorlinctl without waiting for it, its output to nowhere. */
+	/* Start vorlinctl without output, and do not wait for it. */
 	static pid_t launch(const std::vector<std::string> &words)
 	{
 		const std::string path = built("vorlinctl");
@@ -51,7 +51,7 @@ class ClientLock : public ClientTest
 		return pid;
 	}
 
-	/* One run in a thread of its own; the stage's own `run` is for one at a time. */
+	/* One run; several threads may call it at the same time, unlike `run` of the stage. */
 	static std::string output_of(const std::string &words)
 	{
 		std::string text;
@@ -78,7 +78,7 @@ TEST_F(ClientLock, TwoHundredKillsAtAnyInstantLeaveTheDaemonUsable)
 		{ "stop" },
 	};
 	std::mt19937 random(20240229);
-	double longest = 6000; /* microseconds; as long as a client lives on this machine, soon */
+	double longest = 6000; /* microseconds; adapts to a client's run time on this machine */
 
 	for (int i = 0, killed = 0; killed < KILLS; i++) {
 		const pid_t pid = launch(victims[static_cast<size_t>(i) % victims.size()]);
@@ -155,7 +155,7 @@ TEST_F(ClientLock, TheEndOfAnEarlierRoundIsNotTakenForTheOwn)
 	set_long_interval("60000");
 	say(daemon, { "ibeacon", "start" });
 	ASSERT_TRUE(comes_true([&] { return contains(content_of(simulator.out), " uuid "); }));
-	/* The start's dwell ends with the signal, and with it the word is cleared. */
+	/* The signal ends the dwell of the start, and the daemon clears the word. */
 	segment->cmd_doing = 0;
 	EXPECT_EQ(done({ "show", "gap-param", "6" }), "GAP Param ID: 6, Value: 160\n");
 }
@@ -169,7 +169,7 @@ TEST_F(ClientLock, ACommandIsNotOverWhileTheDaemonHoldsTheLock)
 	ASSERT_TRUE(comes_true(
 		[&] { return semaphore_value() == 0 && semaphore_user() == daemon.pid; }));
 	segment->cmd_doing = 0;
-	usleep(200000); /* for the client to fall for it */
+	usleep(200000); /* time for a wrong client to believe it */
 	EXPECT_EQ(kill(simulator.pid, SIGCONT), 0);
 	EXPECT_EQ(wait_for_end(asking), 0) << content_of(asking.err);
 	EXPECT_EQ(content_of(asking.out), "GAP Param ID: 6, Value: 160\n");
@@ -194,7 +194,7 @@ static void take_signal(int)
 	is_signalled = 1;
 }
 
-/* A vorlind that is slow to start: the segment is there, the handler comes later. */
+/* A vorlind that starts slowly: first the segment, later the handler. */
 [[noreturn]] static void play_slow_daemon(int shm, const std::string &messages)
 {
 	auto *segment = static_cast<ble_segment *>(shmat(shm, nullptr, 0));
@@ -270,7 +270,7 @@ TEST_F(ClientLock, TheTurnOfADeadClientIsTakenOver)
 TEST_F(ClientLock, TheTurnOfALivingClientIsRespected)
 {
 	start_with("ti-08");
-	segment->unused = static_cast<uint32_t>(getpid()); /* attached as a client is */
+	segment->unused = static_cast<uint32_t>(getpid()); /* attached, like a client */
 	const answer a = ctl({ "show", "version", "--timeout", "1" });
 	EXPECT_EQ(a.status, 5);
 	EXPECT_EQ(a.err, "vorlinctl: busy: the client with process id " + std::to_string(getpid()) +

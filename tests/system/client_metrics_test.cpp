@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* vorlinctl metrics: what a monitoring system reads, checked by the program of one. */
+/* vorlinctl metrics: the text for a monitoring system, checked by such a system's program. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -8,7 +8,7 @@
 class ClientMetrics : public ClientTest
 {
       protected:
-	/* Whether it is metrics text, and has every one of these lines. */
+	/* Check that it is metrics text with all these lines. */
 	void expect_metrics(const std::string &text, const std::vector<std::string> &lines)
 	{
 		program promtool;
@@ -90,7 +90,7 @@ TEST_F(ClientMetrics, ADaemonThatHangsIsToldAndSoAreTheGuardsSteps)
 	const program asking = start({ built("vorlinctl"), "--timeout", "300", "show", "mac" });
 
 	EXPECT_TRUE(comes_true([&] { return contains(done({ "metrics" }), "\nvorlin_hung 1\n"); }));
-	segment->config.reserved = 7; /* where the guard counts */
+	segment->config.reserved = 7; /* the guard's counter */
 	expect_metrics(done({ "metrics" }), { "vorlin_up 1", "vorlin_guard_steps 7" });
 	EXPECT_EQ(stop(daemon, SIGKILL), 128 + SIGKILL);
 	EXPECT_EQ(wait_for_end(asking), 2);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* How a command went, where the daemon's messages can and where they cannot be read. */
+/* The outcome of a command, with and without access to the daemon's messages. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -9,7 +9,7 @@
 class ClientOutcome : public ClientTest
 {
       protected:
-	/* The daemon as a shell starts it, with a standard error of the shell's making. */
+	/* Start the daemon from a shell that redirects its standard error. */
 	void start_by(const std::string &controller, const std::string &shell_line)
 	{
 		make_patch_for(controller);
@@ -21,7 +21,7 @@ class ClientOutcome : public ClientTest
 		done({ "set", "mac", "NONE" });
 	}
 
-	/* Each of the commands whose outcome only the messages tell. */
+	/* All commands whose outcome only the messages show. */
 	void expect_unknown(const std::string &reason)
 	{
 		const std::vector<std::vector<std::string>> commands = {
@@ -30,7 +30,7 @@ class ClientOutcome : public ClientTest
 			{ "show", "mac" },
 			{ "config", "interval", "200" },
 			{ "test", "rx", "3" },
-			{ "config", "le-receiver-test", "3" }, /* refused, which nobody can see */
+			{ "config", "le-receiver-test", "3" }, /* the messages show a refusal */
 			{ "test", "end" },
 		};
 		for (const auto &words : commands) {
@@ -41,7 +41,7 @@ class ClientOutcome : public ClientTest
 			EXPECT_EQ(a.err, "vorlinctl: done, outcome unknown: vorlind's messages " +
 						 reason + "\n");
 		}
-		/* What the segment itself tells is known all the same. */
+		/* An outcome that the segment shows is known nevertheless. */
 		done({ "beacon", "1", "--uuid", "random", "on" });
 		done({ "start" });
 		done({ "stop" });
@@ -133,7 +133,7 @@ TEST_F(ClientOutcome, APipeIsUnknown)
 
 TEST_F(ClientOutcome, AFileThatTakesNoMoreAndCannotBeEmptiedIsUnknown)
 {
-	/* Without append the daemon's own place in the file is what is at the limit. */
+	/* Without append the daemon's own file offset reaches the limit. */
 	start_by("ti-08", "ulimit -f 1; exec 2>messages; head -c 4096 /dev/zero >&2");
 	expect_unknown("take no more, or were cut: see " + messages());
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* apply changes what is not so yet, and nothing else: no reset and no start that is not needed. */
+/* apply changes only what differs: no unneeded reset, no unneeded start. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -42,7 +42,7 @@ TEST_P(ClientApplyOnEach, WhatIsSoAlreadyIsNotSentAgainAndTheRotationGoesOn)
 	EXPECT_EQ(done({ "apply", plan("beacon 1 --minor 1\n") }), "");
 	EXPECT_EQ(memcmp(segment->cmd.argv[0], "xxx", 3), 0) << "a command was sent";
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
-	/* A change of a beacon that is off concerns nothing on the air. */
+	/* A change of a beacon that is off needs no start. */
 	EXPECT_EQ(done({ "apply", plan("beacon 5 --major 9 off\nstart\n") }), "");
 	EXPECT_STREQ(segment->config.beacon[4].major, "9");
 	EXPECT_EQ(memcmp(segment->cmd.argv[0], "xxx", 3), 0) << "a command was sent";

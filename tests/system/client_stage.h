@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the tests of vorlinctl share: running it, and a stage for each kind of controller. */
+/* Shared by the tests of vorlinctl: runs it, and sets up each kind of controller. */
 #pragma once
 
 #include "tests/system/stage.h"
@@ -29,7 +29,7 @@ class ClientTest : public SystemTest
 		return { status, content_of(client.out), content_of(client.err) };
 	}
 
-	/* Run it and expect that it did what it was told. */
+	/* Run it and expect success. */
 	std::string done(const std::vector<std::string> &words)
 	{
 		const answer a = ctl(words);
@@ -38,7 +38,7 @@ class ClientTest : public SystemTest
 		return a.out;
 	}
 
-	/* A patch for the controller that wants one. */
+	/* Write a patch file if the controller needs one. */
 	void make_patch_for(const std::string &controller)
 	{
 		program maker;
@@ -52,25 +52,25 @@ class ClientTest : public SystemTest
 			<< content_of(maker.err);
 	}
 
-	/* Simulator and daemon. */
+	/* Start simulator and daemon. */
 	program start_with(const std::string &controller,
 			   const std::vector<std::string> &options = {})
 	{
 		make_patch_for(controller);
 		simulator = start_simulator(controller, options);
 		const program daemon = start_daemon();
-		/* Without manufacturing data there is no address to set. */
+		/* No manufacturing data: the address setting would be empty. */
 		done({ "set", "mac", "NONE" });
 		return daemon;
 	}
 
-	/* A dwell longer than the client takes, as another program may set it. */
+	/* A dwell above the client's limit, as another program may set it. */
 	void set_long_interval(const std::string &milliseconds) const
 	{
 		milliseconds.copy(segment->config.interval, sizeof(segment->config.interval) - 1);
 	}
 
-	/* Where a file of the source tree is. */
+	/* The path of a file of the source tree. */
 	static std::string source(const std::string &path)
 	{
 		return VORLIND_SOURCE "/" + path;

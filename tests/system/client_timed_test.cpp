@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Production tests in one command: timed, judged, swept, and ended whatever happens. */
+/* Production tests in one command: with a time, a limit, a sweep, and an end in every case. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -7,7 +7,7 @@
 class ClientTimed : public ClientTest
 {
       protected:
-	/* The packets of a text, or -1. */
+	/* The number of packets in a text, or -1. */
 	static int packets_of(const std::string &text)
 	{
 		const size_t at = text.find("Num of packets: ");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The same manners in every command: its options, its messages, and how it shows a power. */
+/* What all commands have in common: options, messages, the display of a power. */
 #include "tests/system/client_stage.h"
 
 #include <csignal>
@@ -103,7 +103,7 @@ TEST_F(ClientWords, AFailedStartSaysWhatBringsTheControllerBack)
 	EXPECT_EQ(start.status, 3);
 	EXPECT_TRUE(contains(start.err, "vorlinctl reset soft")) << start.err;
 	EXPECT_EQ(kill(simulator.pid, SIGCONT), 0);
-	/* What was asked meanwhile is answered late, and cleared by one reset or another. */
+	/* The earlier commands get late answers; one of the resets drops them. */
 	EXPECT_TRUE(comes_true([&] { return ctl({ "reset", "soft" }).status == 0; }));
 	done({ "wait", "--status", "advertising" });
 	EXPECT_EQ(stop(daemon, SIGTERM), 0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * What one exchange costs: the daemon's system calls, exactly, and its instructions, within
- * 5 per cent of what they were. Neither depends on how busy the machine is.
+ * The cost of one exchange: the daemon's system calls, exactly, and its instructions, within
+ * 5 per cent of the table. Neither depends on the load of the machine.
  */
 #include "tests/system/sim_stage.h"
 
@@ -13,7 +13,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
-/* Neither strace nor valgrind can hold a program with sanitizers. */
+/* strace and valgrind cannot run a program with sanitizers. */
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool is_sanitized = true;
 #elif defined(__has_feature)
@@ -22,7 +22,7 @@ constexpr bool is_sanitized = __has_feature(address_sanitizer);
 constexpr bool is_sanitized = false;
 #endif
 
-/* Not installed, or not allowed to watch another process. */
+/* False if it is not installed, or may not trace another process. */
 static bool works(const std::string &command)
 {
 	return system((command + " >/dev/null 2>&1").c_str()) == 0;
@@ -31,7 +31,7 @@ static bool works(const std::string &command)
 class Cost : public SimulatorTest
 {
       protected:
-	/* Simulator, and the daemon inside another program; two beacons take turns for a while. */
+	/* Start simulator, and the daemon inside another program; let two beacons rotate. */
 	void rotate_inside(const std::string &controller, const std::vector<std::string> &outer)
 	{
 		program maker;
@@ -48,8 +48,8 @@ class Cost : public SimulatorTest
 		strcpy(segment->config.interval, "20");
 		shmid_ds status = {};
 		shmctl(shmget(static_cast<key_t>(BLE_SHM_KEY), 0, 0600), IPC_STAT, &status);
-		daemon.pid = status.shm_cpid; /* the outer program may have another */
-		say_and_wait(daemon, { "show", "version" }); /* answered by the loop */
+		daemon.pid = status.shm_cpid; /* the outer program may be another process */
+		say_and_wait(daemon, { "show", "version" });
 		say_and_wait(daemon, { "ibeacon", "start" });
 		EXPECT_TRUE(comes_true([&] { return exchanges() >= 40; }));
 		say_and_wait(daemon, { "ibeacon", "stop" });
@@ -90,7 +90,7 @@ class Cost : public SimulatorTest
 			if (name.find("nanosleep") != std::string::npos)
 				all.emplace_back();
 			else if (!name.starts_with("---") && name != "rt_sigreturn")
-				all.back() += name + " "; /* a signal is no part of it */
+				all.back() += name + " "; /* not a call but a signal */
 		}
 		return all;
 	}
@@ -108,8 +108,8 @@ class Cost : public SimulatorTest
 	}
 
 	/*
-	 * The daemon as valgrind runs it. Its process has valgrind's name then, so the check for
-	 * another instance is answered by a pidof that knows better.
+	 * The command that runs the daemon in valgrind. Its process then has valgrind's name, so
+	 * a fake pidof answers the check for another instance.
 	 */
 	std::vector<std::string> counted(const std::string &function)
 	{
@@ -168,11 +168,11 @@ TEST_P(SystemCalls, OfAnExchangeAreOneWriteAndSixForEachEvent)
 }
 INSTANTIATE_TEST_SUITE_P(OfEachController, SystemCalls, testing::Range<size_t>(0, 3));
 
-/* Instructions of one exchange, those of the C library that it calls included. */
+/* Instructions of one exchange, including those in the C library. */
 static const struct {
-	const char *compiler; /* as __VERSION__ has it */
+	const char *compiler; /* __VERSION__ */
 	const char *controller;
-	const char *function; /* that makes the exchange */
+	const char *function; /* it makes the exchange */
 	double instructions;
 } instruction_rows[] = {
 	{ "12.2.0", "ti-08", "_hci_func_gap_update_advertising_data", 1118 },
@@ -181,7 +181,7 @@ static const struct {
 	{ "Debian Clang 14.0.6", "qualcomm", "_hci_func_le_set_advertising_data", 649 },
 };
 
-/* The table holds for what is shipped. */
+/* The table is for the shipped build. */
 static bool is_as_shipped()
 {
 #if !defined(NDEBUG) || !defined(__x86_64__)

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The demo shows three beacons and leaves nothing behind, also when it is interrupted.
+# The demo shows three beacons and leaves nothing behind, even if it is interrupted.
 # shellcheck disable=SC2317 # trap calls a function
 # usage: demo_test.sh BUILD private|plain CONTROLLER [INT|HUP|TERM|PIPE]
 
@@ -47,8 +47,8 @@ left_behind()
 	[ -z "$(ls "$TMPDIR")" ] || fail "scratch is left: $(ls "$TMPDIR")"
 }
 
-# As a terminal would, to all of it; as somebody with kill would, to the first process; or by not
-# reading on.
+# Interrupts it like a terminal (all its processes), like kill (the first one), or by closing its
+# output.
 interrupt()
 {
 	case $signal in
@@ -59,8 +59,8 @@ interrupt()
 }
 
 if [ -n "$signal" ]; then
-	# A process group of its own, as a terminal gives one to a command. It would show the
-	# beacons for a day: who waits for that is ended by the limit of the test.
+	# In its own process group, as from a terminal. It would run for a day: the time limit of
+	# the test ends a demo that is not interrupted.
 	mkfifo "$scratch/pipe"
 	tee "$output" <"$scratch/pipe" >"$scratch/copy" &
 	reader=$!
@@ -82,7 +82,7 @@ if [ -n "$signal" ]; then
 	[ $status != 77 ] || { cat "$output"; exit 77; }
 	expect_line 'major 3'
 	[ $status -gt 128 ] || fail "interrupted, the demo ends with status $status"
-	tries=0 # the kernel takes a moment for the last of a namespace
+	tries=0 # the kernel needs a moment to end a namespace
 	while pgrep -s "$demo" -r R,S,D,T >/dev/null && [ $tries -lt 600 ]; do
 		tries=$((tries + 1))
 		sleep 0.1

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The standard descriptors as the daemon may find them: closed, or a pipe whose reader ends. */
+/* The daemon with closed standard descriptors, or with a pipe whose reader ends. */
 #include "tests/system/line.h"
 #include "tests/system/stage.h"
 
@@ -13,7 +13,7 @@
 class Descriptors : public SystemTest
 {
       protected:
-	/* Start vorlind with what a shell makes of its descriptors; it runs when this returns. */
+	/* Start vorlind with a shell's redirections, and wait until it runs. */
 	program start_with(const std::string &redirections)
 	{
 		const program daemon =
@@ -21,14 +21,14 @@ class Descriptors : public SystemTest
 
 		EXPECT_TRUE(comes_true([&] {
 			segment = segment ? segment : attach();
-			/* The handlers are there before the settings. */
+			/* The handlers are installed before the settings are written. */
 			return segment && strcmp(segment->config.interval, "100") == 0;
 		}));
 		say_and_wait(daemon, { "show", "version" });
 		return daemon;
 	}
 
-	/* Where a descriptor leads. */
+	/* The file of a descriptor. */
 	static std::string target_of(const program &daemon, int fd)
 	{
 		return std::filesystem::read_symlink("/proc/" + std::to_string(daemon.pid) +
@@ -36,7 +36,7 @@ class Descriptors : public SystemTest
 	}
 };
 
-/* Which are closed: a bit for each. */
+/* The parameter has a bit for each closed descriptor. */
 class ClosedDescriptors : public Descriptors, public testing::WithParamInterface<int>
 {
 };
@@ -53,20 +53,20 @@ TEST_P(ClosedDescriptors, PutNothingOntoTheLine)
 	for (int fd = 1; fd < 3; fd++)
 		EXPECT_EQ(target_of(daemon, fd) == "/dev/null", (closed & 1 << fd) != 0);
 
-	/* A port that gets descriptor 0 is passed over; the next time it gets another. */
+	/* A line that gets descriptor 0 is skipped; the next time it gets another. */
 	if (closed & 1) {
 		EXPECT_EQ(segment->config.opt.status, BLE_STATUS_NONE);
 		EXPECT_TRUE(line.heard().empty());
 		kill(daemon.pid, SIGUSR2);
 	}
 	EXPECT_TRUE(comes_true([&] { return line.has_heard("01 01 FC"); }));
-	say_and_wait(daemon, { "show", "version" }); /* behind what the event began */
+	say_and_wait(daemon, { "show", "version" }); /* done after the attach event */
 	EXPECT_EQ(segment->config.opt.status, BLE_STATUS_AVAILABLE);
 	line.heard();
 
 	say_and_wait(daemon, { "config", "debug-level", "ffffffff" });
 	say_and_wait(daemon, { "no such command" }); /* has a message */
-	say_and_wait(daemon, { "show", "mac" });     /* has a result, and dumps */
+	say_and_wait(daemon, { "show", "mac" });     /* has a result and a dump */
 	EXPECT_EQ(line.heard(), std::vector<std::string>{ "01 09 10 00" });
 	EXPECT_EQ(stop(daemon, SIGTERM), 0);
 	EXPECT_TRUE(line.heard().empty());

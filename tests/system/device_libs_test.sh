@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The daemon links and calls libraries that are not the stand-ins, whatever their build was like:
-# without a SONAME, and with needs of their own that are not on the building machine.
+# The daemon links and calls libraries other than the stand-ins: without a SONAME, and with
+# dependencies that are not on the build machine.
 # usage: device_libs_test.sh C++-COMPILER C-COMPILER, inside tools/sandbox
 
 set -u
@@ -63,13 +63,13 @@ export LD_LIBRARY_PATH="$libs:$elsewhere"
 "$scratch/build/vorlind" 2>"$scratch/err" &
 daemon=$!
 tries=0
-until grep -q 'Open /proc/MRD failed' "$scratch/err"; do # its handlers are installed by then
+until grep -q 'Open /proc/MRD failed' "$scratch/err"; do # its handlers are installed before
 	tries=$((tries + 1))
 	[ $tries -lt 1800 ] || break
 	sleep 0.1
 done
 kill -USR2 $daemon
-until grep -q '^log:' "$scratch/err"; do # a report comes at the start already
+until grep -q '^log:' "$scratch/err"; do # it already reports at the start
 	tries=$((tries + 1))
 	[ $tries -lt 1800 ] || break
 	sleep 0.1

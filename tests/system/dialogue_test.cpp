@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the shipped daemon says to each controller, and what it makes of the answers. */
+/* What the shipped daemon sends to each controller, and its results for the answers. */
 #include "tests/system/line.h"
 #include "tests/system/stage.h"
 
@@ -56,7 +56,7 @@ class Dialogue : public SystemTest
 		return kind;
 	}
 
-	/* The first `count` commands that come. */
+	/* The first `count` commands. */
 	static strings first_of(Line &line, size_t count)
 	{
 		strings all;
@@ -96,7 +96,7 @@ TEST_F(Dialogue, Ti06IsIdentifiedResetAndSet)
 			 "\x04\xFF\x09\x1B\x04\x00\x1B\xFC\x01\x02\x03\x04", 12),
 		  0);
 	EXPECT_EQ(segment->info[INFO_REVISION + 12], 0) << "nothing behind the 12 bytes";
-	/* Without manufacturing data the address setting is empty, which no command takes. */
+	/* No manufacturing data: the address setting is empty, which the daemon refuses. */
 	EXPECT_EQ(content_of(daemon.err), "Start vorlind daemon...\n"
 					  "Open /proc/MRD failed.\n"
 					  "WARNING: hci_fun_set_bdaddr() failed.\n"
@@ -229,7 +229,7 @@ TEST_F(Dialogue, EveryCommandDuringARotationStartsTheBeaconsAgain)
 	EXPECT_EQ(printed(daemon), "BLE MAC Address: 112233445566\n");
 	strings heard = line.heard();
 	while (!heard.empty() && heard.front().starts_with("01 07 FE"))
-		heard.erase(heard.begin()); /* the rotation until the signal */
+		heard.erase(heard.begin()); /* those of the rotation before the signal */
 	ASSERT_GE(heard.size(), 6U);
 	EXPECT_EQ(heard[0], end_discoverable);
 	EXPECT_EQ(heard[1], "01 09 10 00");
@@ -297,7 +297,7 @@ TEST_F(Dialogue, AStartWaitsUntilAControllerComes)
 	EXPECT_TRUE(
 		comes_true([&] { return segment->config.opt.status == BLE_STATUS_ADVERTISING; }));
 
-	/* Not by SIGTERM, which cuts short an exchange that it meets. */
+	/* SIGTERM would cut an exchange short. */
 	say_and_wait(daemon, { "ibeacon", "stop" });
 	EXPECT_EQ(line.heard().back(), end_discoverable);
 }
@@ -320,7 +320,7 @@ TEST_F(Dialogue, ACrashDuringARotationIsRecoveredFrom)
 	EXPECT_TRUE(comes_true([&] { return line.has_heard("01 07 FE 20 01 1E " + payload_4); }));
 }
 
-/* How often a process has gone to sleep. */
+/* How often a process has slept. */
 static unsigned long sleeps_of(const program &of)
 {
 	const std::string status = content_of("/proc/" + std::to_string(of.pid) + "/status");
@@ -339,7 +339,7 @@ TEST_F(Dialogue, ARotationOfWhatHasJustBeenSwitchedOffSleeps)
 	load_two_entries();
 	line.answer("01 0A 20", "");
 	say(daemon, { "ibeacon", "start" });
-	/* Two were counted when advertising is switched off; none is left when that is done. */
+	/* Two active beacons were counted; disable both while advertising is switched off. */
 	ASSERT_TRUE(comes_true([&] { return line.has_heard("01 0A 20 01 00"); }));
 	for (beacon_entry &entry : segment->config.beacon)
 		strcpy(entry.enable, "0");

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# What ./run has started ends with it, and its scratch is gone, whatever ends it.
+# However ./run ends, what it started ends with it, and its temporary files are removed.
 # usage: leash_test.sh
 
 set -u
@@ -24,7 +24,7 @@ clean_up()
 trap clean_up EXIT
 trap 'exit 1' INT TERM HUP
 
-# A command that leaves scratch, and children, one of them deaf to all but a kill.
+# A command with temporary files and children; one of them ignores all signals but SIGKILL.
 cat >"$scratch/command" <<'END'
 : >"$TMPDIR/scratch"
 echo "$TMPDIR" >"$1/tmpdir"
@@ -38,7 +38,7 @@ end) exit 7 ;;
 esac
 END
 
-# The dead may wait for whoever buries them.
+# Zombies do not count.
 lives()
 {
 	state=$(cut -d ' ' -f 3 "/proc/$1/stat" 2>/dev/null)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Start, second start, crash and recovery, and end of the shipped daemon. */
+/* Start, second start, crash, recovery and end of the shipped daemon. */
 #include "tests/system/stage.h"
 
 #include <csignal>
@@ -174,7 +174,7 @@ TEST_F(Lifecycle, ALockThatADeadDaemonHeldIsReleasedByTheNext)
 	const int id = semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600);
 	ASSERT_EQ(semctl(id, 0, SETVAL, 0), 0);
 
-	const program daemon = start_daemon(); /* answers a command, which takes the lock */
+	const program daemon = start_daemon(); /* it has answered a command, under the lock */
 	EXPECT_EQ(semctl(id, 0, GETVAL), 1);
 	EXPECT_EQ(stop(daemon, SIGTERM), 0);
 }
@@ -229,7 +229,7 @@ TEST_F(Lifecycle, AQuitSignalDuringStartUpIsActedOnWhenTheLoopBegins)
 	const program daemon = start({ built("vorlind") });
 
 	ASSERT_TRUE(comes_true([&] { return semaphore_exists() && segment_exists(); }));
-	/* Handlers follow the segment within microseconds; the controller takes far longer. */
+	/* The handlers follow the segment within microseconds; the controller takes much longer. */
 	ASSERT_TRUE(comes_true([&] {
 		return content_of(daemon.err).find("Open /proc/MRD") != std::string::npos;
 	}));

@@ -163,7 +163,7 @@ bool Line::has_heard(const std::string &command)
 	return false;
 }
 
-/* The longest table entry that the command begins with decides. */
+/* The command gets the answer of the longest matching table entry. */
 void Line::take(std::string packet)
 {
 	const std::string hex = hex_of(packet);

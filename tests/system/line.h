@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The far end of the serial line: a pty behind one of the device paths, where a thread answers
- * every command by a table that a test can change, and writes down what it heard.
+ * The far end of the serial line: a pty linked to a device path. A thread answers every
+ * command from a table that a test can change, and records the commands.
  */
 #pragma once
 
@@ -16,35 +16,35 @@
 class Line
 {
       public:
-	/* `kind`: "ti-06", "ti-08" or "qualcomm"; `path` becomes a link to the pty. */
+	/* `kind`: "ti-06", "ti-08" or "qualcomm"; makes `path` a link to the pty. */
 	explicit Line(const std::string &kind, const std::string &path = "/dev/ttyMSM1");
 	~Line();
 	Line(const Line &) = delete;
 
 	/*
-	 * From now on a command that begins with `command` ("01 09 10") is answered with
-	 * `events` as they are, split where the test likes with '|'; "" keeps silent.
+	 * Answer each further command that begins with `command` ("01 09 10") with `events`,
+	 * unchanged, written in parts if split by '|'; "" sends nothing.
 	 */
 	void answer(const std::string &command, const std::string &events);
 
-	/* Send bytes that nobody asked for. */
+	/* Send bytes without a command. */
 	void send(const std::string &events);
 
 	/* The commands since the last call, "01 09 10 00". */
 	std::vector<std::string> heard();
 
-	/* The commands and the events that answered them since the last call, in their order. */
+	/* The commands since the last call and their events, in their order. */
 	std::vector<std::string> dialogue();
 
 	/*
-	 * How long after each command so far that begins with `command` the next one came, where
-	 * that begins with `next`: at least as long as the daemon has waited in between, however
-	 * busy the machine is.
+	 * The time from each command that begins with `command` to the next one, where that
+	 * begins with `next`. It is at least the daemon's wait between the two, even on a busy
+	 * machine.
 	 */
 	std::vector<std::chrono::milliseconds> pauses(const std::string &command,
 						      const std::string &next);
 
-	/* True when a command that begins with `command` is among those not yet asked for. */
+	/* True if heard() would return a command that begins with `command`. */
 	bool has_heard(const std::string &command);
 
       private:

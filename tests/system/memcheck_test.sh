@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# A system test with vorlind and vorlinctl under valgrind: what it finds fails the test.
+# Runs a system test with vorlind and vorlinctl under valgrind, whose findings fail it.
 # usage: memcheck_test.sh BUILD TEST
 
 set -eu
@@ -12,8 +12,8 @@ valgrind=$(command -v valgrind) || {
 	echo "memcheck: not run: valgrind is not installed"
 	exit 77
 }
-# valgrind's own program, started directly and under the name of the one that it runs: the
-# daemon looks for its name among the processes, and so does the client.
+# Starts valgrind's tool directly, under the name of the program that it runs: the daemon and the
+# client search the processes for that name.
 memcheck=$(find /usr/libexec/valgrind /usr/lib/valgrind -name "memcheck-*$(getconf LONG_BIT)-linux" 2>/dev/null | head -n 1)
 [ -n "$memcheck" ] || {
 	echo "memcheck: not run: valgrind has no memcheck for this machine"
@@ -36,7 +36,7 @@ done
 ln -s "$build/vorlin-sim" "$build/lib" "$stage"
 
 status=0
-# Under another file name it is the script of this stage that would be copied.
+# Without the test that copies vorlind: here that is a script.
 VORLIND_BUILD=$stage "$tools/sandbox" "$build/tests/$test" \
 	--gtest_filter=-Lifecycle.UnderAnotherFileNameItRefusesToStart || status=$?
 for found in "$stage"/found/*; do

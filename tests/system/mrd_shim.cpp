@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * Loaded before the C library (LD_PRELOAD): /proc/MRD, which no test machine has, leads to the
- * file that VORLIND_TEST_MRD names. Everything else is opened as it is.
+ * Loaded before the C library (LD_PRELOAD): opens the file in VORLIND_TEST_MRD instead of
+ * /proc/MRD, which no test machine has.
  */
 #include <cstdarg>
 #include <cstdlib>

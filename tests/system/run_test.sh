@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# ./run judges its arguments before it installs or builds anything, and says what is wrong.
+# ./run checks its arguments before it installs or builds anything, and says what is wrong.
 # usage: run_test.sh
 
 set -u
@@ -9,7 +9,7 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 failures=0
 
-# Whatever installs or builds leaves a note of itself, and fails.
+# Fakes of all programs that install or build: they record the call and fail.
 mkdir "$scratch/bin"
 for program in cmake ctest apt-get sudo debootstrap; do
 	cat >"$scratch/bin/$program" <<-END
@@ -37,7 +37,7 @@ run()
 }
 run=./run
 
-### Refused with 2 and the reason, and nothing is touched
+### Refused with 2 and the reason; nothing is called
 while IFS='|' read -r words reason; do
 	# shellcheck disable=SC2086 # the words of a command line
 	run $words
@@ -82,7 +82,7 @@ needs|the needs of what?
 needs rest|rest is no verb that needs something
 END
 
-### Taken: it goes on to build
+### Accepted: it goes on to build
 for words in 'demo --seconds=86400 --controller=qualcomm' 'soak --minutes 1 --seed=7' \
 	'soak --crowd 5000' 'fleet 1 2 --seconds=3' 'ap --test --stay' 'bench --short'; do
 	# shellcheck disable=SC2086 # the words of a command line
@@ -105,11 +105,11 @@ while read -r verb; do
 	[ ! -e "$scratch/called" ] || fail "$verb --help: $(cat "$scratch/called")"
 done <"$scratch/verbs"
 
-### The compiler of the environment is said to be ignored
+### It says that it ignores the environment's compiler
 CXX=clang++ run demo
 grep -q '^\./run: CC and CXX are ignored' "$scratch/answer" || fail 'nothing is said of CXX'
 
-### Through a link it finds its folder
+### It finds its folder through a link
 ln -s "$PWD/run" "$scratch/link"
 run=$scratch/link
 here=$(pwd -P)
@@ -117,7 +117,7 @@ here=$(pwd -P)
 grep -q "^$here: " "$scratch/called" || fail 'through a link it works in another folder'
 run=./run
 
-### A folder that cannot be written to is told in one line
+### One line for a folder without write permission
 if [ "${VORLIND_SANDBOX-}" = private ]; then
 	mkdir "$scratch/view"
 	mount --bind "$here" "$scratch/view"

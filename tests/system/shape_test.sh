@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# What the programs of the device need at run time, and how they are hardened.
+# What the device's programs need at run time, and how they are hardened.
 # usage: shape_test.sh BUILD needed|needed-device|hardened [LIBC]
 
 set -u
@@ -36,7 +36,7 @@ expect_hardened()
 	readelf -lW "$1" | grep -q 'GNU_RELRO' || fail "$1 has no RELRO"
 	readelf -lW "$1" | grep -q 'GNU_STACK.* RWE' && fail "$1 has an executable stack"
 	readelf -sW "$1" | grep -q '__stack_chk_fail' || fail "$1 has no stack protector"
-	# musl has nothing behind _FORTIFY_SOURCE.
+	# musl has no functions for _FORTIFY_SOURCE.
 	[ "$libc" = libc.so ] || readelf -sW "$1" | grep -q '_chk@' ||
 		fail "$1 was built without _FORTIFY_SOURCE"
 }

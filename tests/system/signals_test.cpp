@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Signals at any instant: what the shipped daemon does goes on as if none had come. */
+/* Signals at any instant do not change what the shipped daemon does. */
 #include "tests/system/line.h"
 #include "tests/system/stage.h"
 
@@ -13,7 +13,7 @@
 class Signals : public SystemTest
 {
       protected:
-	/* SIGUSR1 and SIGUSR2, up to 5,000 a second, at instants that nobody has chosen. */
+	/* Send SIGUSR1 and SIGUSR2, up to 5,000 a second, at random instants. */
 	static void storm(const program &daemon, int count)
 	{
 		std::minstd_rand chance(7);
@@ -24,7 +24,7 @@ class Signals : public SystemTest
 		}
 	}
 
-	/* A packet as it is dumped: 16 bytes a line, a blank before the first and behind each. */
+	/* The dump of a packet: 16 bytes a line, a space before the first and after each. */
 	static std::string dumped(const std::string &packet)
 	{
 		constexpr size_t line = 16 * 3;
@@ -35,7 +35,7 @@ class Signals : public SystemTest
 		return text;
 	}
 
-	/* The two texts from where they part, a few lines of each; empty when they are the same. */
+	/* A few lines of each text from the first difference on; empty if there is none. */
 	static std::string difference(const std::string &one, const std::string &other)
 	{
 		if (one == other)
@@ -55,9 +55,9 @@ TEST_F(Signals, WithEverythingTracedHarmNeitherTheExchangesNorTheirDumps)
 
 	strcpy(segment->config.mac, "NONE");
 	say_and_wait(daemon, { "config", "debug-level", "ffffffff" });
-	line.dialogue(); /* what came before has no dumps */
+	line.dialogue(); /* drops the exchanges before the dumps */
 	daemon.ready = content_of(daemon.err).size();
-	/* It stays in the segment: each SIGUSR1 asks for it once more. */
+	/* The command stays in the segment: each SIGUSR1 repeats it. */
 	say_and_wait(daemon, { "config", "ble-reset", "soft" });
 	do
 		storm(daemon, 20000);
@@ -75,7 +75,7 @@ TEST_F(Signals, WithEverythingTracedHarmNeitherTheExchangesNorTheirDumps)
 	EXPECT_EQ(difference(printed(daemon), expected), "");
 }
 
-/* A wait that a controller needs: how long, and between which two commands. */
+/* A wait that a controller needs: its length, and the commands before and after it. */
 static const struct needed_wait {
 	const char *name;
 	const char *controller;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * Whole sessions of the daemon with each controller, recorded: two independent analysers read
- * every packet of the record, find none malformed, and see the commands in their order.
+ * Records whole sessions of the daemon with each controller. Two independent analysers read
+ * every packet, find none malformed, and see the commands in their order.
  */
 #include "tests/system/sim_stage.h"
 
@@ -22,7 +22,7 @@ static std::vector<std::string> lines_of(const std::string &text)
 class SimCaptures : public SimulatorTest
 {
       protected:
-	/* From the daemon's start to its end: beacons, a test of the radio, a reset. */
+	/* From the daemon's start to its end: beacons, a production test, a reset. */
 	void hold_session(const std::string &controller)
 	{
 		program maker;
@@ -48,7 +48,7 @@ class SimCaptures : public SimulatorTest
 		EXPECT_EQ(stop(simulator, SIGTERM), 0);
 	}
 
-	/* The packets of the log: each is one of the capture too. */
+	/* The number of packets in the log: the capture must have as many. */
 	size_t logged(const std::string &what)
 	{
 		return count_of(content_of(folder + "/log"), "\"what\":\"" + what + "\"");
@@ -62,7 +62,7 @@ class SimCaptures : public SimulatorTest
 		return content_of(analyser.out);
 	}
 
-	/* The opcodes of all commands, as the analyser reads them; rotations are told once. */
+	/* The opcodes of all commands, from the analyser; those of the rotation only once. */
 	std::vector<std::string> opcodes()
 	{
 		std::vector<std::string> codes = lines_of(
@@ -94,10 +94,10 @@ class SimCaptures : public SimulatorTest
 };
 
 static const std::vector<std::string> ti_commands = {
-	"0x1001", "0xfc1b", "0xfc1d", "0xfe30", "0xfc01", /* found and brought up */
-	"0xfe00", "0xfe08", "0xfe07", "0xfe06", "0xfe07", /* the first beacon, and the others */
+	"0x1001", "0xfc1b", "0xfc1d", "0xfe30", "0xfc01", /* start-up */
+	"0xfe00", "0xfe08", "0xfe07", "0xfe06", "0xfe07", /* the first beacon, then the others */
 	"0xfe08",                                         /* off */
-	"0x201d", "0x201f", "0x201e", "0x201f",           /* the tests of the radio */
+	"0x201d", "0x201f", "0x201e", "0x201f",           /* the production tests */
 };
 
 TEST_F(SimCaptures, OfTheOlderTiController)
@@ -117,7 +117,7 @@ TEST_F(SimCaptures, OfTheNewerTiController)
 		GTEST_SKIP() << "tshark is not installed";
 	hold_session("ti-08");
 	expect_well_formed();
-	std::erase(expected, "0xfc1d"); /* a soft reset is left out there */
+	std::erase(expected, "0xfc1d"); /* it has no soft reset */
 	EXPECT_EQ(opcodes(), expected);
 }
 
@@ -141,7 +141,7 @@ TEST_F(SimCaptures, AreTheSameForAnotherReader)
 	expect_both_readers_agree();
 }
 
-/* What an independent reader makes of the answers is what the simulator was set up to say. */
+/* An independent analyser reads from the answers the values that the simulator was given. */
 TEST_F(SimCaptures, MeanToAnotherReaderWhatTheyShould)
 {
 	static const struct {

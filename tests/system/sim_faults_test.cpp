@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The daemon against each fault that shows at once: its state after it, and its next exchange. */
+/* The daemon with each fault that shows at once: its state after it, and its next exchange. */
 #include "tests/system/sim_stage.h"
 
 #include <chrono>
@@ -10,7 +10,7 @@
 class SimFaults : public SimulatorTest
 {
       protected:
-	/* The fault leaves the daemon in the middle of an event, until these bytes come. */
+	/* The fault must leave the daemon within an event until these bytes come. */
 	void expect_block(const std::string &fault, const std::string &bytes)
 	{
 		control("fault " + fault);
@@ -79,7 +79,7 @@ TEST_F(SimFaults, BytesBeforeAnEventArePassedOver)
 	expect_health("junk of every value");
 	EXPECT_EQ(address_with("insert:at=0,byte=0xAA"), simulated_address);
 	expect_health("insert");
-	/* The one value that is taken for the start of an event. */
+	/* The only value that looks like the start of an event. */
 	EXPECT_EQ(address_with("junk:byte=4"), no_answer);
 	expect_health("junk of 0x04");
 }
@@ -131,7 +131,7 @@ TEST_F(SimFaults, AnErrorInTheSecondEventEndsTheStart)
 	EXPECT_EQ(control("air"), "off\n");
 
 	control("clear");
-	reset_link(); /* the start still waits, and is carried out */
+	reset_link(); /* the pending start is then carried out */
 	EXPECT_TRUE(
 		comes_true([&] { return segment->config.opt.status == BLE_STATUS_ADVERTISING; }));
 	EXPECT_NE(control("air").find("major 1 minor 1"), std::string::npos);

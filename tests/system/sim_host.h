@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A host program at a simulator's port: it writes commands and reads events. */
+/* A host at a simulator's port: it writes commands and reads events. */
 #pragma once
 
 #include "tests/system/sim_stage.h"
@@ -10,7 +10,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-/* The host's end of a line. */
+/* The host's end of the serial line. */
 class host
 {
       public:
@@ -37,7 +37,7 @@ class host
 		EXPECT_EQ(tcsetattr(m_port, TCSANOW, &settings), 0);
 	}
 
-	/* Sends a command and reads an answer of `length` bytes. */
+	/* Sends a command and reads `length` bytes of its answer. */
 	std::string say(const std::string &command, size_t length)
 	{
 		std::string answer;
@@ -65,7 +65,7 @@ class host
 		return in_hex(event + say("", static_cast<uint8_t>(event[2])));
 	}
 
-	/* A command in hexadecimal; the event that comes next. */
+	/* Sends a command in hexadecimal; returns the next event. */
 	std::string ask(const std::string &command)
 	{
 		EXPECT_EQ(say(from_hex(command), 0), "");

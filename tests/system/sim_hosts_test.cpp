@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * Hosts that were not written for this simulator: what they send to bring a controller up, in
- * their order, is answered without a refusal, and an analyser finds nothing malformed in it.
+ * Start-up sequences of hosts that were not written for this simulator: it refuses nothing, and
+ * an analyser finds no malformed packet.
  */
 #include "tests/system/sim_host.h"
 
 static const std::string zeros_8 = "00 00 00 00 00 00 00 00";
 
-/* A kernel's: information first, then what the masks of it allow, then the radio. */
+/* Of a kernel: first information, then what the masks allow, then the radio. */
 static const std::vector<std::string> kernel = {
 	"01 03 0C 00", /* Reset */
-	"01 03 10 00", /* features: is it BR/EDR as well? */
+	"01 03 10 00", /* features: also BR/EDR? */
 	"01 01 10 00", /* version */
 	"01 09 10 00", /* address */
 	"01 02 10 00", /* commands */
@@ -20,7 +20,7 @@ static const std::vector<std::string> kernel = {
 	"01 01 0C 08 90 00 00 00 00 00 00 20",
 	"01 01 20 08 5F 00 00 00 00 00 00 00",
 	"01 07 20 00", /* power */
-	"01 0F 20 00", /* accept list: its size, and emptied */
+	"01 0F 20 00", /* accept list: its size, then clear it */
 	"01 10 20 00",
 	"01 63 0C 08 " + zeros_8,
 	"01 05 20 06 06 05 04 03 02 C1", /* a random address */
@@ -31,7 +31,7 @@ static const std::vector<std::string> kernel = {
 	"01 0C 20 02 00 00",
 };
 
-/* One of a small real-time system: the masks late, random numbers, a static address. */
+/* Of a small real-time system: late masks, random numbers, a static address. */
 static const std::vector<std::string> small_system = {
 	"01 03 0C 00",
 	"01 03 10 00",
@@ -50,7 +50,7 @@ static const std::vector<std::string> small_system = {
 	"01 08 20 20 03 02 01 06 " + zeros_8 + " " + zeros_8 + " " + zeros_8 + " 00 00 00 00",
 };
 
-/* One of a workstation or a telephone: the buffers of the old kind too, and a full accept list. */
+/* Of a workstation or a telephone: also BR/EDR buffers, and a full accept list. */
 static const std::vector<std::string> telephone = {
 	"01 03 0C 00",
 	"01 05 10 00", /* buffers */
@@ -84,7 +84,7 @@ struct brought_up {
 class SimHosts : public SimulatorTest, public testing::WithParamInterface<brought_up>
 {
       protected:
-	/* A patch that is whole, in one segment, and the reset that starts it. */
+	/* Download a complete patch in one segment, and start it with a reset. */
 	static void load_patch(host &peer)
 	{
 		EXPECT_EQ(peer.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 " + zeros_8 + " " +
@@ -107,7 +107,7 @@ TEST_P(SimHosts, IsBroughtUpWithoutARefusal)
 			load_patch(peer);
 		for (const std::string &command : *GetParam().commands) {
 			const std::string done = peer.ask(command);
-			/* A Command Complete for this command, with a credit and success. */
+			/* Command Complete for this command, with a credit and success. */
 			EXPECT_EQ(done.substr(0, 5), "04 0E") << command;
 			EXPECT_EQ(done.substr(9, 11), "01 " + command.substr(3, 5) + " 00")
 				<< command;
@@ -141,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(Of, SimHosts, testing::ValuesIn(hosts), [](const auto &
 	return name;
 });
 
-/* An independent reader tells by name which commands the mask has; all of them are there. */
+/* An independent analyser prints the mask's commands by name: all are answered. */
 TEST_F(SimulatorTest, EveryCommandOfTheMaskIsKnownToAnotherReader)
 {
 	if (!is_installed("btmon"))

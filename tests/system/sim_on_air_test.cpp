@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Several simulators on one air: tests are counted, beacons are heard, and nobody is lost. */
+/* Several simulators on one air: tests count packets, scans hear beacons, none is lost. */
 #include "tests/system/sim_program.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 class SimAir : public SimProgram
 {
       protected:
-	/* A simulator behind a link of this name, on the one air. */
+	/* Start a simulator with this link name on the shared air. */
 	program join(const char *name, std::vector<std::string> more = {})
 	{
 		more.insert(more.begin(),
@@ -20,7 +20,7 @@ class SimAir : public SimProgram
 		return sim;
 	}
 
-	/* What a scan from outside lists. */
+	/* The list of an outside scan. */
 	std::string scanned()
 	{
 		program scan;
@@ -42,7 +42,7 @@ TEST_F(SimAir, ATransmitterTestIsCountedByAnotherSimulator)
 		<< "nobody transmits";
 	EXPECT_EQ(transmitter.say(transmitter_test, 7),
 		  std::string("\x04\x0E\x04\x01\x1E\x20\x00", 7));
-	/* One each 625 us, as soon as the other simulator has heard of the test. */
+	/* A packet each 625 us, once the other simulator knows of the test. */
 	EXPECT_TRUE(comes_true([&] {
 		receiver.say(receiver_test, 7);
 		usleep(10'000);
@@ -90,7 +90,7 @@ TEST_F(SimAir, ATransmitterTestThatEndsFirstIsCountedAllTheSame)
 	host transmitter(link("one"));
 	host receiver(link("two"));
 
-	/* Again where the other simulator came too late to hear of the end. */
+	/* Repeated if the other simulator joined too late to hear of the end. */
 	EXPECT_TRUE(comes_true([&] {
 		receiver.say(receiver_test, 7);
 		transmitter.say(transmitter_test, 7);
@@ -104,7 +104,7 @@ TEST_F(SimAir, ATransmitterTestThatEndsFirstIsCountedAllTheSame)
 static const std::string beacon = "02 01 06 1A FF 4C 00 02 15 00 11 22 33 44 55 66 77 88 99 AA BB "
 				  "CC DD EE FF 00 01 02 03 C5";
 
-/* Puts beacon number `minor` on the air, each 100 ms. */
+/* Puts beacon `minor` on the air, every 100 ms. */
 static void advertise(host &peer, const std::string &minor)
 {
 	peer.ask("01 0A 20 01 00");
@@ -112,7 +112,7 @@ static void advertise(host &peer, const std::string &minor)
 	peer.ask("01 0A 20 01 01");
 }
 
-/* A Qualcomm controller that works. */
+/* Starts a Qualcomm controller. */
 static void load_patch(host &peer)
 {
 	peer.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
@@ -143,7 +143,7 @@ TEST_F(SimAir, ASecondHostHearsEachBeaconOfARotation)
 					   beacon.substr(0, beacon.size() - 5) + minor + " C5 B9";
 		advertise(sender, minor);
 		std::string heard = listener.next_event();
-		while (!before.empty() && heard == before) /* it had not been read yet */
+		while (!before.empty() && heard == before) /* still the old report */
 			heard = listener.next_event();
 		for (int i = 0; i < 3; i++, heard = listener.next_event())
 			EXPECT_EQ(heard, report);
@@ -183,7 +183,7 @@ TEST_F(SimAir, WhoWasKilledIsNotOnTheAirAnyMore)
 
 TEST_F(SimAir, TwoSandboxesHaveTwoNames)
 {
-	/* Each with processes of its own, so that both simulators have the same number. */
+	/* Separate PID namespaces, so that both simulators have the same process id. */
 	const auto boxed = [&](const char *name) {
 		start({ "/usr/bin/unshare", "--pid", "--fork", "--kill-child", built("vorlin-sim"),
 			"--controller", "qualcomm", "--link", link(name), "--air", link("air"),

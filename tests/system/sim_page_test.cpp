@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Sentences of the simulator's manual page that no other test tries, each as a user would. */
+/* Sentences of the simulator's manual page that no other test checks, used as a user would. */
 #include "tests/system/sim_program.h"
 
 #include <csignal>
@@ -9,7 +9,7 @@
 class SimPage : public SimProgram
 {
       protected:
-	/* A simulator behind link(), unpaced, with its control socket. */
+	/* Start a simulator at link(), without pace, with its control socket. */
 	program start_controlled(std::vector<std::string> more = {})
 	{
 		more.insert(more.begin(),
@@ -23,7 +23,7 @@ class SimPage : public SimProgram
 		return sim;
 	}
 
-	/* One test of the radio on the air, and off again. */
+	/* Start a transmitter test, and end it. */
 	static void be_on_air(host &peer)
 	{
 		peer.say(transmitter_test, 7);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The simulator as a program of its own, and the packets that its tests send. */
+/* The simulator as a separate program, and the packets that its tests send. */
 #pragma once
 
 #include "tests/system/sim_host.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The simulator as a program: its start, its end, its link, its sockets. */
+/* The simulator as a program: start, end, link, sockets. */
 #include "tests/system/sim_program.h"
 
 #include <algorithm>
@@ -74,7 +74,7 @@ TEST_F(SimProgram, WhatIsWrittenAtTheEndIsTriedAtTheStartAndLeftAsItIs)
 	EXPECT_TRUE(content_of(folder + "/report").starts_with("<svg "));
 }
 
-/* /dev/full takes nothing: what is there on a device whose disk is full. */
+/* /dev/full acts as a full disk. */
 TEST_F(SimProgram, ARecordThatCannotBeWrittenIsToldOnceAndInTheStatus)
 {
 	static const struct {
@@ -215,7 +215,7 @@ TEST_F(SimProgram, AFastHostIsBroughtToThePaceOfTheLine)
 		EXPECT_EQ(peer.say(many, 15 * 2000).size(), 15u * 2000);
 	}
 	EXPECT_EQ(stop(sim, SIGTERM), 0);
-	/* 30000 bytes of ten bits are on the line for 0.3 s, however fast both ends are. */
+	/* 30000 bytes of ten bits take 0.3 s on the line, however fast both ends are. */
 	const std::string log = content_of(folder + "/log");
 	const size_t last = log.rfind("{\"t\":") + 5;
 	EXPECT_GT(std::stod(log.substr(last)), 0.3);

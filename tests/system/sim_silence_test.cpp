@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The daemon against the faults that let it wait its whole five seconds for an event. */
+/* The daemon with the faults that make it wait the full five seconds for an event. */
 #include "tests/system/sim_stage.h"
 
 class SimSilence : public SimulatorTest

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the tests of the simulator share: its control socket, and the daemon in front of it. */
+/* Shared by the tests of the simulator: its control socket, and the daemon that uses it. */
 #pragma once
 
 #include "tests/system/stage.h"
@@ -27,7 +27,7 @@ inline size_t count_of(const std::string &text, const std::string &part)
 class SimulatorTest : public SystemTest
 {
       protected:
-	/* A command to the running simulator; what it says. */
+	/* Send a command to the running simulator; returns its reply. */
 	std::string control(const std::string &command)
 	{
 		program client;
@@ -38,7 +38,7 @@ class SimulatorTest : public SystemTest
 		return content_of(client.out);
 	}
 
-	/* Simulator and daemon; `more` are the simulator's further options. */
+	/* Start simulator and daemon; `more` are further options of the simulator. */
 	void start_both(const std::string &controller, std::vector<std::string> more = {})
 	{
 		const std::vector<std::string> always = { "--baud", "0", "--control",
@@ -60,7 +60,7 @@ class SimulatorTest : public SystemTest
 		return fresh;
 	}
 
-	/* A command to the daemon, waited for; what it prints. */
+	/* Give the daemon a command and wait; returns what it prints. */
 	std::string ask(const std::vector<std::string> &words)
 	{
 		printed_now();
@@ -68,14 +68,14 @@ class SimulatorTest : public SystemTest
 		return printed_now();
 	}
 
-	/* Set a fault and ask the daemon for the address; what it prints. */
+	/* Set a fault and ask the daemon for the address; returns what it prints. */
 	std::string address_with(const std::string &fault)
 	{
 		control("fault " + fault);
 		return ask({ "show", "mac" });
 	}
 
-	/* The daemon is in order: a controller, and an exchange with it that works. */
+	/* Check that the daemon has a controller, and that an exchange with it works. */
 	void expect_health(const char *after)
 	{
 		EXPECT_EQ(control("faults").find("(struck 0)"), std::string::npos)
@@ -85,7 +85,7 @@ class SimulatorTest : public SystemTest
 		EXPECT_EQ(segment->config.opt.status, BLE_STATUS_AVAILABLE) << "after " << after;
 	}
 
-	/* The link is opened anew: whatever was still under way on it is gone. */
+	/* Make the daemon reopen the line: bytes still on the way are dropped. */
 	void reset_link()
 	{
 		ask({ "config", "ble-reset", "hard" });

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * Every fault and every quirk of the simulator on every kind of controller, and the values that
- * come back through the shipped daemon: what its design gives, right or wrong, and why.
+ * Every fault and quirk of the simulator on every kind of controller, and the values that the
+ * shipped daemon then prints: right or wrong as its design makes them, and why.
  */
 #include "tests/system/sim_stage.h"
 
@@ -11,15 +11,15 @@
 #include <sstream>
 #include <stdexcept>
 
-/* A value that the daemon reads out of a controller. */
+/* A value that the daemon reads from a controller. */
 struct readout {
 	const char *opcode;
-	const char *line; /* the command as the simulator records it */
+	const char *line; /* the command in the simulator's record */
 	int value_at;     /* the first byte of the value in the answer */
 	std::vector<std::string> words;
-	const char *label;  /* what the value is printed behind */
-	const char *right;  /* null: what the kind has at its start */
-	const char *failed; /* printed for a failure beside its reason */
+	const char *label;  /* printed before the value */
+	const char *right;  /* null: the default of the kind */
+	const char *failed; /* printed for a failure, after its reason */
 };
 
 // clang-format off
@@ -42,15 +42,15 @@ constexpr size_t PARAM = 3;
 static const char ALL[] = "ti-06 ti-08 qualcomm";
 
 /*
- * Values are in the order of the readouts: R is the right one, - no answer, !1f the error 0x1f,
- * ~ the right one with its highest bit turned, x nothing asked and nothing told, . not tried.
+ * Values in the order of the readouts: R the right one, - no answer, !1f the error 0x1f, ~ the
+ * right one with its highest bit inverted, x nothing sent and nothing printed, . not tested.
  */
 struct fault_row {
-	const char *fault; /* % is where the value begins */
+	const char *fault; /* % is the position of the value */
 	const char *kinds;
 	const char *values;
-	const char *rest; /* bytes that end the wait of a daemon that is left within an event */
-	const char *next; /* the transmit power, asked for right after the address */
+	const char *rest; /* bytes that end the daemon's wait within an event */
+	const char *next; /* the transmit power, read right after the address */
 	const char *why;
 };
 
@@ -117,13 +117,13 @@ static const fault_row fault_rows[] = {
 	  "no command of these is as long" },
 };
 
-/* What is wrong from the start on: how the daemon starts, its values, and a beacon that it starts. */
+/* Wrong from the start: the daemon's status, its values, and the result of a beacon start. */
 struct start_row {
 	const char *option;
 	const char *kinds;
-	const char *status; /* after the start */
+	const char *status; /* after the daemon's start */
 	const char *values;
-	const char *beacon; /* the status after the start of one, and whether it is on the air */
+	const char *beacon; /* the status after a beacon start, and whether it is on the air */
 	const char *why;
 };
 
@@ -185,7 +185,7 @@ static std::vector<std::string> words_of(const std::string &text)
 class SimValues : public SimulatorTest, public testing::WithParamInterface<const char *>
 {
       protected:
-	/* Both programs; a patch for the controller that wants one. */
+	/* Start both programs, with a patch file if the controller needs one. */
 	void start(const std::string &option)
 	{
 		program maker;
@@ -199,7 +199,7 @@ class SimValues : public SimulatorTest, public testing::WithParamInterface<const
 		set_values();
 	}
 
-	/* A daemon within an event hears nothing else. */
+	/* A daemon within an event handles nothing else. */
 	void end()
 	{
 		stop(daemon, SIGKILL);
@@ -216,12 +216,12 @@ class SimValues : public SimulatorTest, public testing::WithParamInterface<const
 		return i != PARAM || kind() != "qualcomm";
 	}
 
-	/* Values that no other can be taken for. */
+	/* Values that differ from all others. */
 	void set_values()
 	{
 		if (has(PARAM))
 			ask({ "config", "gap-param", "21", "4660" });
-		if (kind() == "ti-06") /* its usual one, 4, is how an event begins */
+		if (kind() == "ti-06") /* its default, 4, is also an event's first byte */
 			ask({ "config", "txpower-index", "0" });
 	}
 
@@ -232,7 +232,7 @@ class SimValues : public SimulatorTest, public testing::WithParamInterface<const
 		return kind() == "ti-06" ? "E9" : kind() == "ti-08" ? "5" : "0";
 	}
 
-	/* What was printed, as it stands in the tables; anything else as it is. */
+	/* The printed text as a sign of the tables, or itself if there is none. */
 	static std::string value_of(const readout &what, const std::string &printed)
 	{
 		const std::string failed = what.failed;
@@ -253,7 +253,7 @@ class SimValues : public SimulatorTest, public testing::WithParamInterface<const
 		return value == right_value(what) ? "R" : value;
 	}
 
-	/* What the tables have of a value, for this kind of controller. */
+	/* A value of the tables, for this kind of controller. */
 	static std::string expected(const readout &what, const std::string &value)
 	{
 		const std::string right = right_value(what);
@@ -278,14 +278,14 @@ class SimValues : public SimulatorTest, public testing::WithParamInterface<const
 		return count;
 	}
 
-	/* What is printed may be older than the command, which comes to the line all the same. */
+	/* The printed value may come from an older event; the command must be on the line too. */
 	void expect_on_the_line(const readout &what, size_t count)
 	{
 		EXPECT_TRUE(comes_true([&] { return on_the_line(what) >= count; }));
 		EXPECT_EQ(on_the_line(what), count) << "commands on the line";
 	}
 
-	/* A value is read out, with bytes to end the wait if the fault leaves the daemon in one. */
+	/* Read a value; `rest` ends the wait if the fault leaves the daemon within an event. */
 	std::string read_out(const readout &what, const std::string &rest = "")
 	{
 		printed_now();
@@ -329,7 +329,7 @@ class SimValues : public SimulatorTest, public testing::WithParamInterface<const
 			return start("--seed=1");
 		}
 		if (i == COUNT)
-			ask(what.words); /* a test whose end failed is still on */
+			ask(what.words); /* a test whose end failed still runs */
 		EXPECT_EQ(read_out(readouts[ADDRESS]), "R") << "nothing is left on the line";
 	}
 };
@@ -382,7 +382,7 @@ TEST_P(SimValues, WithEachQuirkAndFaultOfAStartAreAsTheTableSays)
 	}
 }
 
-/* The names in the left column of a help. */
+/* The names in the left column of a help text. */
 static std::set<std::string> names_of(const std::string &help)
 {
 	std::set<std::string> names;

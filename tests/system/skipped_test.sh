@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# At the end of ./run test stands why a test did not run, as each kind of test says it.
+# ./run test ends with the reason of each skipped test, in the form of each kind of test.
 # usage: skipped_test.sh
 
 set -u

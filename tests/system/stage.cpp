@@ -59,7 +59,7 @@ bool SystemTest::segment_exists()
 	return shmget(static_cast<key_t>(BLE_SHM_KEY), 0, 0600) >= 0;
 }
 
-/* What a killed daemon leaves behind must not meet the next test. */
+/* A killed daemon leaves them; the next test must not find them. */
 static void remove_ipc_objects()
 {
 	const int sem = semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600);
@@ -168,8 +168,8 @@ ble_segment *SystemTest::attach()
 }
 
 /*
- * True when the daemon looks for its manufacturing data, which no test machine has: its handlers
- * are installed by then. What the kernel tells of handlers holds for no emulated process.
+ * True when the daemon has looked for its manufacturing data, which no test machine has: its
+ * handlers are installed before. In an emulator the kernel's list of handlers is the emulator's.
  */
 static bool may_be_signalled(const program &daemon)
 {
@@ -185,10 +185,10 @@ program SystemTest::start_daemon()
 	segment = nullptr;
 	if (comes_true([&] { return may_be_signalled(daemon) || has_ended(daemon.pid); }))
 		segment = attach();
-	/* Without a segment there is nothing that the rest of the test could look at. */
+	/* Without a segment the rest of the test would crash. */
 	if (!segment)
 		throw std::runtime_error("vorlind does not start: " + content_of(daemon.err));
-	say_and_wait(daemon, { "show", "version" }); /* its answer shows that the loop runs */
+	say_and_wait(daemon, { "show", "version" }); /* the answer shows that the loop runs */
 	daemon.ready = content_of(daemon.err).size();
 	return daemon;
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The stage of the system tests: the shipped programs, started as a device would start them,
- * and the segment as a client sees it. Runs inside tools/sandbox, which keeps the global
- * names (segment keys, device paths, process name) to itself.
+ * The set-up of the system tests: starts the shipped programs as a device does, and attaches to
+ * the segment as a client does. Runs inside tools/sandbox, which has its own global names
+ * (segment keys, device paths, process name).
  */
 #pragma once
 
@@ -15,37 +15,37 @@
 #include <sys/types.h>
 #include <vector>
 
-/* Whether this test is a program of another processor, in an emulator. */
+/* True if this test was built for another processor and runs in an emulator. */
 #ifdef VORLIND_EMULATED
 constexpr bool is_emulated = true;
 #else
 constexpr bool is_emulated = false;
 #endif
 
-/* A started program; what it prints goes to files of its own. */
+/* A started program; its output goes to two files. */
 struct program {
 	pid_t pid = -1;
 	std::string out;  /* path of its standard output */
 	std::string err;  /* path of its standard error */
-	size_t ready = 0; /* bytes on standard error when it was ready */
+	size_t ready = 0; /* bytes on its standard error when it was ready */
 };
 
-/* What a file holds, empty if there is none. */
+/* The content of a file; empty if there is none. */
 std::string content_of(const std::string &path);
 
 /*
- * How long anything may take. Only what hangs takes so long, on a machine however busy and under
- * valgrind or an emulator: no verdict hangs on how fast one is.
+ * The limit for every wait. Only a hang takes so long, even on a busy machine, under valgrind or
+ * in an emulator: no result depends on speed.
  */
 constexpr std::chrono::seconds PATIENCE(180);
 
-/* True when a child has ended; it stays a zombie for whoever waits for it. */
+/* True when a child has ended; leaves the zombie to a later wait. */
 bool has_ended(pid_t child);
 
 /* The same for poll. */
 constexpr int PATIENCE_MS = std::chrono::milliseconds(PATIENCE).count();
 
-/* True as soon as `condition` holds; false if it does not for as long as PATIENCE. */
+/* Wait until `condition` is true; false if it is not within PATIENCE. */
 bool comes_true(const std::function<bool()> &condition);
 
 class SystemTest : public testing::Test
@@ -57,50 +57,50 @@ class SystemTest : public testing::Test
 	/* The path of a program of the build under test. */
 	static std::string built(const std::string &name);
 
-	/* A path as a shell takes it for one word, whatever folder it is in. */
+	/* A path quoted as one word for the shell. */
 	static std::string quoted(const std::string &path);
 
-	/* Start a program in the test's folder; it is killed at the end if it still runs. */
+	/* Start a program in the test's folder; TearDown kills it if it still runs. */
 	program start(const std::vector<std::string> &words);
 
-	/* Start vorlind and wait until it has answered a "show version"; ends the test if not. */
+	/* Start vorlind and wait until it has answered "show version"; if not, end the test. */
 	program start_daemon();
 
-	/* What the daemon has printed to standard error since it was ready. */
+	/* The daemon's standard error since it was ready. */
 	static std::string printed(const program &daemon);
 
-	/* Start vorlin-sim behind /dev/ttyMSM1 and wait until it can be opened, or end the test. */
+	/* Start vorlin-sim at /dev/ttyMSM1 and wait until that opens; if not, end the test. */
 	program start_simulator(const std::string &controller,
 				const std::vector<std::string> &options = {});
 
-	/* Send a signal and wait for the end: the exit status, 128 + number if a signal ended it.
+	/* Send a signal and wait for the end: the exit status, 128 + number if killed by a signal.
 	 */
 	int stop(const program &of, int signo);
 	int wait_for_end(const program &of);
 
-	/* Run a program to its end: its exit status; what it printed is in `of`. */
+	/* Run a program to its end: its exit status; `of` has its output. */
 	int run(const std::vector<std::string> &words, program *of);
 
 	/* Attach to the daemon's segment; null if there is none. */
 	ble_segment *attach();
 
-	/* What a client does: lock, words, cmd_doing, unlock, SIGUSR1. */
+	/* Do what a client does: lock, words, cmd_doing, unlock, SIGUSR1. */
 	void say(const program &daemon, const std::vector<std::string> &words);
 
 	/*
-	 * The same with the lock kept until the daemon asks for it, so that no round is under way
-	 * but the command's own; then wait until that has cleared cmd_doing.
+	 * The same, but keep the lock until the daemon waits for it: then the daemon's current
+	 * round is that of this command. Then wait until the daemon has cleared cmd_doing.
 	 */
 	void say_and_wait(const program &daemon, const std::vector<std::string> &words);
 
-	/* How many processes wait for the lock. */
+	/* The number of processes that wait for the lock. */
 	static int waiting_for_lock();
 
 	static bool semaphore_exists();
 	static bool segment_exists();
 
-	std::string folder;             /* of the test's own, and where the programs start */
-	ble_segment *segment = nullptr; /* once a daemon was started */
+	std::string folder;             /* the test's own; the programs start in it */
+	ble_segment *segment = nullptr; /* set when a daemon was started */
 
       private:
 	void write_words(const std::vector<std::string> &words);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the shipped daemon says around it: console, event log, access controller; and its MRD. */
+/* The shipped daemon's surroundings: console, event log, access controller, manufacturing data. */
 #include "tests/system/line.h"
 #include "tests/system/stage.h"
 
@@ -17,7 +17,7 @@
 
 using strings = std::vector<std::string>;
 
-/* A terminal, whose far end is held and never read. */
+/* A terminal whose far end is open but never read. */
 struct Pty {
 	Pty() : master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
 	{
@@ -35,7 +35,7 @@ struct Pty {
 	std::string name;
 };
 
-/* The device's own places, which only a sandbox of its own has for the taking. */
+/* Uses paths that only a private sandbox lets a test replace. */
 class Surroundings : public SystemTest
 {
       protected:
@@ -45,7 +45,7 @@ class Surroundings : public SystemTest
 		if (!sandbox || strcmp(sandbox, "private") != 0)
 			GTEST_SKIP() << "console and sockets of the machine are not for a test";
 		SystemTest::SetUp();
-		/* A pipe keeps every line, though the daemon opens it anew for each. */
+		/* A pipe keeps all lines, although the daemon reopens it for each. */
 		std::filesystem::remove("/dev/console");
 		ASSERT_EQ(mkfifo("/dev/console", 0600), 0);
 		console_fd = open("/dev/console", O_RDWR | O_NONBLOCK | O_CLOEXEC);
@@ -67,7 +67,7 @@ class Surroundings : public SystemTest
 		std::ofstream("/dev/console") << "";
 	}
 
-	/* What was traced since the last call; line numbers are N. */
+	/* The traces since the last call; line numbers are N. */
 	std::string console() const
 	{
 		const std::string raw = read_all(console_fd);
@@ -85,7 +85,7 @@ class Surroundings : public SystemTest
 		return text;
 	}
 
-	/* The next line of the event log, without what syslog puts before it; "" if none comes. */
+	/* The next line of the event log without syslog's prefix; "" if none comes. */
 	std::string logged() const
 	{
 		char text[512] = "";
@@ -106,7 +106,7 @@ class Surroundings : public SystemTest
 		const int one = accept4(report_fd, nullptr, nullptr, SOCK_CLOEXEC);
 		std::string text;
 		char byte;
-		while (read(one, &byte, 1) == 1) /* to the end: the daemon closes it */
+		while (read(one, &byte, 1) == 1) /* to the end: the daemon closes the connection */
 			text += byte;
 		close(one);
 		return text;
@@ -170,7 +170,7 @@ TEST_F(Surroundings, EachCategoryTracesItsOwnLines)
 
 	const auto traced = [&](const std::string &level, const strings &words) {
 		say_and_wait(daemon, { "config", "debug-level", level });
-		console(); /* the round that sets it is traced as well */
+		console(); /* drops the traces of the round that sets it */
 		say_and_wait(daemon, words);
 		return console();
 	};
@@ -207,7 +207,7 @@ TEST_F(Surroundings, EachCategoryTracesItsOwnLines)
 TEST_F(Surroundings, AConsoleThatNobodyReadsIsNotWaitedFor)
 {
 	Line line("ti-08");
-	const Pty terminal; /* with room for a few thousand bytes */
+	const Pty terminal; /* its buffer has a few thousand bytes */
 	std::filesystem::remove("/dev/console");
 	std::filesystem::create_symlink(terminal.name, "/dev/console");
 	const program daemon = start_daemon();
@@ -269,7 +269,7 @@ TEST_F(Surroundings, TheAddressOfTheManufacturingDataIsTheControllers)
 	const std::string mrd = folder + "/mrd";
 	std::ofstream(mrd, std::ios::binary) << std::string(232, 'x') << "\x10\x32\x54\x76\x98\xFB";
 	setenv("VORLIND_TEST_MRD", mrd.c_str(), 1);
-	/* A list of names with spaces between them: the build's folder may have one in its own. */
+	/* LD_PRELOAD is split at spaces, and the build folder's path may have one. */
 	const std::string shim = folder + "/mrd_shim.so";
 	std::filesystem::create_symlink(built("tests/libmrd_shim.so"), shim);
 	setenv("LD_PRELOAD", shim.c_str(), 1);

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The demo on a terminal shows what that can show. Run in tools/sandbox.
+# The demo uses what the terminal can display. Run in tools/sandbox.
 # usage: terminal_test.sh BUILD
 
 set -u
@@ -26,7 +26,7 @@ show() # COLUMNS LINES VARIABLE=VALUE...
 	env TERM=xterm LANG=C.UTF-8 "$@" script -qec \
 		"stty $size && tools/demo '$build' ti-08 1" "$scratch/typescript" >/dev/null </dev/null ||
 		fail "the demo with $* ends with $?"
-	sed '1d;$d' "$scratch/typescript" >"$scratch/shown" # what script says itself
+	sed '1d;$d' "$scratch/typescript" >"$scratch/shown" # without the lines of script itself
 }
 
 has()

@@ -33,7 +33,7 @@ traced::~traced()
 	kills();
 }
 
-/* Until it stops again; signals that are not ours are passed on. */
+/* Continue until it stops again; passes other signals on. */
 bool traced::goes_on(int request)
 {
 	if (!WIFSTOPPED(status))

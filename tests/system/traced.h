@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A vorlinctl that is stopped at a system call, or after any instruction. */
+/* Runs vorlinctl and stops it at a system call, or after any instruction. */
 #pragma once
 
 #include <string>
@@ -9,18 +9,18 @@
 class traced
 {
       public:
-	/* Start it, stopped before its first instruction; what it prints goes to `output`. */
+	/* Start it, stopped before its first instruction; its output goes to `output`. */
 	traced(const std::vector<std::string> &words, const std::string &output);
 	~traced();
 
-	/* Go on until it enters a call with one of these numbers, or comes back from it. */
+	/* Continue until it enters or leaves a call with one of these numbers. */
 	bool enters(const std::vector<long> &calls);
 	bool leaves();
 
-	/* One instruction; false when the process has ended. */
+	/* Execute one instruction; false when the process has ended. */
 	bool steps();
 
-	/* The number of the call that it stands before, -1 between two calls. */
+	/* The number of the call that it is about to make, else -1. */
 	long call() const;
 
 	void kills();
@@ -29,7 +29,7 @@ class traced
 		return pid;
 	}
 
-	/* Let it go on by itself to its end: the exit status, 128 + number if a signal ended it. */
+	/* Let it run to its end: the exit status, 128 + number if killed by a signal. */
 	int ends();
 
       private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The controller's address: from the user, from the manufacturing data, stored and sent. */
+/* The controller's address: from the user or the manufacturing data, stored and sent. */
 #include "ble/address.h"
 
 #include "tests/unit/fakes/fake_console.h"
@@ -14,7 +14,7 @@
 class Address : public DaemonTest
 {
       protected:
-	/* Manufacturing data with this base address, cut to `size` bytes. */
+	/* Write manufacturing data with this base address, cut to `size` bytes. */
 	void put_mrd(const std::string &base, size_t size = 400)
 	{
 		const std::string path = folder + "/mrd";

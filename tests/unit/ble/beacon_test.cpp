@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The payloads, which entries are on the air, and for how long. */
+/* The payloads; which entries are on the air, and for how long. */
 #include "ble/beacon.h"
 
 #include "tests/unit/fakes/fake_console.h"
@@ -10,7 +10,7 @@ static const char prefix[] = "0201061AFF4C000215";
 #define HEAD "02 01 06 1A FF 4C 00 02 15 E2 C5 6D B5 DF FB 48 D2 B0 60 D0 F5 A7 10 96 E0 "
 #define OK   "04 0E 04 01 0A 20 00"
 
-/* On a Qualcomm controller, whose commands are answered once each. */
+/* A Qualcomm controller: one event answers each command. */
 class Beacon : public DaemonTest
 {
       protected:
@@ -42,7 +42,7 @@ class Beacon : public DaemonTest
 			fake_answers(OK);
 	}
 
-	/* The payload that entry 1 alone is advertised with. */
+	/* The advertised payload when only entry 1 is active. */
 	std::string payload()
 	{
 		answer(3);
@@ -242,7 +242,7 @@ TEST_F(Beacon, TheDwellFollowsTheSettingWhileTheEntriesStay)
 			write_field(ble_config->interval, rows[n - 1].interval);
 		else
 			flag_cmd_change = 1;
-		write_field(ble_config->beacon[0].major, "9"); /* counts at the next start */
+		write_field(ble_config->beacon[0].major, "9"); /* takes effect at the next start */
 	};
 	answer(8);
 	EXPECT_EQ(do_beacon_advertising(ACTION_START), 0);
@@ -311,7 +311,7 @@ TEST_F(Beacon, TheAnnouncementIsTraced)
 		  "do_beacon_advertising(N) Change cmd_doing to 0\n");
 }
 
-/* The first command that is refused ends it; what is said, and where. */
+/* The first refused command ends the task; its messages. */
 static const struct {
 	const char *name;
 	const char *answers;

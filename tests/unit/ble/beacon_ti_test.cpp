@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The beacons of the TI controllers, where on the air means discoverable. */
+/* The beacons of the TI controllers, which advertise in the discoverable state. */
 #include "ble/beacon.h"
 
 #include "tests/unit/fakes/fake_console.h"
@@ -12,7 +12,7 @@
 #define DATA     "01 07 FE 20 01 1E 02 01 06 1A FF 4C 00 02 15 "
 #define UUID     "E2 C5 6D B5 DF FB 48 D2 B0 60 D0 F5 A7 10 96 E0 "
 
-/* Each command is answered by its status and then by the event that it is done. */
+/* Two events answer each command: its status, then its completion. */
 #define INIT_STATUS "04 FF 06 7F 06 00 00 FE 00 "
 #define INIT_DONE   "04 FF 2C 00 06 00 " ZEROS_16 ZEROS_16 "00 00 00 00 00 00 00 00 00 "
 #define END_DONE    "04 FF 06 7F 06 00 08 FE 00 04 FF 03 04 06 00 "
@@ -46,7 +46,7 @@ class TiBeacon : public DaemonTest, public testing::WithParamInterface<int32_t>
 		write_field(entry.measured_power, "197");
 	}
 
-	/* fake_heard() ends without the blank of the macros. */
+	/* With the space at the end that the macros have. */
 	static std::string heard()
 	{
 		const std::string bytes = fake_heard();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What is published about the controller, and the traces of a way that ends early. */
+/* The controller's identity in the segment, and the traces of a start-up that ends early. */
 #include "ble/chip.h"
 #include "tests/unit/fakes/fake_console.h"
 #include "tests/unit/fakes/fake_daemon.h"
@@ -12,7 +12,7 @@
 #define VERSION  "04 0E 0C 01 01 10 00 08 34 12 09 0D 00 78 56 "
 #define REVISION "04 FF 09 1B 04 00 1B FC 01 02 03 04 "
 
-/* The line is open and the controller known: the fixture's plug. */
+/* The fixture has opened the line; the controller is known. */
 class ChipInformation : public DaemonTest
 {
       protected:
@@ -44,7 +44,7 @@ class ChipInformation : public DaemonTest
 		return hex(ble_ipc.info, sizeof(ble_ipc.buf->info));
 	}
 
-	/* How a number of the processor's own stands in it. */
+	/* A number of native byte order as it is in that area. */
 	static std::string kind(uint32_t number)
 	{
 		return hex(&number, sizeof(number));
@@ -137,12 +137,12 @@ class ChipTraces : public DaemonTest
 
 	void TearDown() override
 	{
-		tty_deinit(); /* before a pty goes */
+		tty_deinit(); /* before the pty closes */
 		std::filesystem::current_path(before);
 		DaemonTest::TearDown();
 	}
 
-	/* The traces of a soft start, from the information on. */
+	/* The traces of a soft start from get_ble_all_status on. */
 	std::string traces_of(const table &answers)
 	{
 		PtyController controller(answers);

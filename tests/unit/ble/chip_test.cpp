@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A controller found, identified and brought up, and what each failure leaves. */
+/* Finding, identifying and starting a controller, and the state after each failure. */
 #include "ble/chip.h"
 
 #include "tests/unit/fakes/fake_console.h"
@@ -28,7 +28,7 @@ static const table qualcomm_answers = {
 	{ "01 14 FC", "04 0E 05 01 14 FC 00 00" },
 };
 
-/* Read Local Version Information as a controller of this version and maker answers it. */
+/* The answers, with this version and manufacturer in Read Local Version Information. */
 static table with_version(table answers, const char *version, const char *manufacturer)
 {
 	answers["01 01 10"] = std::string("04 0E 0C 01 01 10 00 ") + version + " 01 00 00 " +
@@ -53,12 +53,12 @@ class Chip : public DaemonTest
 
 	void TearDown() override
 	{
-		tty_deinit(); /* before the pty goes */
+		tty_deinit(); /* before the pty closes */
 		std::filesystem::current_path(before);
 		DaemonTest::TearDown();
 	}
 
-	/* Bring up a controller with these answers: the result; what it was told and printed. */
+	/* Bring up a controller with these answers; keeps what was sent and printed. */
 	int32_t bring_up(const table &answers, int32_t action = CHIP_INIT_SOFT)
 	{
 		PtyController controller(answers);
@@ -122,7 +122,7 @@ TEST_F(Chip, TheInformationAreaHoldsKindVersionAndRevisionAndNothingBehind)
 					    0x08, 0x01,           0x00, 0x00, 0x0D, 0x00, 0x00,
 					    0x02, /* 15: */ 0x04, 0xFF, 0x09, 0x1B, 0x04, 0x00,
 					    0x1B, 0xFC,           0x01, 0x02, 0x03, 0x04 };
-	uint32_t kind = 0; /* a number of the processor's own; what follows is the line's */
+	uint32_t kind = 0; /* native byte order; the bytes after it are those of the line */
 	memcpy(&kind, ble_ipc.info, sizeof(kind));
 	EXPECT_EQ(kind, 2U);
 	EXPECT_EQ(memcmp(ble_ipc.info + 4, events, sizeof(events)), 0);
@@ -245,7 +245,7 @@ TEST_F(Chip, AnOpenLineIsClosedAndOpenedAnewUnlessTheStatusIs0)
 		  0U);
 	dbg_level = 0;
 
-	/* Status 0 with the line open is a client's doing: the daemon meets its own lock. */
+	/* Only a client can set status 0 with the line open: the daemon meets its own lock. */
 	ble_config->opt.status = 0;
 	PtyController controller(with_version(ti_answers, "08", "0D 00"));
 	fake_file("/dev/ttyMSM1", controller.path);
@@ -257,13 +257,13 @@ TEST_F(Chip, AnOpenLineIsClosedAndOpenedAnewUnlessTheStatusIs0)
 	close(own);
 }
 
-/* The step that fails ends it with its result; the status stays 2. */
+/* The step that fails ends the start-up with its result; the status stays 2. */
 static const struct {
 	const char *command;
 	const char *answer;
 	int32_t result;
 	const char *printed;
-	size_t commands; /* sent in all */
+	size_t commands; /* sent in total */
 } failures[] = {
 	{ "01 1D FC", "04 FF 05 1D 04 01 1D FC", 1, "WARNING: func_reset_system_cmd() failed.\n",
 	  4 },
@@ -284,7 +284,7 @@ TEST_F(Chip, TheFirstFailingStepEndsItWithStatus2)
 	for (const auto &failure : failures) {
 		SCOPED_TRACE(failure.command);
 		table answers = with_version(ti_answers, "06", "0D 00");
-		/* The one parameter in place of all four. */
+		/* Only GAP parameters 06 and 07 succeed: 08 gets the failure. */
 		if (std::string(failure.command).starts_with("01 30 FE")) {
 			answers.erase("01 30 FE");
 			answers["01 30 FE 03 06"] = ti_answers.at("01 30 FE");
@@ -326,7 +326,7 @@ TEST_F(Chip, NoneLeavesTheAddressAloneInExactlyThisSpelling)
 	EXPECT_EQ(bring_up(answers), 0);
 	EXPECT_EQ(heard.back(), "01 01 FC 01 0C");
 	for (const char *mac : { "none", "", "1234567890123" }) {
-		write_field(ble_config->mac, mac); /* the last one fills the field without a NUL */
+		write_field(ble_config->mac, mac); /* the last row fills the field without a NUL */
 		EXPECT_EQ(bring_up(answers), -1) << mac;
 		EXPECT_EQ(printed, "WARNING: hci_fun_set_bdaddr() failed.\n");
 		EXPECT_EQ(heard.back(), "01 01 FC 01 0C");

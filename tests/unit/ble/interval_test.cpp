@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The advertising interval: what each controller is told for which milliseconds. */
+/* The advertising interval: what each controller gets for which milliseconds. */
 #include "ble/interval.h"
 
 #include "tests/unit/fakes/fake_console.h"

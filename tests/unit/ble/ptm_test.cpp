@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The radio tests: limits, results, and the status they leave. */
+/* The production tests: limits, results, and the status after them. */
 #include "ble/ptm.h"
 
 #include "tests/unit/fakes/fake_console.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The beacon tasks: guards, what is remembered, and the order of stop and start. */
+/* The beacon tasks: checks, the stored action, and the order of stop and start. */
 #include "ble/task.h"
 
 #include "tests/unit/fakes/fake_console.h"

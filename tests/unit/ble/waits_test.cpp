@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Which waits a command or an attach event may cut short, and which the controller needs whole. */
+/* Which waits a command or an attach event may cut short, and which it must not. */
 #include "ble/beacon.h"
 #include "ble/task.h"
 #include "daemon/event_loop.h"
@@ -16,13 +16,13 @@ class Waits : public DaemonTest
       protected:
 	struct wait {
 		unsigned microseconds;
-		bool holds_commands; /* SIGUSR1 and SIGUSR2 */
-		bool holds_the_end;  /* SIGINT or SIGTERM */
+		bool holds_commands; /* blocks SIGUSR1 and SIGUSR2 */
+		bool holds_the_end;  /* blocks SIGINT or SIGTERM */
 
 		bool operator==(const wait &) const = default;
 	};
 
-	/* The waits of an action; no signal is held back after it. */
+	/* The waits of an action; checks that no signal is blocked after it. */
 	template <typename Action> std::vector<wait> waits_of(Action action)
 	{
 		std::vector<wait> waits;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Beacons and settings as a file: what is read, what is refused, what comes back. */
+/* Beacons and settings as a file: what is accepted, what is refused, what is written. */
 #include "client/settings/apply.h"
 
 #include "client/settings/fields.h"
@@ -162,7 +162,7 @@ TEST_F(Apply, FieldsThatTheDaemonDoesNotReadAreLeftOutWithANote)
 	ASSERT_TRUE(edit_by_plan(&record, &the_plan));
 	EXPECT_STREQ(record.beacon[0].mac, "NONE");
 	EXPECT_STREQ(record.beacon[0].major, "7");
-	strcpy(record.beacon[3].mac, "A1B2C3D4E5F6"); /* as the daemon does for every one */
+	strcpy(record.beacon[3].mac, "A1B2C3D4E5F6"); /* the daemon writes it into every entry */
 	const std::string text = saved(record);
 	EXPECT_EQ(text.find("--mac"), std::string::npos) << text;
 	EXPECT_EQ(text.find("beacon 4"), std::string::npos) << text;
@@ -172,7 +172,7 @@ TEST_F(Apply, FieldsThatTheDaemonDoesNotReadAreLeftOutWithANote)
 
 TEST_F(Apply, AFieldThatCouldNotBeReadBackIsNotSaved)
 {
-	strcpy(record.mac, ""); /* as without manufacturing data */
+	strcpy(record.mac, ""); /* its value without manufacturing data */
 	memset(record.interval, 'x', sizeof(record.interval));
 	memset(record.beacon[0].uuid, '\xff', sizeof(record.beacon[0].uuid));
 	const std::string text = saved(record);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Changes to beacons and settings: what a line does to the record, and what it is told. */
+/* Changes to beacons and settings: the effect of a line on the record, and its messages. */
 #include "client/settings/edit.h"
 
 #include "client/settings/fields.h"
@@ -24,7 +24,7 @@ class Edit : public testing::Test
 				   nullptr);
 	}
 
-	/* The fault of words that must not be taken. */
+	/* The message for words that must be refused. */
 	std::string fault_of(const std::vector<const char *> &words)
 	{
 		return edit(words) ? "no fault" : wrong.text;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What each text field takes from a user, and what stands in it then. */
+/* What each text field accepts from a user, and what it then contains. */
 #include "client/settings/fields.h"
 
 #include <cstring>
@@ -11,7 +11,7 @@ static const text_field *field_named(const text_field *fields, const char *name)
 	return find_field(fields, name, strlen(name));
 }
 
-/* The field's text for what the user wrote, or "refused". */
+/* The field's text for the user's text, or "refused". */
 static std::string reading(const text_field *fields, const char *name, const char *text)
 {
 	char value[FIELD_TEXT] = "";

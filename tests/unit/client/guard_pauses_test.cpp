@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-/* How long vorlinctl guard waits from one step to the next. */
+/* How long vorlinctl guard waits between two steps. */
 #include "client/cli/output.h"
 #include "client/commands/guard.h"
 
 #include <gtest/gtest.h>
 #include <vector>
 
-/* Seconds, to the nearest: the clock goes on while the steps are taken. */
+/* Rounded seconds: the clock goes on during the steps. */
 static int64_t seconds_until(int64_t moment)
 {
 	return (moment - now() + 500) / 1000;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the client makes of the daemon's messages, of codes, and how it writes JSON. */
+/* How the client reads the daemon's messages and error codes, and writes JSON. */
 #include "client/link/messages.h"
 
 #include "client/cli/output.h"
@@ -69,7 +69,7 @@ TEST(Messages, OnlyWhatIsSaidBetweenBeginAndStopIsTaken)
 	messages m;
 	outcome end = {};
 
-	/* This process plays the daemon: its standard error is a file. */
+	/* This process acts as the daemon, with a file as standard error. */
 	ASSERT_EQ(dup2(file, STDERR_FILENO), STDERR_FILENO);
 	dprintf(file, "GAP Param ID: 1, Value: 1\n");
 	messages_begin(&m, getpid());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The daemon's options as the client checks them, and the categories of its trace. */
+/* How the client checks the daemon's options, and the trace categories. */
 #include "client/commands/daemon_options.h"
 
 #include <gtest/gtest.h>

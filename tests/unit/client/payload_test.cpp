@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The 30 bytes of a beacon as the client shows them. */
+/* How the client shows the 30 bytes of a beacon. */
 #include "client/settings/payload.h"
 
 #include "client/settings/fields.h"

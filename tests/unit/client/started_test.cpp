@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What was started, noted in the segment: whether what is set still is what is on the air. */
+/* The note of a start in the segment: shows whether the settings have changed since then. */
 #include "client/settings/started.h"
 
 #include "client/settings/fields.h"
@@ -91,7 +91,7 @@ TEST_F(Started, EachFieldOfThePayloadCounts)
 		field[0] = before;
 		EXPECT_FALSE(differs(0));
 	}
-	strcpy(entry.measured_power, "19"); /* NONE fills the field */
+	strcpy(entry.measured_power, "19"); /* NONE fills the field, without a NUL */
 	memcpy(entry.measured_power, "NONE", 4);
 	EXPECT_FALSE(differs(0)) << "the record's power is the same";
 	strcpy(segment.config.measured_power, "200");

@@ -16,7 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/* Keys of the test's own; the process id keeps parallel runs apart. */
+/* Keys of this test only: with the process id, because tests run in parallel. */
 static uint32_t own_key()
 {
 	return 0x0BADC000U + static_cast<uint32_t>(getpid());
@@ -285,7 +285,7 @@ TEST_F(Ipc, TheLayerIsTraced)
 	EXPECT_EQ(console(), "");
 }
 
-/* The real keys: only where nobody uses them. */
+/* Uses the real keys: skipped where a daemon uses them. */
 class IpcInit : public DaemonTest
 {
       protected:
@@ -368,7 +368,7 @@ TEST_F(IpcInit, WhatACrashLeftButCannotBeTakenOverIsTold)
 {
 	bleipc_sem left = {};
 	ASSERT_GE(bleipc_semget(&left, BLE_SEM_KEY, 0, 1), 0);
-	fake_refuse("semget", EACCES, 1); /* the creation meets it, the attaching fails */
+	fake_refuse("semget", EACCES, 1); /* creation meets the old one, attaching fails */
 	EXPECT_EQ(stderr_of([] { EXPECT_EQ(ipc_init(), -1); }),
 		  "Previous vorlind may not shutdown cleanly. Try to init SEM lock again.\n"
 		  "ipc_init() failed\n");
@@ -423,10 +423,10 @@ TEST_F(IpcInit, AnAttachOfNullTakesBothWithIt)
 TEST_F(IpcInit, AnIdentifierOf0IsOneLikeAnyOther)
 {
 	const pid_t child = fork();
-	if (child == 0) { /* where nobody has asked for an object yet, the first gets 0 */
+	if (child == 0) { /* in a new namespace the first object has identifier 0 */
 		if (unshare(CLONE_NEWIPC) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWIPC) != 0)
 			_exit(77);
-		close(STDERR_FILENO); /* told already by the tests above */
+		close(STDERR_FILENO); /* its messages are checked above */
 		const bool made = ipc_init() == 0 && ble_ipc.sem.id == 0 && ble_ipc.shm.id == 0;
 		ble_ipc = {};
 		const bool taken_over = ipc_init() == 0 && ble_ipc.buf != nullptr;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The loop over several rounds: what a task that stays pending does to the next event. */
+/* Several rounds of the loop: the effect of a pending task on the next event. */
 #include "tests/unit/daemon/event_loop_fixture.h"
 #include "tests/unit/fakes/fake_pty_controller.h"
 
@@ -11,7 +11,7 @@
 
 using strings = std::vector<std::string>;
 
-/* On a Qualcomm controller, whose commands are answered once each. */
+/* A Qualcomm controller: one event answers each command. */
 class Aftermath : public EventLoop
 {
       protected:
@@ -26,11 +26,11 @@ class Aftermath : public EventLoop
 
 	void TearDown() override
 	{
-		tty_deinit(); /* before a pty goes */
+		tty_deinit(); /* before the pty closes */
 		EventLoop::TearDown();
 	}
 
-	/* In the n-th sleep a client leaves this command. */
+	/* In the n-th sleep a client writes this command. */
 	void say_in_sleep(size_t n, const strings &words)
 	{
 		in_sleep[n] = [words] {
@@ -40,7 +40,7 @@ class Aftermath : public EventLoop
 		};
 	}
 
-	/* The commands of the line, without the parameters of advertising data. */
+	/* The commands sent, without the parameters of advertising data. */
 	static strings commands()
 	{
 		std::string heard = fake_heard();
@@ -57,7 +57,7 @@ class Aftermath : public EventLoop
 	}
 };
 
-/* A TI controller with everything that a start-up and a single beacon ask of it. */
+/* A TI controller that answers all commands of a start-up and of a single beacon. */
 static const std::map<std::string, std::string> ti_06 = {
 	{ "01 01 10", "04 0E 0C 01 01 10 00 06 01 00 00 0D 00 00 02" },
 	{ "01 1B FC", "04 FF 09 1B 04 00 1B FC 01 02 03 04" },
@@ -83,7 +83,7 @@ TEST_F(Aftermath, AStartWaitsForAControllerAndRunsInTheRoundThatBringsOne)
 		fake_file("/dev/ttyMSM1", controller.path);
 		flag_uevent_change = 1;
 	};
-	last_sleep = 6; /* 4: the reset, 5: the dwell */
+	last_sleep = 6; /* 4: after the reset, 5: the dwell */
 	EXPECT_EQ(run_loop(), "");
 	EXPECT_EQ(fake_sleeps.size(), 6U);
 	EXPECT_EQ(ble_config->opt.status, BLE_STATUS_ADVERTISING);
@@ -211,7 +211,7 @@ TEST_F(Aftermath, AnEventThatComesWhileOneIsHandledCountsForTheNextRound)
 	PtyController controller(ti_06);
 	fake_file("/dev/ttyMSM1", controller.path);
 	in_sleep[1] = [] { flag_uevent_change = 1; };
-	in_sleep[2] = [] { flag_uevent_change = 1; }; /* in the reset's wait */
+	in_sleep[2] = [] { flag_uevent_change = 1; }; /* the wait after the reset */
 	last_sleep = 6;
 	EXPECT_EQ(run_loop(), "");
 	EXPECT_EQ(fake_event_log.size(), 2U);
@@ -223,7 +223,7 @@ TEST_F(Aftermath, ACommandThatComesWhileOneIsCarriedOutIsNotLost)
 	PtyController controller(ti_06);
 	fake_file("/dev/ttyMSM1", controller.path);
 	say_in_sleep(1, { "config", "ble-reset", "hard" });
-	say_in_sleep(2, { "show", "version" }); /* in the reset's wait */
+	say_in_sleep(2, { "show", "version" }); /* the wait after the reset */
 	last_sleep = 4;
 	EXPECT_EQ(run_loop(), "BLE configuration utility: 0.3.0\n");
 	EXPECT_EQ(flag_cmd_change, 0);
@@ -256,7 +256,7 @@ TEST_F(Aftermath, BeaconsClearTheHandShakeBeforeTheyReport)
 	EXPECT_EQ(status, (std::vector<uint32_t>{ 2, 3 }));
 }
 
-/* A pending task during a test, and a failure with nothing to advertise. */
+/* A task during a production test, and a failure without an active beacon. */
 static const struct {
 	const char *name;
 	int32_t index;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The loop, told in each of its sleeps what happens next. */
+/* Runs the event loop; the test says what happens in each of its sleeps. */
 #pragma once
 
 #include "daemon/event_loop.h"
@@ -11,9 +11,9 @@
 class EventLoop : public DaemonTest
 {
       protected:
-	/* In the n-th sleep of the loop (1 is the first) do this. */
+	/* Actions for the n-th sleep of the loop; 1 is the first. */
 	std::map<size_t, std::function<void()>> in_sleep;
-	size_t last_sleep = 3; /* in which the loop is told to quit */
+	size_t last_sleep = 3; /* flag_daemon_quit is set in it */
 
 	void SetUp() override
 	{
@@ -44,7 +44,7 @@ class EventLoop : public DaemonTest
 		write_field(ble_config->interval, "100");
 	}
 
-	/* The answers of Qualcomm's advertising commands, as many as anyone could ask. */
+	/* Queue a Qualcomm controller's answers to this many advertising commands. */
 	void answer_advertising(int commands)
 	{
 		for (int i = 0; i < commands; i++)

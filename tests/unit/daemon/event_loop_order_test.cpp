@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What a client on another core may see of a task's end: each instant of it is looked at. */
+/* What a client on another core may see at a task's end: checked after each instruction. */
 #include "tests/unit/daemon/event_loop_fixture.h"
 
 #include <csignal>
@@ -21,7 +21,7 @@ static void PrintTo(const instant &one, std::ostream *out)
 	*out << "action " << one.action << " status " << one.status << " doing " << one.cmd_doing;
 }
 
-/* On a Qualcomm controller, whose commands are answered once each. */
+/* A Qualcomm controller: one event answers each command. */
 class EventLoopOrder : public EventLoop
 {
       protected:
@@ -34,7 +34,7 @@ class EventLoopOrder : public EventLoop
 		last_sleep = 2;
 	}
 
-	/* In the loop's first sleep a client leaves this command. */
+	/* In the loop's first sleep a client writes this command. */
 	void say(const std::vector<std::string> &words)
 	{
 		in_sleep[1] = [words] {
@@ -45,8 +45,8 @@ class EventLoopOrder : public EventLoop
 	}
 
 	/*
-	 * Run the loop in a child, an instruction at a time: what the three words were one after
-	 * the other, from the command on. Empty where no process may trace another.
+	 * Run the loop in a child, an instruction at a time: the values of the three words in
+	 * their order, from the command on. Empty where no process may trace another.
 	 */
 	static std::vector<instant> seen()
 	{
@@ -109,7 +109,7 @@ TEST_F(EventLoopOrder, SoHasAStopThatFails)
 
 TEST_F(EventLoopOrder, BeaconsAreOnTheAirBeforeTheirCommandIsDone)
 {
-	last_sleep = 3; /* the second is the beacon's own */
+	last_sleep = 3; /* the second is the dwell */
 	enable_entry(0);
 	answer_advertising(3);
 	say({ "ibeacon", "start" });

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The loop: what an event leads to, and what is left behind after each kind of task. */
+/* The loop: the effect of an event, and the state after each kind of task. */
 #include "tests/unit/daemon/event_loop_fixture.h"
 
 TEST_F(EventLoop, ItBeginsWithAReportAndAClearedHandShake)
@@ -18,7 +18,7 @@ TEST_F(EventLoop, ItBeginsWithAReportAndAClearedHandShake)
 
 TEST_F(EventLoop, WithoutEventsItSleeps100MillisecondsAndTouchesNothing)
 {
-	ble_config->opt.action = 2; /* nothing is dispatched before an event */
+	ble_config->opt.action = 2; /* not dispatched before an event */
 	in_sleep[1] = [] { ble_ipc.buf->cmd_doing = 5; };
 	last_sleep = 4;
 	EXPECT_EQ(run_loop(), "");
@@ -115,17 +115,17 @@ TEST_F(EventLoop, ALockThatCannotBeTakenLosesTheCommandButEndsTheRound)
 	EXPECT_EQ(fake_reports, 2);
 }
 
-/* What is left after one round with a command, for each pending action. */
+/* The state after one round with a command, for each pending action. */
 struct round_row {
 	const char *name;
 	uint32_t status;
 	uint32_t action;
-	bool active;         /* entry 1 is to be advertised */
+	bool active;         /* entry 1 */
 	const char *answers; /* of a Qualcomm controller */
 	uint32_t status_after;
 	uint32_t action_after;
 	uint32_t doing_after;
-	int reports; /* beyond the first */
+	int reports; /* after the first */
 	const char *printed;
 };
 
@@ -223,7 +223,7 @@ TEST_F(EventLoop, APendingStartIsLookedAtEveryRoundUntilAControllerIsUsable)
 		client_says({ "show", "none" });
 		flag_cmd_change = 1;
 	};
-	in_sleep[4] = [] { ble_config->opt.status = 2; }; /* no event: seen by the recheck */
+	in_sleep[4] = [] { ble_config->opt.status = 2; }; /* no event: noticed by the recheck */
 	last_sleep = 6;
 	answer_advertising(3);
 	fake_ac_result = 1;
@@ -281,7 +281,7 @@ TEST_F(EventLoop, ARotationThatASignalEndsIsFollowedByTheSignalsWork)
 TEST_F(EventLoop, AStartThatASignalEndsBeforeItsFirstBeaconIsToldOnlyByTheStatus)
 {
 	hci_ver_index = 2;
-	enable_entry(4); /* the signal is seen at an entry before it */
+	enable_entry(4); /* the signal is noticed at an entry before it */
 	answer_advertising(5);
 	fake_ac_result = 1;
 	in_sleep[1] = [] {

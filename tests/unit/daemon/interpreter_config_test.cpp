@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands "config" and "ibeacon": which words are taken, and what they do. */
+/* The commands "config" and "ibeacon": which words are accepted, and what they do. */
 #include "ble/ptm.h"
 #include "tests/unit/daemon/interpreter_fixture.h"
 
@@ -263,7 +263,7 @@ TEST_F(Interpreter, BleResetTakesHardAndSoftAlone)
 	EXPECT_EQ(carry_out({ "config", "ble-reset", "Hard" }), "");
 	EXPECT_EQ(traced(), invalid("ble-reset"));
 
-	/* No device here: each of them looks for one, in vain. */
+	/* There is no serial device: both look for one and find none. */
 	for (const char *kind : { "hard", "soft" }) {
 		ble_config->opt.status = 0;
 		dbg_level = TRACE_FLOW;

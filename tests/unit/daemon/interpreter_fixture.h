@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A client that has left a command, and the interpreter that carries it out. */
+/* Writes a command as a client does and runs the interpreter on it. */
 #pragma once
 
 #include "daemon/interpreter.h"
@@ -9,14 +9,14 @@
 class Interpreter : public DaemonTest
 {
       protected:
-	/* Carry out a command; what it prints. */
+	/* Carry out a command and return what it prints. */
 	std::string carry_out(const std::vector<std::string> &words)
 	{
 		client_says(words);
 		return stderr_of([] { user_cmd_change(); });
 	}
 
-	/* The console without line numbers. */
+	/* The traces without line numbers. */
 	std::string traced()
 	{
 		return replaced(console(), "\\([0-9]+\\) ", "(N) ");

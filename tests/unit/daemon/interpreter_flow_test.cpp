@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The order in which a command speaks, the words it goes by, and the reset it can ask for. */
+/* The order of a command's traces and messages, the words it uses, and the reset command. */
 #include "tests/unit/daemon/interpreter_fixture.h"
 #include "tests/unit/fakes/fake_pty_controller.h"
 
@@ -28,7 +28,7 @@ class Flow : public Interpreter
 
 	void TearDown() override
 	{
-		tty_deinit(); /* before a pty goes */
+		tty_deinit(); /* before the pty closes */
 		Interpreter::TearDown();
 	}
 };
@@ -153,7 +153,7 @@ TEST_F(Flow, AHugeOrNegativeArgcMatchesNoOption)
 
 TEST_F(Flow, NumbersBeyondTheLargestAreTooLargeForEveryOption)
 {
-	static const char three[] = "4294967299"; /* 3, and another bit */
+	static const char three[] = "4294967299"; /* 2^32 + 3: 3 after a cut to 32 bits */
 	static const std::vector<std::string> commands[] = {
 		{ "config", "interval", "4294967396" },
 		{ "config", "txpower-index", three },

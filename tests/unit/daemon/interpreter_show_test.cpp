@@ -19,7 +19,7 @@ TEST_F(Interpreter, ShowVersionAnswersWithAnyStatusAndAnyArgc)
 		EXPECT_EQ(carry_out({ "show", "version", "again" }), version);
 	}
 	client_says({ "show", "version" });
-	ble_ipc.cmd->argc = 0; /* the text that stands there is used all the same */
+	ble_ipc.cmd->argc = 0; /* the daemon uses the text nevertheless */
 	EXPECT_EQ(stderr_of([] { user_cmd_change(); }), version);
 	EXPECT_EQ(fake_heard(), "");
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Start and stop as main does them: their order, their messages, what each failure undoes. */
+/* Start and stop in main: their order, their messages, and what each failure undoes. */
 #include "tests/unit/fakes/fake_console.h"
 #include "tests/unit/fakes/fake_daemon.h"
 #include "tests/unit/fakes/fake_pty_controller.h"
@@ -14,16 +14,16 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
-/* The program's main beside the test's own. */
+/* The daemon's main, renamed. */
 int daemon_main(int argc, char **argv);
 #define main daemon_main
 #include "daemon/main.cpp"
 #undef main
 
-static int refused_signal; /* this one cannot be caught; 0: all can */
+static int refused_signal; /* signal() fails for it; 0: for none */
 static std::vector<int> caught_signals;
 
-/* Stands before the C library's, and does the same. */
+/* Used instead of the C library's; does the same, and records. */
 extern "C" sighandler_t signal(int signo, sighandler_t handler) noexcept
 {
 	struct sigaction action = {};
@@ -43,7 +43,7 @@ class Main : public DaemonTest
       protected:
 	void SetUp() override
 	{
-		/* The keys are the real ones, so the objects must be this process's alone. */
+		/* The keys are the real ones, so no other process may use them. */
 		static const bool alone =
 			unshare(CLONE_NEWIPC) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWIPC) == 0;
 		if (!alone)
@@ -77,7 +77,7 @@ class Main : public DaemonTest
 		std::filesystem::permissions(path, std::filesystem::perms::owner_all);
 	}
 
-	/* Run it: what it prints; its result is kept. */
+	/* Run it: what it prints; keeps its result. */
 	std::string run()
 	{
 		char name[] = "vorlind";
@@ -85,7 +85,7 @@ class Main : public DaemonTest
 		return stderr_of([&] { result = daemon_main(1, words); });
 	}
 
-	/* The console with the names and numbers that any run has. */
+	/* The traces without the numbers that differ from run to run. */
 	std::string traced()
 	{
 		const std::string text = replaced(console(), "(^|\n)daemon_main\\(", "$1main(");

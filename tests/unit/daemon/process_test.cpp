@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Processes by name, as pidof tells them, and the two file helpers. */
+/* Processes by name, from pidof's output, and the two file helpers. */
 #include "daemon/process.h"
 
 #include "tests/unit/fakes/fake_console.h"
@@ -28,7 +28,7 @@ class Process : public DaemonTest
 		DaemonTest::TearDown();
 	}
 
-	/* From now on pidof writes down its arguments and prints this. */
+	/* Make pidof record its arguments and print this. */
 	void pidof_prints(const std::string &text)
 	{
 		const std::string path = folder + "/pidof";
@@ -122,7 +122,7 @@ TEST_F(Process, TheFirstProcessOfTheAnswerIsSignalled)
 
 TEST_F(Process, AnAnswerWithoutANumberSignalsNobody)
 {
-	/* A group of its own: were it signalled, nobody else would be. */
+	/* In its own process group: a signal to the group reaches no other process. */
 	const pid_t child = fork();
 	if (child == 0) {
 		setpgid(0, 0);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The trace: categories, format, cutting, and what it must not disturb. */
+/* The trace: categories, format, length, and what it must leave unchanged. */
 #include "tests/unit/fakes/fake_console.h"
 #include "tests/unit/fakes/fake_daemon.h"
 

@@ -6,7 +6,7 @@
 std::vector<unsigned> fake_sleeps;
 std::function<void()> fake_during_sleep;
 
-/* Stands before the C library's, as the program's own definition. */
+/* The program's own definition, used instead of the C library's. */
 extern "C" int usleep(useconds_t microseconds)
 {
 	fake_sleeps.push_back(microseconds);

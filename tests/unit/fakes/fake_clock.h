@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* usleep as the tests have it: it takes no time, and is written down. */
+/* usleep for tests: takes no time, and is recorded. */
 #pragma once
 
 #include <functional>
@@ -7,5 +7,5 @@
 
 extern std::vector<unsigned> fake_sleeps; /* microseconds, in order */
 
-/* Called in each usleep, after it was written down; empty: nothing. */
+/* Called in each usleep, after it was recorded; may be empty. */
 extern std::function<void()> fake_during_sleep;

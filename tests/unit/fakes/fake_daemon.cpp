@@ -23,7 +23,7 @@ static struct {
 } memory;
 
 static std::string console_path;
-static int semaphore_id; /* whatever a test makes of ble_ipc: this one is removed */
+static int semaphore_id; /* the one to remove: a test may change ble_ipc */
 
 void DaemonTest::SetUp()
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The fixture of all daemon tests: a segment, a controller, a console and a clock of its own. */
+/* The fixture of all daemon tests, with its own segment, controller, console and clock. */
 #pragma once
 
 #include "daemon/bleipc.h"
@@ -20,9 +20,9 @@
 #include <vector>
 
 /*
- * Each test starts with: an unlocked private semaphore and a zeroed segment between two guard
- * areas, opt.status 2, a controller plugged in that has no answers queued, slot 0, an empty
- * console, trace mask 0, no flag raised. At its end the guards must be untouched.
+ * Each test starts with: an unlocked private semaphore, a zeroed segment between two guard
+ * areas, opt.status 2, a connected controller without queued answers, slot 0, an empty
+ * console, trace mask 0, no flag set. At its end the guard areas must be unchanged.
  */
 class DaemonTest : public testing::Test
 {
@@ -30,20 +30,20 @@ class DaemonTest : public testing::Test
 	void SetUp() override;
 	void TearDown() override;
 
-	/* What went to the console since the last call. */
+	/* The traces since the last call. */
 	std::string console();
 
-	/* What `action` prints to a descriptor; kept in memory, so that no crash leaves a file. */
+	/* What `action` prints to a descriptor; in memory, so that a crash leaves no file. */
 	static std::string printed_to(int fd, const std::function<void()> &action);
 	static std::string stderr_of(const std::function<void()> &action)
 	{
 		return printed_to(STDERR_FILENO, action);
 	}
 
-	/* Write a command as a client would: argc and the words. */
+	/* Write argc and the words as a client does. */
 	static void client_says(const std::vector<std::string> &words);
 
-	/* A text field as a client writes it: cut at the width, without a NUL if it fills it. */
+	/* Write a text field as a client does: cut at the width, without a NUL if full. */
 	template <size_t width>
 	static void write_field(char (&field)[width], const std::string &text)
 	{
@@ -51,7 +51,7 @@ class DaemonTest : public testing::Test
 			field[i] = i < text.size() ? text[i] : '\0';
 	}
 
-	/* A folder of the test's own, empty at its start. */
+	/* The test's own folder, empty at its start. */
 	std::string folder;
 
       private:

@@ -28,7 +28,7 @@ void fake_files_clear()
 	fake_file_uses.clear();
 }
 
-/* Where a path leads; null when it is one of the device's and leads nowhere. */
+/* The target of a path; null for a device path that is not redirected. */
 static const char *follow(const char *path)
 {
 	const std::string_view view = path;
@@ -42,7 +42,7 @@ static const char *follow(const char *path)
 	return found == redirections().end() ? nullptr : found->second.c_str();
 }
 
-/* These stand before the C library's, as the program's own definitions. */
+/* The program's own definitions, used instead of the C library's. */
 extern "C" int open(const char *path, int flags, ...)
 {
 	va_list arguments;

@@ -40,13 +40,13 @@ static bool refused(const char *function)
 	return true;
 }
 
-/* The C library's own function behind the one of the same name here. */
+/* The C library's function of this name. */
 template <typename Function> static Function *next(Function *, const char *name)
 {
 	return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 
-/* These stand before the C library's, as the program's own definitions. */
+/* The program's own definitions, used instead of the C library's. */
 extern "C" FILE *popen(const char *command, const char *mode)
 {
 	return refused("popen") ? nullptr : next(popen, "popen")(command, mode);
@@ -67,7 +67,7 @@ extern "C" int shmget(key_t key, size_t size, int flags) noexcept
 	return refused("shmget") ? -1 : next(shmget, "shmget")(key, size, flags);
 }
 
-/* As the daemon's check has it: a refusal is null here, not all bits set. */
+/* Fails with null, not with all bits set: that is what the daemon checks. */
 extern "C" void *shmat(int id, const void *address, int flags) noexcept
 {
 	return refused("shmat") ? nullptr : next(shmat, "shmat")(id, address, flags);

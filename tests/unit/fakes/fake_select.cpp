@@ -6,7 +6,7 @@
 std::vector<double> fake_selects;
 std::function<void()> fake_as_select_begins;
 
-/* Stands before the C library's, as the program's own definition. */
+/* The program's own definition, used instead of the C library's. */
 extern "C" int select(int count, fd_set *in, fd_set *out, fd_set *odd, timeval *limit)
 {
 	const timespec exact = { limit->tv_sec, limit->tv_usec * 1000 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* One exchange of a command function: what it sends, what it makes of the answer. */
+/* One exchange of a command function: what it sends, and its result for the answer. */
 #pragma once
 
 #include "tests/unit/fakes/fake_console.h"
@@ -11,13 +11,13 @@ struct command_row {
 	const char *sent;
 	const char *answer;
 	int32_t result;
-	const char *traced; /* under TRACE_HCI_TX, of the function itself; line numbers are N */
+	const char *traced; /* by the function itself under TRACE_HCI_TX; line numbers are N */
 };
 
 class CommandTest : public DaemonTest
 {
       protected:
-	/* The console without line numbers, and without what the exchange itself traces. */
+	/* The traces without line numbers and without those of the exchange. */
 	std::string traced()
 	{
 		return replaced(
@@ -47,17 +47,17 @@ class CommandTest : public DaemonTest
 	}
 
       private:
-	/* What answers is dumped in its length: all of it, and nothing after it. */
+	/* Check that the dump shows the whole answer and nothing after it. */
 	void hold_dump(const command_row &row)
 	{
 		fake_answers(row.answer);
 		dbg_level = TRACE_HCI_RX;
 		const std::string dumped = stderr_of([&] { EXPECT_EQ(row.call(), 0); });
 		EXPECT_EQ(bytes_of(dumped), bytes_of(row.answer));
-		console(); /* read, so that the next row begins anew */
+		console(); /* emptied for the next row */
 	}
 
-	/* Hexadecimal bytes, however they are parted. */
+	/* Hexadecimal bytes, without their separators. */
 	static std::string bytes_of(const std::string &text)
 	{
 		return replaced(text, "[^0-9A-F]+", "");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Which controller has which command, and how an empty slot is called. */
+/* Which controller has which command, and what a call of an empty slot does. */
 #include "hci/command_tables.h"
 
 #include "hci/qualcomm_commands.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Packets out, events in: framing, limits, results and the words for what went wrong. */
+/* Packets out, events in: framing, limits, results and messages. */
 #include "hci/exchange.h"
 
 #include "tests/unit/fakes/fake_console.h"
@@ -205,14 +205,14 @@ TEST_F(Exchange, AShortWriteSaysFourBytesWhateverTheLength)
 	const std::string path = folder + "/line";
 	rlimit before;
 
-	/* A file that may not grow beyond 10 bytes stands in for a line that takes no more. */
+	/* A file limited to 10 bytes acts as a line that accepts no more. */
 	ble_fd = openat(AT_FDCWD, path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
 	signal(SIGXFSZ, SIG_IGN);
 	getrlimit(RLIMIT_FSIZE, &before);
 	const int usual = dup(STDERR_FILENO);
 	int said[2];
 	ASSERT_EQ(pipe2(said, O_CLOEXEC), 0);
-	dup2(said[1], STDERR_FILENO); /* a pipe: the limit holds for files */
+	dup2(said[1], STDERR_FILENO); /* to a pipe: the limit is for files */
 	const rlimit limit = { 10, before.rlim_max };
 	setrlimit(RLIMIT_FSIZE, &limit);
 	const int32_t result = hci_send_command(packet, sizeof(packet));
@@ -245,7 +245,7 @@ TEST_F(Exchange, ADescriptorThatNoSetHoldsIsNotRead)
 	setrlimit(RLIMIT_NOFILE, &files);
 }
 
-/* The signals are held back exactly while the reader waits. */
+/* The signals are blocked only while the reader waits. */
 static int handled;
 static void count_signal(int)
 {
@@ -281,7 +281,7 @@ TEST_F(Exchange, AnotherSignalEndsTheWaitAsAFailure)
 	const pthread_t reader = pthread_self();
 	std::atomic<bool> is_over = false;
 	std::thread line;
-	/* Again and again: one that comes just before the wait does not end it. */
+	/* Sent repeatedly: a signal just before the wait would not end it. */
 	fake_as_select_begins = [&] {
 		line = std::thread([&] {
 			while (!is_over) {

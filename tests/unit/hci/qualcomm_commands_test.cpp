@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The patch file in its segments, and the address of a Qualcomm controller. */
+/* The patch download in segments, and the address of a Qualcomm controller. */
 #include "hci/qualcomm_commands.h"
 
 #include "tests/unit/fakes/fake_console.h"
@@ -33,7 +33,7 @@ class Qualcomm : public CommandTest
 		DaemonTest::TearDown();
 	}
 
-	/* A patch file of `size` bytes, each telling its place. */
+	/* Write a patch file of `size` bytes, whose values depend on their position. */
 	static void put_patch(size_t size, const std::string &path = "mpnv10.bin")
 	{
 		std::string data = "\x02";
@@ -151,7 +151,7 @@ TEST_F(Qualcomm, ADirectoryCannotBeRead)
 
 TEST_F(Qualcomm, AFileThatReadsShorterThanItsSizeIsRefused)
 {
-	/* The kernel shows its settings as files of 4096 bytes, whatever they hold. */
+	/* The kernel reports 4096 bytes for such a file, which has fewer. */
 	const std::string setting = "/sys/kernel/mm/transparent_hugepage/enabled";
 	std::string said;
 
@@ -167,7 +167,7 @@ TEST_F(Qualcomm, AFileThatReadsShorterThanItsSizeIsRefused)
 
 TEST_F(Qualcomm, AFileThatCannotBeOpenedIsTold)
 {
-	const sockaddr_un address = { AF_UNIX, "mpnv10.bin" }; /* a socket: not even for root */
+	const sockaddr_un address = { AF_UNIX, "mpnv10.bin" }; /* a socket: root cannot open it */
 	const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
 	std::string said;
 
@@ -208,7 +208,7 @@ TEST_F(Qualcomm, ARefusedSegmentsStatusIsTraced)
 {
 	static const uint8_t data[1] = {};
 
-	fake_answers("04 0E 05 01 00 FC 01 1E"); /* the lowest there is */
+	fake_answers("04 0E 05 01 00 FC 01 1E"); /* the shortest event with a status */
 	dbg_level = TRACE_HCI_RX;
 	int32_t result = 0;
 	stderr_of([&] { result = _hci_func_download_patch_segment_qualcomm(data, 1); });
@@ -218,7 +218,7 @@ TEST_F(Qualcomm, ARefusedSegmentsStatusIsTraced)
 		  std::string::npos);
 }
 
-/* The sanitizer's malloc then fails as the C library's does. */
+/* Makes the sanitizer's malloc fail as the C library's does. */
 extern "C" const char *__asan_default_options();
 extern "C" const char *__asan_default_options()
 {
@@ -233,7 +233,7 @@ TEST_F(Qualcomm, AFileTooLargeForTheMemoryIsTold)
 	std::string said;
 	EXPECT_EQ(download(&said), -1);
 	EXPECT_TRUE(said.ends_with("WARNING: can't malloc memory for patch file mpnv10.bin!!\n"))
-		<< said; /* a sanitizer has a word of its own before it */
+		<< said; /* a sanitizer prints a line before it */
 	EXPECT_EQ(fake_heard(), "");
 	EXPECT_TRUE(fake_sleeps.empty());
 }
@@ -257,7 +257,7 @@ TEST_F(Qualcomm, NoDescriptorIsLeftOpen)
 
 TEST_F(Qualcomm, NoMemoryIsLeft)
 {
-	constexpr size_t SIZE = 200'000; /* more than anything else allocates meanwhile */
+	constexpr size_t SIZE = 200'000; /* no other allocation is as large */
 
 	put_patch(SIZE);
 	fake_answers(REFUSED);
@@ -267,7 +267,7 @@ TEST_F(Qualcomm, NoMemoryIsLeft)
 	EXPECT_LT(mallinfo2().uordblks + mallinfo2().hblkhd, allocated + SIZE / 2);
 }
 
-/* Which of the two were called one after the other: f, c. */
+/* The calls in their order: f for free, c for close. */
 static char calls[16];
 static size_t call_count;
 
@@ -276,7 +276,7 @@ static void write_down(char call)
 	calls[call_count++ % sizeof(calls)] = call;
 }
 
-/* These stand before the C library's, and do the same. */
+/* Used instead of the C library's; do the same, and record. */
 extern "C" int close(int fd)
 {
 	write_down('c');
@@ -315,7 +315,7 @@ TEST_F(Qualcomm, TheMemoryIsFreedBeforeTheFileIsClosed)
 	}
 }
 
-/* Descriptor 0 is the first to be free, so the file gets it: whether it is open afterwards. */
+/* Descriptor 0 is free, so the file gets it: true if it is open afterwards. */
 static bool stays_open_as_0(const std::string &content)
 {
 	const int saved = dup(STDIN_FILENO);
@@ -323,7 +323,7 @@ static bool stays_open_as_0(const std::string &content)
 	std::ofstream("mpnv10.bin", std::ios::binary) << content;
 	close(STDIN_FILENO);
 	testing::internal::CaptureStderr();
-	close(STDIN_FILENO); /* which capturing has taken */
+	close(STDIN_FILENO); /* taken by the capture of stderr */
 	_hci_func_download_patch_file_qualcomm();
 	const bool is_open = fcntl(STDIN_FILENO, F_GETFD) >= 0;
 	dup2(saved, STDIN_FILENO);
@@ -369,7 +369,7 @@ TEST_F(Qualcomm, TheAddressCommandSaysWhatTheTableSays)
 	hold(rows);
 }
 
-/* Addresses of the daemon's buffer stand as P. */
+/* With P for each buffer address. */
 static std::string without_pointers(const std::string &text)
 {
 	return replaced(text, "0x[0-9a-f]{6,}", "P");

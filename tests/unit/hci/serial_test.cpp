@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The serial line: which device is opened, how it is set, and what failures leave. */
+/* The serial line: which device is opened, its settings, and the state after failures. */
 #include "hci/serial.h"
 
 #include "tests/unit/fakes/fake_console.h"
@@ -173,7 +173,7 @@ TEST_F(Serial, ADescriptor0CountsAsAFailureAndStaysOpen)
 	std::ofstream(file) << "";
 	const int saved = fcntl(0, F_DUPFD_CLOEXEC, 3);
 	close(0);
-	fake_file("/dev/ttyUSB0", file); /* the last one gets descriptor 0 */
+	fake_file("/dev/ttyUSB0", file); /* the last device gets descriptor 0 */
 	EXPECT_EQ(tty_init(), -1);
 	EXPECT_EQ(ble_fd, 0);
 	EXPECT_EQ(fcntl(0, F_GETFD), 0) << "left open";
@@ -181,7 +181,7 @@ TEST_F(Serial, ADescriptor0CountsAsAFailureAndStaysOpen)
 	close(0);
 
 	fake_file_uses.clear();
-	fake_file("/dev/ttyMSM1", file); /* and here the first one: the search goes on */
+	fake_file("/dev/ttyMSM1", file); /* the first device gets it: the search goes on */
 	fake_file("/dev/ttyBT0", pty);
 	EXPECT_EQ(tty_init(), 0);
 	EXPECT_EQ(fake_file_uses.size(), 2U);
@@ -204,7 +204,7 @@ TEST_F(Serial, TheLowestDescriptorOfALineIsClosedToo)
 {
 	fflush(stdout);
 	const int saved = dup(STDOUT_FILENO);
-	ble_fd = STDOUT_FILENO; /* as open gives it where nobody has a standard output */
+	ble_fd = STDOUT_FILENO; /* the result of open when standard output was closed */
 	EXPECT_EQ(tty_deinit(), 0);
 	const bool is_closed = fcntl(STDOUT_FILENO, F_GETFD) < 0;
 	dup2(saved, STDOUT_FILENO);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What each standard command sends and makes of its answer. */
+/* What each standard command sends, and its result for each answer. */
 #include "hci/standard_commands.h"
 
 #include "tests/unit/hci/command_row.h"

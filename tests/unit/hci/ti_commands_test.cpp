@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What each TI vendor command sends and makes of its answers. */
+/* What each TI vendor command sends, and its result for each answer. */
 #include "hci/ti_commands.h"
 
 #include "tests/unit/hci/command_row.h"
@@ -110,7 +110,7 @@ static const command_row rows[] = {
 	  "_hci_func_ext_reset_system_cmd_ti_08(N) Start...\n"
 	  "_hci_func_ext_reset_system_cmd_ti_08(N) type=1\n"
 	  "_hci_func_ext_reset_system_cmd_ti_08(N) skip soft reset command...\n" },
-	/* GAP, answered twice */
+	/* GAP: two events answer a command */
 	{ "device init", [] { return _hci_func_gap_device_init(); }, INIT_SENT,
 	  STATUS("00", "00") " | " INIT_DONE, 0, "_hci_func_gap_device_init(N) Start...\n" },
 	{ "device init, second event refuses", [] { return _hci_func_gap_device_init(); },
@@ -148,7 +148,7 @@ static const command_row rows[] = {
 	  STATUS("00", "08") " | 04 FF 03 04 06 12", 0x12,
 	  "_hci_func_gap_end_discoverable(N) Start...\n"
 	  "_hci_func_gap_end_discoverable(N) HCI event2 error code = 0x12\n" },
-	/* GAP parameters: their errors are traced with what is received */
+	/* GAP parameters: their errors are traced under TRACE_HCI_RX */
 	{ "set param", [] { return _hci_func_gap_set_param(0x16, 0x0140); }, "01 30 FE 03 16 40 01",
 	  STATUS("00", "30"), 0,
 	  "_hci_func_gap_set_param(N) Start...\n"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The shared air: what is said on it, and what a test and a scan hear of the others. */
+/* The shared air: what controllers send, and what the tests and scans of others receive. */
 #include "sim/air/listener.h"
 #include "tests/unit/sim/talk.h"
 
@@ -141,7 +141,7 @@ static const sim::air_state beacon_100_ms = { .doing = radio::advertising,
 					      .payload = { 0x02, 0x01, 0x06 } };
 static const std::string REPORT = "04 3E 0F 02 01 03 00 01 00 00 00 00 02 03 02 01 06 C4";
 
-/* A scan without a gap, unless told otherwise. */
+/* A scan; without gaps unless a test changes that. */
 class ear
 {
       public:
@@ -152,7 +152,7 @@ class ear
 		listen(0ms);
 	}
 
-	/* What is heard up to `until`, one call each millisecond. */
+	/* What the scan receives until `until`, with one call each millisecond. */
 	std::vector<std::string> listen(moment until)
 	{
 		std::vector<std::string> all;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A simulated controller at the end of its line, with a clock that only the test moves. */
+/* A simulated controller on a serial line, with a clock that only the test moves. */
 #pragma once
 
 #include "sim/program/session.h"
@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 using sim::happened;
 using sim::moment;
 
-/* A session with a clock of its own: time passes only when a test lets it. */
+/* A session whose time passes only when a test says so. */
 class attached
 {
       public:
@@ -33,14 +33,14 @@ class attached
 		return result;
 	}
 
-	/* What comes back by `wait` later. */
+	/* The bytes that come back within `wait`. */
 	std::string say(const std::string &command, moment wait = 1ms)
 	{
 		session.receive(sim::parse_hex(command).value(), now);
 		return hear(wait);
 	}
 
-	/* In small steps, as time really passes. */
+	/* In small steps, as real time passes. */
 	std::string hear(moment wait)
 	{
 		sim::bytes all;

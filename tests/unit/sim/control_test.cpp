@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* How the simulator is told what to do: options, scripts, commands. */
+/* The ways to control the simulator: options, scripts, commands. */
 #include "sim/program/control.h"
 #include "sim/program/options.h"
 #include "sim/program/script.h"
@@ -185,7 +185,7 @@ TEST(SimScript, ABadLineIsNamed)
 		  "cannot read /nowhere: No such file or directory");
 }
 
-/* A session without a pace, and the commands that reach it. */
+/* A session without pace, and its control. */
 struct attached {
 	sim::session session = sim::session({ .controller = settings_named("ti-08"), .baud = 0 },
 					    [](const sim::record &) {});

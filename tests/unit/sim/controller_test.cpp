@@ -246,7 +246,7 @@ TEST(SimController, AReceiverTestCountsWhatItHears)
 	settings.receiver_count = 0x1234;
 	controller chip(settings);
 
-	chip.hear(5); /* nobody listens yet */
+	chip.hear(5); /* no receiver test runs yet */
 	ask(chip, "01 1D 20 01 00");
 	EXPECT_EQ(chip.air().doing, radio::receiving);
 	EXPECT_EQ(ask(chip, "01 1F 20 00"), "04 0E 06 01 1F 20 00 34 12");
@@ -254,7 +254,7 @@ TEST(SimController, AReceiverTestCountsWhatItHears)
 	chip.hear(1);
 	EXPECT_EQ(ask(chip, "01 1F 20 00"), "04 0E 06 01 1F 20 00 35 12");
 	ask(chip, "01 1D 20 01 00");
-	chip.hear(70000); /* the count has 16 bits and stays at its end */
+	chip.hear(70000); /* the counter stops at its 16-bit maximum */
 	EXPECT_EQ(ask(chip, "01 1F 20 00"), "04 0E 06 01 1F 20 00 FF FF");
 }
 

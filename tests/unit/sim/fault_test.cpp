@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The faults: their words, what each key can be, what the page says, and what the newer ones do. */
+/* The faults: names, keys, agreement with the manual page, and the effect of several of them. */
 #include "sim/line/fault.h"
 #include "tests/unit/sim/attached.h"
 

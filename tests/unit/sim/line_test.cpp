@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What carries bytes: the pty and its link, packets found in a stream, the pace, the sockets. */
+/* What carries bytes: the pty and its link, packets in a stream, the pace, the sockets. */
 #include "sim/air/socket.h"
 #include "sim/controller/packet.h"
 #include "sim/line/line.h"
@@ -17,7 +17,7 @@
 using namespace std::chrono_literals;
 using sim::bytes;
 
-/* A folder of its own, gone with everything in it at the end. */
+/* A temporary folder, removed with its content at the end. */
 class scratch
 {
       public:
@@ -51,7 +51,7 @@ static bool is_readable(int descriptor)
 {
 	pollfd watched = { descriptor, POLLIN, 0 };
 
-	return poll(&watched, 1, 180'000) == 1; /* so long takes only what never comes */
+	return poll(&watched, 1, 180'000) == 1; /* only a hang takes so long */
 }
 
 TEST(SimLine, CarriesEveryByteBothWaysUnchanged)
@@ -171,7 +171,7 @@ TEST(SimLine, ALinkThatCannotBeMadeIsToldAboutWithItsReason)
 		  "cannot make the link /nowhere/tty: No such file or directory");
 }
 
-/* Feeds bytes; all packets that come out, "|" behind each. */
+/* Feeds bytes and returns all packets found, each followed by "|". */
 static std::string packets_in(sim::packet_reader &reader, const std::string &text)
 {
 	const bytes data = sim::parse_hex(text).value();

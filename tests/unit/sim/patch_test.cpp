@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The patch download: what a controller accepts, when it has the whole, when it starts it. */
+/* The patch download: which patches a controller accepts, when one is complete, when it starts. */
 #include "tests/unit/sim/talk.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 using sim::bytes;
 using sim::controller;
 
-/* Sends a file as the host does; the patch that the controller then says to have. */
+/* Sends a file as the host does; returns the patch that the controller then has. */
 static bytes download(controller &chip, const bytes &file, size_t segment = 243)
 {
 	bytes arrived;
@@ -31,7 +31,7 @@ static bytes reset(controller &chip)
 	return chip.handle(sim::parse_hex(RESET).value()).patch;
 }
 
-/* Refused while the patch is missing or not yet started. */
+/* False while the patch is missing or not yet started: commands are refused. */
 static bool works(controller &chip)
 {
 	return ask(chip, "01 09 10 00").substr(0, 20) == "04 0E 0A 01 09 10 00";
@@ -122,7 +122,7 @@ TEST(SimPatch, AnyOtherCommandBreaksADownloadOff)
 TEST(SimPatch, WithoutStrictChecksTheResetEndsAnyFile)
 {
 	controller chip(settings_named("qualcomm"));
-	const bytes made_up = { 0x02, 0xFF, 0xFF, 0xFF, 0x55 }; /* announces far more */
+	const bytes made_up = { 0x02, 0xFF, 0xFF, 0xFF, 0x55 }; /* announces far more bytes */
 
 	EXPECT_EQ(download(chip, made_up), bytes());
 	EXPECT_EQ(reset(chip), made_up);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What a run leaves behind: decoded payloads, the timeline and its pictures, JSON, btsnoop. */
+/* The records of a run: decoded payloads, the timeline and its pictures, JSON, btsnoop. */
 #include "sim/air/advertisement.h"
 #include "sim/output/air_log.h"
 #include "sim/output/capture.h"
@@ -121,7 +121,7 @@ TEST(SimTimeline, DoesNotGrowWithoutEnd)
 	EXPECT_GT(times.forgotten(), 0u);
 }
 
-/* Tells the log and then the timeline, as the running program does. */
+/* Passes a change to the log and then to the timeline, as the program does. */
 static std::string log_change(sim::air_log &log, sim::timeline &times, const air_state &air,
 			      sim::moment at)
 {
@@ -194,7 +194,7 @@ TEST(SimJson, OneObjectForEachThing)
 		  "\"length\":5,\"pattern\":\"PRBS9\"}\n");
 }
 
-/* A file of its own, and what a capture puts next to it. */
+/* A temporary file, and what a capture writes next to it. */
 class capture_file
 {
       public:
@@ -279,7 +279,7 @@ static sim::timeline rotation()
 	return times;
 }
 
-/* A tenth of a row of 100 cells, and five times the same. */
+/* A tenth of a row of 100 cells. */
 static std::string blocks(const std::string &block)
 {
 	std::string text;
@@ -441,7 +441,7 @@ TEST(SimSvgReport, ItsAxisHasTheTimesOfTheLog)
 	times.change(beacon_on_air(), 7500ms);
 	times.change({}, 12s);
 	const std::string text = sim::svg_report("", times, 17500ms);
-	/* Ten seconds from 7.5 s on: the first whole one stands a twentieth to the right. */
+	/* Ten seconds from 7.5 s on: the first whole second is at a twentieth of the width. */
 	EXPECT_EQ(text.find(">7 s<"), std::string::npos);
 	EXPECT_NE(text.find("x=\"69.6\" y=\"150.0\" class=\"tick\">8 s<"), std::string::npos)
 		<< text;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What each simulated controller refuses, and with which status: every code that it knows. */
+/* What each simulated controller refuses, with every status code that it uses. */
 #include "tests/unit/sim/talk.h"
 
 #include <gtest/gtest.h>
@@ -100,7 +100,7 @@ TEST(SimRefusal, RefusesAllButThePatchBeforeThePatch)
 		SCOPED_TRACE(command);
 		controller chip(settings_named("qualcomm"));
 		EXPECT_EQ(ask(chip, command).substr(18, 2), "0C");
-		ask(chip, RESET); /* a reset alone helps nothing */
+		ask(chip, RESET); /* a reset alone does not help */
 		EXPECT_EQ(ask(chip, command).substr(18, 2), "0C");
 	}
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Whatever a host sends and whatever is broken on purpose: the simulator itself stands. */
+/* The simulator survives any input of a host and any combination of faults. */
 #include "sim/program/session.h"
 #include "tests/unit/sim/talk.h"
 
@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-/* Commands that mean something now and then, and plain nonsense in between. */
+/* Valid commands now and then, and random bytes between them. */
 static sim::bytes next_input(std::mt19937_64 &random)
 {
 	static const std::vector<std::string> known = { GAP_INIT,
@@ -34,7 +34,7 @@ static sim::bytes next_input(std::mt19937_64 &random)
 	return input;
 }
 
-/* Every fault at once, each with some chance. */
+/* Every fault at once, each with a small probability. */
 static std::vector<std::string> all_faults()
 {
 	std::vector<std::string> faults;
@@ -71,14 +71,14 @@ static std::vector<std::string> all_faults()
 				  "write-limit:bytes=8" }) {
 		const std::string fault = name;
 		const bool has_keys = fault.find(':') != std::string::npos;
-		const bool is_event = fault.starts_with("unasked"); /* that key is its own there */
+		const bool is_event = fault.starts_with("unasked"); /* it has its own `event` */
 		faults.push_back(fault + (has_keys ? "," : ":") + "times=always,chance=10" +
 				 (is_event ? "" : ",event=0"));
 	}
 	return faults;
 }
 
-/* Answers of a controller that has just started and meets no fault any more. */
+/* Answers of a controller that has just restarted, without faults. */
 static std::string answer_after(sim::session &session, sim::moment now)
 {
 	session.faults().clear();
@@ -129,7 +129,7 @@ TEST_P(SimRobustness, NonsenseAndFaultsLeaveItInOrder)
 	}
 }
 
-/* What a hostile host sends: nonsense, halves of packets, and lengths that swallow the rest. */
+/* The input of a hostile host: random bytes, half packets, lengths that swallow the rest. */
 static sim::bytes hostile_stream(std::mt19937_64 &random)
 {
 	sim::bytes stream;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A controller at the end of its line: the pace, the buffer, what goes wrong on request. */
+/* A controller on its serial line: the pace, the buffer, the faults. */
 #include "sim/line/misread.h"
 #include "tests/unit/sim/attached.h"
 
@@ -424,10 +424,10 @@ TEST(SimMisread, TheSameRateReadsWhatWasSent)
 
 TEST(SimMisread, HalfTheRateReadsTwoBytesOrABreak)
 {
-	/* 0xFF at half the rate: the start bit lasts two of the reader's bits. */
+	/* 0xFF at half the rate: the start bit lasts two bits of the reader. */
 	EXPECT_EQ(sim::hex_text(sim::misread({ { 0xFF } }, 57600, 115200)), "FE");
-	/* 0x01: where the reader looks for its stop bit the line is low, and that reads as 0. */
+	/* 0x01: the line is low at the reader's stop bit, which reads as 0. */
 	EXPECT_EQ(sim::hex_text(sim::misread({ { 0x01 } }, 57600, 115200)), "00");
-	/* 0x00: nine low bits become eighteen, a break, and a break reads as 0. */
+	/* 0x00: nine low bits become eighteen. That is a break, which reads as 0. */
 	EXPECT_EQ(sim::hex_text(sim::misread({ { 0x00 } }, 57600, 115200)), "00");
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What any Bluetooth host may ask of each controller: information, masks, addresses, the scan. */
+/* Standard commands of any Bluetooth host: information, masks, addresses, the scan. */
 #include "tests/unit/sim/talk.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Speaking with a simulated controller in hexadecimal text, and tables of such talks. */
+/* Exchanges with a simulated controller in hexadecimal text, and tables of them. */
 #pragma once
 
 #include "sim/controller/controller.h"
@@ -27,7 +27,7 @@ inline std::string ask(sim::controller &controller, const std::string &command)
 	return answer;
 }
 
-/* "00 00 00", `count` times the pair */
+/* `count` times the pair, "00 00 00" */
 inline std::string repeated(const std::string &pair, size_t count)
 {
 	std::string text;
@@ -37,7 +37,7 @@ inline std::string repeated(const std::string &pair, size_t count)
 	return text;
 }
 
-/* The packets that a host sends again and again. */
+/* Packets that many tests send. */
 inline const std::string GAP_INIT = "01 00 FE 26 01 05 " + repeated("00", 32) + " 01 00 00 00";
 inline const std::string GAP_ON = "01 06 FE 0A 03 00 00 00 00 00 00 00 07 00";
 inline const std::string GAP_OFF = "01 08 FE 00";
@@ -69,7 +69,7 @@ inline void expect_all(const std::vector<exchange> &exchanges)
 	}
 }
 
-/* A controller of the other maker that works: its patch downloaded, the reset done. */
+/* The commands that bring up a Qualcomm controller: patch download, reset; then `more`. */
 inline std::vector<std::string> patched(std::vector<std::string> more = {})
 {
 	const sim::bytes patch = sim::make_patch(40, 1);

@@ -52,7 +52,7 @@ TEST_F(Text, HexToBytesTakesTwoCharactersAByte)
 		  { 0x02, 0x01, 0x06, 0x1A, 0xFF, 0x4C, 0x00, 0x02, 0x15, 0x00 } },
 		{ "NONE", 5, { 0, 0, 0 } },
 		{ "a1B2", 4, { 0xA1, 0xB2 } },
-		{ "A1B2", 3, { 0xA1, 0xB2 } }, /* the last one with what follows it */
+		{ "A1B2", 3, { 0xA1, 0xB2 } }, /* 3 characters: the pair of the last one is read */
 		{ "A1B", 4, { 0xA1, 0x0B } },
 		{ "", 4, { 0, 0 } },
 		{ "12", 0, {} },
@@ -74,7 +74,7 @@ TEST_F(Text, HexToBytesTakesTwoCharactersAByte)
 
 TEST_F(Text, HexToBytesReadsNothingBehindTheTextsEnd)
 {
-	const std::unique_ptr<char[]> text(new char[2]{ 'A', '\0' }); /* watched by the sanitizer */
+	const std::unique_ptr<char[]> text(new char[2]{ 'A', '\0' }); /* checked by the sanitizer */
 	uint8_t out[8];
 
 	EXPECT_EQ(hex_to_bytes(out, text.get(), 16), 0);
