@@ -123,7 +123,7 @@ TEST(SimFault, HelpAndPageTellEachWithItsKeysAsTheyAreUnlessTold)
 		const size_t item = page.find(std::string("\n.It Cm ") + one.name + "\n");
 		ASSERT_NE(item, std::string::npos) << one.name;
 		const std::string told = page.substr(item, page.find("\n.It", item + 1) - item);
-		EXPECT_EQ(told.find("Unless told:") != std::string::npos, !one.values.empty())
+		EXPECT_EQ(told.find("Default:") != std::string::npos, !one.values.empty())
 			<< one.name;
 		EXPECT_NE(told.find(one.values), std::string::npos) << one.name;
 	}
