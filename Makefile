@@ -7,6 +7,8 @@ PREFIX ?= /usr/local
 need = @missing=; for need in $(1); do \
 	command -v $${need%%:*} >/dev/null || missing="$$missing $${need\#*:}"; done; \
 	[ -z "$$missing" ] || { echo "make $@: please install these packages:$$missing" >&2; exit 1; }
+# And where there is no git's list of files.
+need_checkout = @[ -e .git ] || { echo 'make $@: only a git checkout can be $(1)' >&2; exit 1; }
 BUILD_NEEDS = cmake ninja:ninja-build g++
 
 all:
@@ -24,10 +26,12 @@ SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -vx -e tools/heal -e t
 
 format:
 	$(call need,clang-format git)
+	$(call need_checkout,formatted)
 	clang-format -i $(SOURCES)
 
 check:
 	$(call need,clang-format git shellcheck)
+	$(call need_checkout,checked)
 	clang-format --dry-run -Werror $(SOURCES)
 	shellcheck $(SCRIPTS)
 
@@ -38,8 +42,10 @@ analyse:
 
 # What is made and committed: the record of the line, which comes out the same, and a picture of
 # the beacons on the air, which never does.
-docs: all
-	tools/sandbox tools/sequences build >docs/controllers.md.new
+docs:
+	$(call need,$(BUILD_NEEDS) python3)
+	@$(MAKE) --no-print-directory all
+	tools/sandbox tools/sequences build >docs/controllers.md.new || { rm docs/controllers.md.new; exit 1; }
 	mv docs/controllers.md.new docs/controllers.md
 	tools/sandbox tools/demo "$(CURDIR)/build" ti-08 3 "$(CURDIR)/docs/live-view.svg"
 
@@ -60,7 +66,7 @@ package:
 VERSION = $$(sed -n 's/^project(vorlind VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 dist:
 	$(call need,git)
-	@[ -e .git ] || { echo 'make dist: only a git checkout can be packed' >&2; exit 1; }
+	$(call need_checkout,packed)
 	tools/dist build "$(VERSION)"
 
 clean:
