@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * What the daemon relies on in the C library and the kernel of the device, through the daemon's
- * own functions. Needs no C++ runtime, so that it links there. Run it inside tools/sandbox.
+ * Tests what the daemon needs from the device's C library and kernel, through the daemon's own
+ * functions. Links without a C++ runtime, like the daemon. Run it inside tools/sandbox.
  */
 #include "daemon/bleipc.h"
 #include "daemon/lifecycle.h"
@@ -40,7 +40,7 @@ static void pause_for(long ms)
 	nanosleep(&time, nullptr);
 }
 
-/* A child that sends its parent a signal after 200 ms and, another 200 ms on, writes a byte. */
+/* A child that sends its parent a signal after 200 ms, and writes a byte after 400 ms. */
 static pid_t start_disturber(int signo, int fd)
 {
 	const pid_t child = fork();
@@ -83,7 +83,7 @@ static void usleep_is_cut_short()
 	flag_uevent_change = 0;
 	const pid_t child = fork();
 	if (child == 0)
-		for (;;) { /* one that comes before the sleep does not cut it short */
+		for (;;) { /* a signal before the sleep would not cut it short */
 			pause_for(200);
 			kill(getppid(), SIGUSR2);
 		}
@@ -95,7 +95,7 @@ static void usleep_is_cut_short()
 	waitpid(child, nullptr, 0);
 }
 
-/* The wait of the serial reader holds SIGUSR1 back; SIGTERM would end it. */
+/* The wait of the serial reader blocks SIGUSR1; SIGTERM would end it. */
 static void select_is_not_cut_short()
 {
 	int ends[2];
@@ -135,7 +135,7 @@ static void semaphore_is_given_back()
 	expect(bleipc_semget(&second, BLE_SEM_KEY, 0, BLEIPC_ATTACH) == -1, "and is gone");
 }
 
-/* A signal cuts the wait for the lock short; it is taken up again until the lock is gone. */
+/* A signal interrupts the wait for the lock; it is repeated until the lock is removed. */
 static void lock_wait_ends_with_the_lock()
 {
 	bleipc_sem sem = {};
@@ -219,7 +219,7 @@ static void serial_line_is_raw()
 	ipc_deinit();
 }
 
-/* How the daemon asks for processes of its name: a shell, a pipe, the end of the child. */
+/* The daemon's way to find processes of its name: a shell, a pipe, the end of the child. */
 static void popen_reads_an_answer()
 {
 	char answer[16] = "";

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Includes run one way, and only where the table says."""
+"""Includes run in one direction, and only where the table allows them."""
 
 import re
 
@@ -9,7 +9,7 @@ from project import CODE, DAEMON, ROOT, code_files, finish, line_of, name, witho
 COMMANDS = ("hci/standard_commands", "hci/ti_commands", "hci/qualcomm_commands")
 BASE = ("daemon/trace", "daemon/bleipc")
 
-# Low to high: a unit, and what it may include. Each stands below all that it includes.
+# A unit, and what it may include; from low to high.
 MAY_INCLUDE = {
     "daemon/trace": (),
     "util/text": ("daemon/trace",),
@@ -40,7 +40,7 @@ MAY_INCLUDE = {
 MAY_INCLUDE["daemon/lifecycle"] = tuple(MAY_INCLUDE)
 MAY_INCLUDE["daemon/main"] = tuple(MAY_INCLUDE)
 
-# The folders of the other programs, low to high: a file may include what stands in its own or below.
+# The folders of the other programs, low to high: a file may include files of its own and lower ones.
 FOLDERS = {
     "client": ("cli", "link", "settings", "commands"),
     "sim": ("controller", "line", "air", "output", "program"),
@@ -55,11 +55,11 @@ def unit_of(path):
 
 
 def height(path):
-    """How high the file's folder stands in its program, -1 for one that the table has not."""
+    """The level of the file's folder in its program, -1 for one that is not in the table."""
     program, *inner = path.split("/")[:-1]
     order = FOLDERS[program]
     if not inner:
-        return len(order)  # main: knows all
+        return len(order)  # main may include all
     return order.index(inner[0]) if inner[0] in order else -1
 
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Every file of the project that a document links to or names is there."""
+"""Every file of the project that a document links to or names exists."""
 
 import re
 
@@ -11,20 +11,20 @@ BACKTICKS = re.compile(r"`([^`\n]+)`")
 FENCE = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
 PATH = re.compile(r"(?:\./)?[\w.*-]+(?:/[\w.*-]*)*")
 SUFFIXES = (".cpp", ".h", ".md", ".py", ".sh", ".json", ".cmake", ".txt", ".1", ".8")
-MADE = ("build", "build-")  # folders that are made, and may not be there
+MADE = ("build", "build-")  # generated folders, which may be missing
 
-# Names of files that are the user's or the device's, not the project's.
+# Files of the user or of the device, not of the project.
 FOREIGN = {"air.json", "compile_commands.json", "vorlind/segment.h"}
 
 
 def exists(path, document):
-    path = re.sub("NAME", "*", path)  # stands for one of several
+    path = re.sub("NAME", "*", path)  # NAME is a placeholder
     bases = (ROOT, document.parent)
     if any(list(base.glob(path.removeprefix("./").rstrip("/"))) for base in bases):
         return True
     if "/" not in path:
         return any(True for _ in files(path))
-    # A unit may be named without its suffix.
+    # A document may name a unit without suffix.
     return any(list(base.glob(path + ".*")) for base in bases)
 
 

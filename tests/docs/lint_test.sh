@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# mandoc finds nothing to complain about in the pages.
+# mandoc has no complaint about the manual pages.
 
 cd "$(dirname "$0")/../../docs" || exit 1
 command -v mandoc >/dev/null || {

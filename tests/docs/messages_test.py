@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Every line that the daemon writes to stderr stands in vorlind.8, and nothing else does."""
+"""vorlind.8 lists every line that the daemon writes to stderr, and no other."""
 
 import re
 
@@ -9,7 +9,7 @@ from project import without_comments, without_texts
 
 PAGE = ROOT / "docs" / "vorlind.8"
 
-# Texts that are not literals where they are written, and where they come from instead.
+# Texts that are no literals at the call, and where they come from.
 ELSEWHERE = {
     ("hci/exchange.cpp", "prefix"): "a blank in front of the bytes of a packet",
     ("daemon/interpreter.cpp", "option->failure"): "the table of config's options",
@@ -26,7 +26,7 @@ WILDCARD["s"] = ".*"
 
 
 def arguments(text, begin):
-    """The arguments of the call whose bracket opens before `begin`."""
+    """The arguments of the call whose bracket is just before `begin`."""
     parts, depth, start, at = [], 0, begin, begin
     while depth >= 0:
         literal = TOKEN.match(text, at)
@@ -46,7 +46,7 @@ def arguments(text, begin):
 
 
 def literal_text(expression):
-    """The text of a literal, which may come in pieces, or None."""
+    """The text of a literal, which may have several parts, or None."""
     pieces = [match.group() for match in TOKEN.finditer(expression)]
     if not pieces or TOKEN.sub("", expression).strip():
         return None
@@ -54,7 +54,7 @@ def literal_text(expression):
 
 
 def pattern_of(text):
-    """What a line looks like that this format makes. A piece of a line may be repeated."""
+    """The pattern of the lines that this format makes. A part of a line may be repeated."""
     whole, result, at = text.endswith("\\n"), "", 0
     line = text.removesuffix("\\n").strip()
     for match in CONVERSION.finditer(line):
@@ -66,7 +66,7 @@ def pattern_of(text):
 
 
 def messages(path):
-    """Each text that goes to stderr, as (line, text), or as (line, None, fault)."""
+    """Each text written to stderr, as (line, text), or as (line, None, fault)."""
     text = without_comments(path.read_text())
     written = 0
     for match in CALL.finditer(text):
@@ -96,7 +96,7 @@ def messages(path):
 
 
 def diagnostics():
-    """The entries of DIAGNOSTICS, as (line, text), and the ones that explain nothing."""
+    """The entries of DIAGNOSTICS, as (line, text), and those without an explanation."""
     entries, faults, bare = [], [], None
     inside = False
     for number, line in enumerate(PAGE.read_text().splitlines(), 1):

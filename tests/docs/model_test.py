@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Each function that the model of the handshake names is there, and each of its files."""
+"""Each function and file that the model of the handshake names exists."""
 
 import re
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Every option and command that a program's help has stands in its page, and the other way.
+"""A program's help and its manual page list the same options and commands.
 
 usage: options_test.py BUILD, inside tools/sandbox
 """
@@ -16,7 +16,7 @@ import time
 from project import ROOT, finish
 
 BUILD = pathlib.Path(sys.argv[1]).resolve()
-LIMIT = 180  # seconds; whoever takes longer hangs
+LIMIT = 180  # seconds; only a hang takes longer
 
 # The mdoc macros that end a list of words behind Fl or Cm.
 MACROS = set("Ar Cm Dl Dq Fl It Nm Ns Oc Oo Op Pa Pq Sq Sx Xr Li Em Ql".split())
@@ -32,7 +32,7 @@ def run(*command):
 
 
 def page_words(page, section=None, command=None):
-    """The options and the command words of a page, of one section, or of one command there."""
+    """The options and command words of a page, or of one of its sections or commands."""
     options, words, here, told = set(), set(), None, command is None
     for line in page.read_text().replace("\\\n", "").splitlines():
         if line.startswith(".Sh"):
@@ -59,12 +59,12 @@ def help_options(text):
 
 
 def left_column(text):
-    """The words in front of the explanation of each indented line."""
+    """The words before the explanation in each indented line."""
     words = set()
     for line in text.splitlines():
         if line.startswith("  ") and line.strip():
             column = re.split(r"  +", line.strip())[0]
-            column = re.sub(r" [A-Z]+ .*", "", column)  # a long one runs into its explanation
+            column = re.sub(r" [A-Z]+ .*", "", column)  # a long word reaches its explanation
             words.update(w for w in re.split(r"[ |\[\],]+", column) if WORD.match(w))
     return words
 
@@ -117,7 +117,7 @@ def control_help():
             stdout=subprocess.DEVNULL,
         )
         try:
-            # Its link is the last that it makes: then it listens.
+            # It makes its link last: then it listens.
             while not line.exists() and simulator.poll() is None:
                 time.sleep(0.02)
             return run(BUILD / "vorlin-sim", "control", socket, "help")

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Every file that the daemon opens by name stands under FILES of vorlind.8, and no other."""
+"""FILES of vorlind.8 lists every file that the daemon opens by name, and no other."""
 
 import re
 
@@ -11,7 +11,7 @@ FILE = re.compile(r"/(?:dev|proc|sys|lib|etc|var|run|tmp)/[\w./]+|\b\w+\.bin\b")
 
 
 def named():
-    """Each path in the sources, with the first place where it stands."""
+    """Each path in the sources, with its first place."""
     found = {}
     for path in code_files(DAEMON):
         text = without_comments(path.read_text())

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the checks of the documents share: the project's files, and its code without comments."""
+"""Shared by the tests of the documents: the project's files, and its code without comments."""
 
 import pathlib
 import re
@@ -13,7 +13,7 @@ TOKEN = re.compile(r"""//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])*
 
 
 def files(*patterns):
-    """The project's own files, not what was built or fetched."""
+    """The project's own files, without built or fetched ones."""
     for pattern in patterns:
         for path in sorted(ROOT.rglob(pattern)):
             top = path.relative_to(ROOT).parts[0]
@@ -32,7 +32,7 @@ def name(path):
 
 
 def without_comments(text):
-    """The same text with blanks for comments: every offset and line stays where it was."""
+    """The same text with spaces instead of comments: offsets and lines stay the same."""
 
     def blank(match):
         token = match.group()
@@ -42,7 +42,7 @@ def without_comments(text):
 
 
 def without_texts(text):
-    """Without comments and with blanks in the literals, so that brackets can be counted."""
+    """Without comments, and with spaces in the literals, so that brackets can be counted."""
     return TOKEN.sub(
         lambda match: '"' + re.sub(r"[^\n]", " ", match.group()[2:]) + '"',
         without_comments(text),
@@ -54,7 +54,7 @@ def line_of(text, offset):
 
 
 def finish(faults):
-    """One line a fault, and the exit status."""
+    """Print one line for each fault; return the exit status."""
     for fault in faults:
         print(f"FAILED: {fault}")
     sys.exit(1 if faults else 0)

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The clients of docs/protocol.md, as printed there, against the daemon; built as firmware would
-# build them, from what is installed.
+# Runs the clients that docs/protocol.md prints with the daemon; builds them from the installed
+# files, as firmware would.
 # usage: tools/sandbox tests/docs/protocol_test.sh BUILD
 
 set -eu
@@ -18,7 +18,7 @@ fail()
 	exit 1
 }
 
-# The fenced block of a language.
+# Print the fenced block of a language.
 block()
 {
 	sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{ /^\`\`\`/d; p }" docs/protocol.md
@@ -48,7 +48,7 @@ grep -q '^BLE configuration utility: ' "$made/messages" || fail 'show version pr
 [ "$(vorlinctl show gap-param 6)" = 'GAP Param ID: 6, Value: 300' ] || fail 'it was not set'
 "$made/careful" 2>/dev/null && fail 'it takes no words'
 
-# However it is killed, the daemon goes on.
+# The daemon goes on, whenever the client is killed.
 i=0
 while [ $i -lt 50 ]; do
 	"$made/careful" show version 2>/dev/null &

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# docs/controllers.md tells what the programs do.
+# docs/controllers.md agrees with the programs.
 # usage: tools/sandbox tests/docs/sequences_test.sh BUILD
 
 cd "$(dirname "$0")/../.." || exit 1

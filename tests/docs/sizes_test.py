@@ -17,9 +17,9 @@ SIGNATURE = re.compile(r"([~\w:]+)\s*\([^;]*\)[^;()=]*$", re.DOTALL)
 
 
 def functions(text):
-    """Name, first and last line of each function; what is inside one is a part of it."""
+    """Name, first and last line of each function; inner ones are part of it."""
     open_scopes = []  # for each brace: its function's name and line, or None
-    inside = 0  # braces that are open within a function
+    inside = 0  # open braces within a function
     start = 0  # where the declaration before the next brace begins
     for match in re.finditer(r"[{};]", text):
         at = match.start()

@@ -14,12 +14,12 @@ PLACES = {
     "packaging/openwrt/vorlind/Makefile": r"^PKG_VERSION:=(\d+\.\d+\.\d+)$",
     "daemon/main.cpp": r'version\[\] = "(\d+\.\d+\.\d+)"',
     "client/main.cpp": r'version\[\] = "(\d+\.\d+\.\d+)"',
-    "CHANGELOG.md": r"^## (\d+\.\d+\.\d+)$",  # the newest stands first
+    "CHANGELOG.md": r"^## (\d+\.\d+\.\d+)$",  # the newest is first
 }
 
 
 def tags_here():
-    """The release tags of what is checked out; none where git knows nothing."""
+    """The release tags of the checked out commit; none without git."""
     done = subprocess.run(["git", "-C", ROOT, "tag", "--points-at", "HEAD", "v*"],
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
     return done.stdout.decode().split()

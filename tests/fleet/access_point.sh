@@ -1,13 +1,13 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# An access point inside tools/sandbox: the programs, and a shell for what comes through a pipe.
+# An access point inside tools/sandbox: the programs, and a shell for commands from a pipe.
 # usage: tools/sandbox tests/fleet/access_point.sh BUILD FOLDER
 
 build=$1
 folder=$2
 PATH=$build:$PATH
 
-exec 3<>"$folder/commands" # for reading and writing: there is always a writer
+exec 3<>"$folder/commands" # read and write: so the pipe always has a writer
 vorlin-sim --link /dev/ttyMSM1 --baud 0 --seconds 600 >"$folder/air" 2>&1 &
 while [ ! -e /dev/ttyMSM1 ]; do sleep 0.05; done
 vorlind >>"$folder/messages" 2>&1 &

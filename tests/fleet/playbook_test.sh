@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The playbook of docs/fleet.yml against three access points in namespaces of their own.
+# The playbook docs/fleet.yml with three access points in separate namespaces.
 # usage: playbook_test.sh BUILD
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -71,13 +71,13 @@ on_air()
 	tail -n 1 "$folder/$1/air"
 }
 
-### --check only tells
+### --check only reports
 play --check
 for name in $names; do
 	"$here/ssh" "$name" 'vorlinctl status' | grep -q '2 available' || fail "$name was changed"
 done
 
-### The first time everything changes, and each has its own beacon
+### The first run changes everything, and each access point has its own beacon
 play
 minor=0
 for name in $names; do
@@ -86,7 +86,7 @@ for name in $names; do
 	grep -q "uuid $uuid major 7 minor $minor " "$folder/$name/air" || fail "$name has not its beacon"
 done
 
-### The second time nothing, and nothing is sent
+### The second run changes nothing and sends nothing
 before=$(cat "$folder"/*/air | wc -l)
 play
 for name in $names; do
@@ -94,7 +94,7 @@ for name in $names; do
 done
 [ "$(cat "$folder"/*/air | wc -l)" = "$before" ] || fail 'the air changed though nothing did'
 
-### A change of one is a change of one
+### A change for one access point changes only that one
 sed -i 's/^stairs .*/stairs minor=42/' "$folder/inventory"
 play
 expect_changed hall 0

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The file of "vorlinctl apply": whatever is taken fits its fields and survives save and apply. */
+/* The file of "vorlinctl apply": what it accepts fits its fields and survives save and apply. */
 #include "client/settings/apply.h"
 #include "client/settings/fields.h"
 #include "tests/fuzz/fuzz.h"
@@ -12,7 +12,7 @@
 #include <string_view>
 #include <sys/random.h>
 
-/* Stands before the C library's: the same input must do the same each time. */
+/* Used instead of the C library's: the same input must always do the same. */
 extern "C" ssize_t getrandom(void *buffer, size_t size, unsigned)
 {
 	memset(buffer, 0x3C, size);
@@ -21,7 +21,7 @@ extern "C" ssize_t getrandom(void *buffer, size_t size, unsigned)
 
 static bool read_text(const std::string &text, plan *p)
 {
-	/* fmemopen takes no empty buffer. */
+	/* fmemopen refuses an empty buffer. */
 	std::string copy = text.empty() ? "\n" : text;
 	FILE *const file = fmemopen(copy.data(), copy.size(), "r");
 	const bool is_read = read_plan(file, p);
@@ -30,7 +30,7 @@ static bool read_text(const std::string &text, plan *p)
 	return is_read;
 }
 
-/* As the daemon makes it at its start. */
+/* The settings at the daemon's start. */
 static ble_record fresh_record()
 {
 	ble_record record = {};
@@ -66,7 +66,7 @@ static void check_field(const text_field *field, const void *base)
 	     "what stands in a field is what the field takes");
 }
 
-/* The limits once more, apart from the client's own table of them. */
+/* The limits, written here independently of the client's table. */
 static void check_number(std::string_view field, int least, int most, const char *word)
 {
 	const std::string text(field.substr(0, field.find('\0')));
@@ -121,7 +121,7 @@ static void check_record(const ble_record &record)
 	     "only settings and beacons change");
 }
 
-/* What a function prints to the file that it is given. */
+/* What a function prints to its file. */
 static std::string printed(const std::function<void(FILE *)> &print)
 {
 	char *text = nullptr;
@@ -148,7 +148,7 @@ static void check_differences(const ble_record &before, const ble_record &after)
 	must(!needs_reset(&before, &after) || count > 0, "no reset without a difference");
 }
 
-/* Saved, and applied to a record full of something else, it is the same again. */
+/* Saved and applied to a record with other settings, it is the same again. */
 static void check_save(const ble_record &record)
 {
 	static plan again;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The event reader and the commands, told whatever a lying controller may send. A second, plain
- * reader of the same bytes says what has to come of them.
+ * The event reader and the commands, with any bytes that a faulty controller may send. A second,
+ * simple reader computes the expected result from the same bytes.
  */
 #include "daemon/bleipc.h"
 #include "daemon/signals.h"
@@ -21,7 +21,7 @@
 
 constexpr uint8_t CANARY = 0xA5;
 constexpr size_t FENCE = 64;
-constexpr size_t STREAM_MAX = 3 * HCI_EVENT_MAX; /* more says nothing new, and takes longer */
+constexpr size_t STREAM_MAX = 3 * HCI_EVENT_MAX; /* longer ones find nothing new */
 
 static struct {
 	uint8_t before[FENCE];
@@ -36,9 +36,9 @@ struct operation {
 	int32_t (*run)(uint8_t *answer);
 	uint16_t opcode;
 	uint8_t params;
-	size_t answer; /* bytes that it may write there */
+	size_t answer; /* bytes that it may write to its buffer */
 	bool has_second;
-	int32_t fine = 0; /* a status that is as good as success */
+	int32_t fine = 0; /* a status that counts as success */
 };
 
 // clang-format off
@@ -68,7 +68,7 @@ static const operation operations[] = {
 };
 // clang-format on
 
-/* The plain reader: one event out of the front of `stream` into `to`; its status, or -1. */
+/* The simple reader: moves one event from the front of `stream` to `to`; its status, or -1. */
 static int32_t expected_event(byte_span *stream, uint8_t *to)
 {
 	const auto take = [&](size_t at, size_t most) {
@@ -101,7 +101,7 @@ static void check_fences()
 		     "nothing is written beside the buffer");
 }
 
-/* Event after event until the stream is used up; what was in the buffer stays under each. */
+/* All events of the stream, in one buffer that is not cleared between them. */
 static void read_all(byte_span stream, size_t length)
 {
 	uint8_t expected[HCI_EVENT_MAX];
@@ -152,7 +152,7 @@ static void run_operation(const operation &one, byte_span stream)
 	check_fences();
 }
 
-/* Without a controller or a line: -1, and not a byte is read. */
+/* Without a controller or a line: -1, and no byte is read. */
 static void run_without(const operation &one, byte_span stream)
 {
 	fake.line = stream;

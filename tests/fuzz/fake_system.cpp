@@ -20,7 +20,7 @@
 
 fake_system fake;
 
-static bool signals_held; /* SIGUSR1 and SIGUSR2 */
+static bool signals_held; /* SIGUSR1 and SIGUSR2 are blocked */
 
 void fake_system_clear()
 {
@@ -61,7 +61,7 @@ static ssize_t read_file(byte_span &file, void *buffer, size_t most)
 	return static_cast<ssize_t>(count);
 }
 
-/* These stand before the C library's, as the program's own definitions. */
+/* The program's own definitions, used instead of the C library's. */
 extern "C" ssize_t read(int fd, void *buffer, size_t most)
 {
 	switch (fd) {
@@ -76,7 +76,7 @@ extern "C" ssize_t read(int fd, void *buffer, size_t most)
 	return syscall(SYS_read, fd, buffer, most);
 }
 
-/* What read becomes where the compiler knows the size of the buffer and checks it. */
+/* The compiler calls it instead of read where it knows the size of the buffer. */
 extern "C" ssize_t __read_chk(int fd, void *buffer, size_t most, size_t size);
 extern "C" ssize_t __read_chk(int fd, void *buffer, size_t most, size_t size)
 {

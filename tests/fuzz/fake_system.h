@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The daemon's system calls, kept in memory: the line, the device's files, the lock, the
- * console. A socket pair costs several times as much as all that is read from it, and could not
- * fail at will. Other descriptors and paths are the kernel's.
+ * The daemon's system calls in memory: the line, the device's files, the lock, the console. A
+ * socket pair would be several times slower, and could not fail on demand. Other descriptors and
+ * paths go to the kernel.
  */
 #pragma once
 
@@ -10,18 +10,18 @@
 
 #include <functional>
 
-/* Below FD_SETSIZE, above what a fuzz program ever opens. */
+/* Below FD_SETSIZE, above all descriptors that a fuzz program opens. */
 constexpr int FAKE_LINE = 900;
 constexpr int FAKE_MRD = 901;
 constexpr int FAKE_PATCH = 902;
 constexpr int FAKE_CONSOLE = 903;
 
 struct fake_system {
-	byte_span line;            /* what the controller has sent and the daemon not read */
-	uint8_t single = 0;        /* of eight reads in turn, those that give one byte only */
-	uint8_t spared = 0;        /* of eight writes in turn, those that take all but one byte */
-	int at_end = 0;            /* select with nothing there: its result */
-	bool hung_up = false;      /* read with nothing there: fails; else end of file */
+	byte_span line;            /* sent by the controller, not read by the daemon */
+	uint8_t single = 0;        /* a bit for each of eight reads: it returns one byte only */
+	uint8_t spared = 0;        /* a bit for each of eight writes: it leaves one byte out */
+	int at_end = 0;            /* result of select without bytes to read */
+	bool hung_up = false;      /* read without bytes to read fails; else end of file */
 	bool line_refuses = false; /* writing to the line fails */
 	bool line_locked = false;  /* by another process */
 	bool line_missing = false; /* no serial device */
@@ -31,10 +31,10 @@ struct fake_system {
 	bool patch_missing = false;
 	bool patch_unreadable = false;
 	byte_span patch;
-	size_t patch_size = 0; /* as stat has it */
+	size_t patch_size = 0; /* reported by stat */
 
-	std::function<void(byte_span)> heard;  /* each write to the line, whole */
-	std::function<void(byte_span)> traced; /* each write to the console */
+	std::function<void(byte_span)> heard;  /* called with each write to the line */
+	std::function<void(byte_span)> traced; /* called with each write to the console */
 
 	/* What the daemon has done. */
 	size_t reads = 0;
@@ -46,5 +46,5 @@ struct fake_system {
 
 extern fake_system fake;
 
-/* Everything back to the start: a silent line that is there, no files. */
+/* Reset everything: a line that exists and is silent, no files. */
 void fake_system_clear();

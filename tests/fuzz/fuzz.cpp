@@ -61,8 +61,8 @@ void check_streams()
 }
 
 /*
- * The streams of the code, not of the process: libFuzzer and the sanitizers have found their
- * own way to the terminal before this. Buffered, for a system call less a message.
+ * Redirects the streams of the tested code only: libFuzzer and the sanitizers have opened the
+ * terminal before this. Buffered, to save a system call for each message.
  */
 extern "C" int LLVMFuzzerInitialize(int *, char ***);
 extern "C" int LLVMFuzzerInitialize(int *, char ***)

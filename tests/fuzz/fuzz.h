@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What every fuzz program needs: an input cut into pieces, and the end at a broken promise. */
+/* Shared by all fuzz programs: splits the input, and aborts when a promise is broken. */
 #pragma once
 
 #include <cstddef>
@@ -8,19 +8,19 @@
 
 using byte_span = std::span<const uint8_t>;
 
-/* One execution; each program defines its own, and both libFuzzer and the replay call it. */
+/* One execution. Each program defines it; libFuzzer and the replay call it. */
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
-/* Abort with the promise that was broken, if it was. */
+/* Abort and print the promise if it does not hold. */
 void must(bool holds, const char *promise);
 
 /*
- * What the code has written to the standard streams since the last call is looked at: nothing
- * may have gone to stdout, and only whole lines of printable characters to stderr.
+ * Check what the code has written since the last call: nothing to stdout, and only whole lines
+ * of printable characters to stderr.
  */
 void check_streams();
 
-/* An input from its front to its end; behind the end it is all zeros. */
+/* Reads an input from its beginning; after its end come zeros. */
 class input
 {
       public:

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The daemon's loop between a client that writes anything anywhere in the segment, at any of
- * the daemon's sleeps, and a controller that may lie. The input: five bytes of circumstances;
- * then what the client does, tag by tag; then, by command, what the controller answers.
+ * The daemon's loop with a client that writes anything anywhere in the segment, in any of the
+ * daemon's sleeps, and with a controller that may be faulty. The input: five bytes of settings;
+ * the client's actions, each with a tag; the controller's answer to each command.
  */
 #include "daemon/bleipc.h"
 #include "daemon/event_loop.h"
@@ -24,12 +24,12 @@
 #include <vector>
 
 // clang-format off
-enum tag : uint8_t { /* of what the client does; any other: 0 */
-	CLIENT_IS_DONE  = 0, /* the rest is the controller's */
+enum tag : uint8_t { /* the client's actions; any other value: 0 */
+	CLIENT_IS_DONE  = 0, /* the controller's answers follow */
 	CLIENT_WRITES   = 1, /* 16-bit offset, length, bytes */
 	CLIENT_SAYS     = 2, /* slot of the word, length, characters */
-	CLIENT_SIGNALS  = 3, /* which; the rest waits for the daemon's next sleep */
-	CLIENT_BEACONS  = 4, /* turns on the entries of a mask */
+	CLIENT_SIGNALS  = 3, /* which signals; the next action is in the daemon's next sleep */
+	CLIENT_BEACONS  = 4, /* enables the entries of a mask */
 };
 constexpr uint8_t SIGNAL_COMMAND = 0x01;
 constexpr uint8_t SIGNAL_EVENT   = 0x02;
@@ -40,10 +40,10 @@ struct known_command {
 	uint16_t opcode;
 	int params; /* -1: any number */
 	uint8_t slots;
-	uint8_t most[3]; /* of the first parameters; 0xFF: anything */
+	uint8_t most[3]; /* maxima of the first parameters; 0xFF: any value */
 };
 
-/* Everything that the daemon may ever send. */
+/* All commands that the daemon may send. */
 static const known_command known_commands[] = {
 	{ 0x0C03,  0, QUALCOMM,      { 0xFF, 0xFF, 0xFF } },
 	{ 0x1001,  0, ANY,           { 0xFF, 0xFF, 0xFF } },
@@ -70,7 +70,7 @@ static const known_command known_commands[] = {
 	{ 0xFE31,  3, TI_06 | TI_08, {  103,    0,    0 } },
 };
 
-/* Where the daemon may write in the segment; everything else is the client's. */
+/* Where the daemon may write in the segment; the rest is the client's. */
 static const struct {
 	size_t offset;
 	size_t size;
@@ -88,16 +88,16 @@ static const struct {
 };
 // clang-format on
 
-/* Longer stories say nothing new, and take longer; those that are traced take longest. */
+/* Longer runs find nothing new. Runs with traces are the slowest. */
 constexpr size_t SLEEPS_MAX = 20;
 constexpr size_t TRACED_SLEEPS_MAX = 8;
-constexpr size_t EXCHANGES_MAX = 200; /* without a sleep: then the client goes on all the same */
+constexpr size_t EXCHANGES_MAX = 200; /* without a sleep; then the client acts anyway */
 /* A patch that is nothing but its header. */
 static const uint8_t patch[] = { 0x02, 0x18, 0x00, 0x00, 0x18, 0x00, 0x00, 0x00, 0x00, 0x00,
 				 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x10, 0x00, 0x00, 0x02,
 				 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00 };
 
-/* One execution's world around the daemon. */
+/* The daemon's surroundings in one execution. */
 struct world {
 	explicit world(const uint8_t *data, size_t size) : client(data, size) {}
 
@@ -106,10 +106,10 @@ struct world {
 	void hear(byte_span packet);
 	void check_segment() const;
 
-	input client; /* and behind what it does, the controller's answers */
+	input client; /* its actions, followed by the controller's answers */
 	input answers = input(byte_span());
 	bool client_done = false;
-	bool obliging = false; /* once it has run out of answers, the controller gives good ones */
+	bool obliging = false; /* the controller gives good answers after those of the input */
 	std::unique_ptr<ble_segment> segment = std::make_unique<ble_segment>();
 	ble_segment left_by_client = {};
 	std::optional<sim::controller> chip;
@@ -129,7 +129,7 @@ static void check_command(byte_span packet)
 	must(packet.size() >= 4 && packet[0] == 0x01 && packet.size() == size_t{ 4 } + packet[3],
 	     "what is sent is one whole command packet");
 	const int opcode = packet[1] | packet[2] << 8;
-	/* Who is there is asked before any slot is in force. */
+	/* Read Local Version Information is sent before a slot is chosen. */
 	const int slots = opcode == 0x1001 ? ANY : hci_ver_index < 0 ? 0 : 1 << hci_ver_index;
 	const auto *const row = std::ranges::find_if(known_commands, [&](const auto &known) {
 		return known.opcode == opcode && known.slots & slots;
@@ -141,7 +141,7 @@ static void check_command(byte_span packet)
 		must(packet[4 + i] <= row->most[i], "the parameters are in their range");
 }
 
-/* A controller that works, with its patch downloaded. */
+/* A controller that is ready, with its patch downloaded. */
 static sim::controller started(const sim::controller_kind &kind)
 {
 	static const uint8_t reset[] = { 0x01, 0x03, 0x0C, 0x00 };
@@ -206,7 +206,7 @@ void world::begin()
 	left_by_client = *segment;
 }
 
-/* The client's part is walked through once to see where it ends. */
+/* Parse the client's part once to find its end. */
 void world::find_answers()
 {
 	input ahead = client;
@@ -249,7 +249,7 @@ static void turn_on(ble_segment &segment, uint8_t mask)
 		}
 }
 
-/* Up to its next signal, or its end: then the daemon is told to quit. */
+/* Act up to the next signal; at the end make the daemon quit. */
 void world::client_acts()
 {
 	while (!client_done) {
@@ -277,7 +277,7 @@ void world::client_acts()
 	flag_daemon_quit = 1;
 }
 
-/* In each of the daemon's sleeps: what it has left is looked at, then the client goes on. */
+/* In each of the daemon's sleeps: check what it has done, then let the client act. */
 void world::time_passes()
 {
 	check_segment();
@@ -286,10 +286,10 @@ void world::time_passes()
 		client_done = true;
 	client_acts();
 	/*
-	 * Two lies of the client's are too much for the daemon, and known. That there is no line:
-	 * the next attach event then opens it a second time and meets the lock of the first. That
-	 * a controller nobody supports is usable: with dwells of no time it then rotates nothing,
-	 * without any sleep, until a signal comes.
+	 * Two false states in the segment are known to be too much for the daemon. "No line": the
+	 * next attach event opens the line again and meets its own lock. "Usable" with an
+	 * unsupported controller: with dwells of 0 ms it rotates nothing, without any sleep,
+	 * until a signal comes.
 	 */
 	if (hci_ver_index < 0 || (ble_fd == FAKE_LINE && segment->config.opt.status == 0))
 		segment->config.opt.status = BLE_STATUS_UNCONFIRMED;
@@ -303,7 +303,7 @@ void world::answer(byte_span packet)
 
 	if (ran_out ? !obliging : how >= 0xE0 && how < 0xF0)
 		return;
-	if (how >= 0xF0) { /* whatever it likes */
+	if (how >= 0xF0) { /* any bytes */
 		const byte_span raw = answers.take(how == 0xFF ? answers.byte() : how & 0x0F);
 		line.insert(line.end(), raw.begin(), raw.end());
 		return;
@@ -311,7 +311,7 @@ void world::answer(byte_span packet)
 	const size_t begin = line.size();
 	for (const sim::bytes &event : chip->handle(packet).events)
 		line.insert(line.end(), event.begin(), event.end());
-	if (how >= 0xC0 && line.size() > begin) { /* good but for one byte */
+	if (how >= 0xC0 && line.size() > begin) { /* one wrong byte */
 		const size_t at = begin + answers.byte() % (line.size() - begin);
 		line[at] = answers.byte();
 	}
@@ -327,7 +327,7 @@ void world::hear(byte_span packet)
 		time_passes();
 }
 
-/* An address is stored everywhere at once: twelve characters, or none without MRD. */
+/* An address is stored in all six places: twelve characters, or none without MRD. */
 static void check_addresses(const ble_record &now, const ble_record &before)
 {
 	bool changed = memcmp(now.mac, before.mac, sizeof(now.mac)) != 0;
@@ -363,7 +363,7 @@ void world::check_segment() const
 	check_addresses(segment->config, left_by_client.config);
 }
 
-/* "function(line) text": whole lines, of at most 511 bytes. */
+/* "function(line) text": whole lines of at most 511 bytes. */
 static void check_trace(byte_span text)
 {
 	size_t i = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The patch file and its download: any file, of any size that stat may give, any answers. */
+/* The patch file and its download: any content, any size that stat may report, any answers. */
 #include "daemon/bleipc.h"
 #include "daemon/signals.h"
 #include "daemon/trace.h"
@@ -13,17 +13,17 @@
 #include <vector>
 
 constexpr size_t SEGMENT_MAX = 243;
-constexpr size_t PATTERN_MAX = 1000; /* more segments say nothing new, and take longer */
+constexpr size_t PATTERN_MAX = 1000; /* more segments find nothing new */
 
 static ble_segment segment;
 
-/* A controller that answers each segment as the input says: well, badly, or not at all. */
+/* Answers each segment as the input says: with success, an error, or not at all. */
 struct controller {
 	input script;
 	std::vector<uint8_t> line = {};
 	byte_span left = {}; /* of the file */
 	size_t segments = 0;
-	int32_t last_status = 0; /* what the daemon has to make of the last answer */
+	int32_t last_status = 0; /* the daemon's expected result for the last answer */
 
 	void take_segment(byte_span packet);
 	void answer();
@@ -58,7 +58,7 @@ void controller::answer()
 		line = { 0x04, 0xFF, 0x03, 0x00, 0x04, script.byte() };
 		last_status = line[5];
 	} else {
-		last_status = -1; /* cut off somewhere within its announced length */
+		last_status = -1; /* the event ends before its announced length */
 		line = { 0x04, 0x0E, 0x7F };
 		const byte_span some = script.take(how & 0x0F);
 		line.insert(line.end(), some.begin(), some.end());
@@ -70,12 +70,12 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
 	input in(data, size);
 	const uint8_t how = in.byte();
-	const int larger = static_cast<int8_t>(in.byte()); /* than the file: by the time of stat */
+	const int larger = static_cast<int8_t>(in.byte()); /* stat's size beyond the file's */
 	fake_system_clear();
 	fake_sleeps.clear();
 	fake.single = in.byte();
 	controller chip = { input(in.take(in.byte())) };
-	/* A long file of few bytes: they come again and again. */
+	/* A long file repeats a few bytes. */
 	const byte_span pattern = in.take(PATTERN_MAX);
 	std::vector<uint8_t> file;
 	for (int times = how & 0x08 ? 16 : 1; times > 0; times--)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Runs a fuzz program once over each file it is given, folders included: without libFuzzer. */
+/* Runs a fuzz program once on each given file, and on the files of folders, without libFuzzer. */
 #include "tests/fuzz/fuzz.h"
 
 #include <algorithm>
@@ -34,7 +34,7 @@ static void replay(const fs::path &path)
 	std::ifstream file(path, std::ios::binary);
 	must(file.is_open(), "the file can be opened");
 	const std::vector<char> data{ std::istreambuf_iterator<char>(file), {} };
-	/* A block of just that size: a sanitizer then sees a read behind its end. */
+	/* A block of exactly that size: a sanitizer then finds a read after its end. */
 	const std::vector<uint8_t> bytes(data.begin(), data.end());
 
 	LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
@@ -47,7 +47,7 @@ int main(int argc, char **argv)
 	LLVMFuzzerInitialize(&argc, &argv);
 	must(!files.empty(), "there is something to replay");
 	for (const fs::path &path : files) {
-		/* Said first: if it fails, this is the last line. */
+		/* Printed before: after a crash this is the last line. */
 		dprintf(STDOUT_FILENO, "%s\n", path.c_str());
 		replay(path);
 	}

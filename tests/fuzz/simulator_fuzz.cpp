@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The simulator between a host that sends anything and, in every other input, a user who breaks
- * things on purpose. Without the user each answer is held against what the controllers' manuals
- * say of it. The input: four bytes of settings, then what host and user do, tag by tag.
+ * The simulator with a host that sends anything and, in every other input, a user who sets
+ * faults. Without the user each answer is compared with the controllers' manuals. The input: four
+ * bytes of settings, then the actions of host and user, each with a tag.
  */
 #include "sim/air/advertisement.h"
 #include "sim/controller/packet.h"
@@ -19,14 +19,14 @@ using sim::happened;
 using std::chrono::milliseconds;
 
 // clang-format off
-enum tag : uint8_t { /* any other: 0 */
+enum tag : uint8_t { /* any other value: 0 */
 	HOST_COMMANDS = 0, /* row of the table, parameter bytes, parameters */
 	HOST_SENDS    = 1, /* length, raw bytes */
 	TIME_PASSES   = 2, /* 16 bits of milliseconds */
 	USER_SAYS     = 3, /* length, a line for the control socket */
 };
 
-/* What answers a command: the bytes of the first event after a success, and those of a second. */
+/* The answer to a command: the bytes of the first event after a success, and of a second one. */
 static const struct manual_row {
 	uint16_t opcode;
 	uint8_t params;
@@ -84,7 +84,7 @@ constexpr uint8_t PATCH_VERSION = 0x19;
 constexpr size_t PATCH_VERSION_ANSWER = 14;
 constexpr uint8_t STATUS_UNKNOWN = 0x01;
 
-/* A simulated controller, and what has been seen of it. */
+/* A simulated controller, and its record so far. */
 class bench
 {
       public:
@@ -119,17 +119,17 @@ class bench
 	const manual_row *manual(size_t opcode) const;
 
 	sim::session_settings m_settings;
-	bool m_is_bent; /* faults and reboots: anything may come back */
+	bool m_is_bent; /* with faults or reboots any answer is right */
 	sim::session m_session;
 	sim::moment m_now = {};
-	size_t m_commands = 0; /* that have arrived */
-	size_t m_answered = 0; /* of those */
-	bytes m_last;          /* of them, as it was answered */
-	bytes m_queue;         /* those not answered yet, one behind the other */
+	size_t m_commands = 0; /* arrived */
+	size_t m_answered = 0; /* answered */
+	bytes m_last;          /* the last answered command */
+	bytes m_queue;         /* the commands not answered yet, joined */
 	bool m_second_is_due = false;
 	bool m_segment_event_seen = false;
-	bytes m_events; /* as they were recorded */
-	bytes m_sent;   /* as they left */
+	bytes m_events; /* recorded */
+	bytes m_sent;   /* sent */
 };
 
 const manual_row *bench::manual(size_t opcode) const
@@ -182,7 +182,7 @@ void bench::check_event(const bytes &event)
 		check_first(event);
 }
 
-/* The older event that comes beside the answer to a segment. */
+/* The older form of event that accompanies the answer to a segment. */
 static bool is_segment_event(const bytes &event)
 {
 	return event.size() == 6 && event[1] == 0xFF && event[3] == 0x00 && event[4] == 0x04;
@@ -279,7 +279,7 @@ void bench::send_command(input &in)
 				: i >= standard + own ? further_manual[i - standard - own]
 				: is_ti()             ? ti_manual[i - standard]
 						      : qualcomm_manual[i - standard];
-	const uint8_t told = in.byte(); /* 0: as many parameters as the manual says */
+	const uint8_t told = in.byte(); /* 0: the number of parameters in the manual */
 	const byte_span params = in.take(told == 0 ? row.params : told - 1);
 	bytes packet = { 0x01 };
 
@@ -308,7 +308,7 @@ void bench::pass(sim::moment time)
 	m_session.take_unplug();
 }
 
-/* Whatever was done to it: without faults it starts anew as good as ever. */
+/* Without faults, a restarted controller must work, whatever was done before. */
 void bench::recover()
 {
 	static const bytes reset = { 0x01, 0x03, 0x0C, 0x00 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The text helpers with any text, in buffers of just the size that they promise to keep to. */
+/* The text helpers with any text, in buffers of exactly the promised size. */
 #include "tests/fuzz/fuzz.h"
 #include "util/text.h"
 
@@ -12,7 +12,7 @@
 
 constexpr char GUARD = '\x5A';
 
-/* A block whose end a sanitizer sees, and a guard behind it for where there is none. */
+/* A heap block of exact size, with a guard after it for builds without a sanitizer. */
 class block
 {
       public:
@@ -45,7 +45,7 @@ class block
 	std::unique_ptr<char[]> m_bytes;
 };
 
-/* A field need not be terminated: its block ends with it. */
+/* A field may have no NUL: the block ends with it. */
 static void fuzz_copy_field(const std::string &field, size_t)
 {
 	const std::unique_ptr<char[]> exact(new char[field.size()]);
@@ -88,7 +88,7 @@ static int digit(char c)
 	return at ? static_cast<int>(at - digits) % 16 : -1;
 }
 
-/* Two characters as a number in base 16: as far as it goes, a sign or a blank in front of it. */
+/* Two characters as a number in base 16, with a sign or space before it, up to the first other. */
 static uint8_t expected_byte(char high, char low)
 {
 	const int units = digit(low);

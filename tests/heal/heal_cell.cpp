@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-constexpr double LIMIT = 90; /* seconds; what takes longer is told as never */
+constexpr double LIMIT = 90; /* seconds; longer counts as never */
 
 static ailment asked;
 static std::vector<std::string> more; /* options for the guard */

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * An access point that nobody helps: the simulated controller with a fault, the daemon under a
- * service manager of few lines, and vorlinctl guard beside it.
+ * An unattended access point: the simulated controller with a fault, the daemon under a small
+ * service manager, and vorlinctl guard.
  */
 #pragma once
 
@@ -17,7 +17,7 @@ struct ailment {
 	std::string phase; /* "bring-up" or "rotation" */
 	std::string kind;  /* "fault" or "quirk" */
 	std::string name;
-	int seconds; /* that a fault lasts; 0: it strikes once */
+	int seconds; /* duration of a fault; 0: it strikes once */
 };
 
 class HealingTest : public ClientTest
@@ -33,8 +33,8 @@ class HealingTest : public ClientTest
 	}
 
 	/*
-	 * What the packages' run and restore scripts and their manager do: messages appended to a
-	 * file, the settings loaded after each start, a new start 5 seconds after the end.
+	 * Does what the packages' run and restore scripts and their manager do: append messages to
+	 * a file, load the settings after each start, restart 5 seconds after an end.
 	 */
 	void start_manager()
 	{
@@ -67,7 +67,7 @@ class HealingTest : public ClientTest
 		return content_of(client.out) + content_of(client.err);
 	}
 
-	/* How many bytes the simulator has told of the air so far. */
+	/* The size of the simulator's record of the air so far. */
 	size_t told() const
 	{
 		return content_of(simulator.out).size();
@@ -93,7 +93,7 @@ class HealingTest : public ClientTest
 		}
 	}
 
-	/* Whether the fault can be met at all: only what has struck has ended. */
+	/* Whether the fault has taken effect: only then can it have ended. */
 	bool has_struck()
 	{
 		const std::string faults = control("faults");
@@ -101,7 +101,7 @@ class HealingTest : public ClientTest
 		return !contains(faults, "(struck 0)");
 	}
 
-	/* Wait until it strikes; what has left two whole rotations alone never does. */
+	/* Wait until it strikes; false if two whole rotations pass without it. */
 	bool comes_to_strike()
 	{
 		size_t from = told();
@@ -144,7 +144,7 @@ class HealingTest : public ClientTest
 		size_t from = 0;
 		if (in_rotation) {
 			if (until_all_are_heard(0, 60) < 0)
-				return -1; /* a quirk that keeps it from coming up */
+				return -1; /* a quirk that prevents the start-up */
 			if (is_quirk)
 				control("reboot");
 			else
@@ -170,7 +170,7 @@ class HealingTest : public ClientTest
 		return taken;
 	}
 
-	/* As long as a daemon that knows nothing of its controller is waited for. */
+	/* How long restore waits for a daemon without a controller. */
 	static constexpr const char *RESTORE_WAIT = "8";
 
 	program manager;

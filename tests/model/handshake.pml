@@ -1,27 +1,27 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /*
- * How clients and the daemon meet in the segment, for spin to explore to the end: the lock, the
- * word for whose turn it is, the word that says that a command is under way, the signals, and
- * kill -9 of anybody between any two steps. A comment of the form [function] names the code
- * that the steps below it stand for. `./run model` sets what is on:
+ * The handshake of clients and daemon in the segment, for spin to explore completely: the lock,
+ * the word for the client whose turn it is, the word for a running command, the signals, and
+ * kill -9 of any process between any two steps. A comment of the form [function] names the code
+ * that the steps after it model. `./run model` sets these options:
  *
- *   SIMPLE   a client that knows the segment only: no turn, no look at the daemon
- *   LIMITS   vorlinctl's time limit may end any of its waits
- *   KILLS    how many processes are killed; the daemon is then started again
+ *   SIMPLE   a client that knows only the segment: it takes no turn and does not look at the daemon
+ *   LIMITS   vorlinctl's time limit may end each of its waits
+ *   KILLS    how many processes are killed; a killed daemon is started again
  *   HOTPLUG  a script that sends SIGUSR2
- *   CAREFUL  what the simple client does if it follows docs/protocol.md
- *   BROKEN   one of five faults, to see that it is found
- *   CLAIM    what does not hold for a simple client, to see why
+ *   CAREFUL  the simple client follows docs/protocol.md
+ *   BROKEN   one of five faults, to check that it is found
+ *   CLAIM    a property that a simple client does not have, to see why
  *
- * Every shared word that is read or written is a step of its own, in the order of the code; memory
- * keeps that order (the words are written and read so that it does). A poll is a wait until what
- * it looks at has changed: nothing else would come of it.
+ * Each read or write of a shared word is one step, in the order of the code; the programs access
+ * memory so that it keeps this order. A poll is modelled as a wait for a change of what it reads:
+ * other polls have no effect.
  */
 
-#define SHOW   1 /* vorlinctl show mac: all is done while the daemon has the lock */
-#define START  2 /* vorlinctl start: leaves a task, which ends when the first dwell does */
+#define SHOW   1 /* vorlinctl show mac: done while the daemon has the lock */
+#define START  2 /* vorlinctl start: leaves a task, which ends with the first dwell */
 #define PLAIN  3 /* the simple client's show mac */
-#define LATER  4 /* vorlinctl restart, when all the others have come to rest */
+#define LATER  4 /* vorlinctl restart, when all other clients have ended */
 #define DAEMON 5
 
 #ifndef KILLS
@@ -36,45 +36,45 @@
 #define BROKEN 0
 #endif
 
-/* What the simple client cannot rely on: each of these fails, with a run that shows why. */
-#define CLAIM_HEARD 1 /* a command whose end it saw was interpreted */
+/* What a simple client cannot rely on: each of these fails, with a run that shows why. */
+#define CLAIM_HEARD 1 /* if it sees the end of its command, that was interpreted */
 #define CLAIM_ENDS  2 /* it sees an end */
-#define CLAIM_WHOLE 3 /* killed while it writes, it leaves no half command */
-#define CLAIM_LOCK  4 /* a lock that it holds while the daemon starts anew is still its own */
+#define CLAIM_WHOLE 3 /* if it is killed while it writes, it leaves no half command */
+#define CLAIM_LOCK  4 /* it keeps its lock while the daemon restarts */
 #define CLAIM_LIVES 5 /* its signal does no harm */
 #ifndef CLAIM
 #define CLAIM 0
 #endif
 
-/* Among clients of vorlinctl's kind alone a lock that is lost does no harm at all. */
+/* Without a simple client, a lost lock does no harm. */
 #ifdef SIMPLE
 #define EXCUSED (stale && CLAIM != CLAIM_LOCK)
 #else
 #define EXCUSED false
 #endif
 
-/* The kernel: who lives, the semaphore, what it takes back when a process ends, the signals. */
+/* The kernel: the living processes, the semaphore and its undo values, the signals. */
 bool alive[6];
-byte lives = 0;          /* which of the daemons: its process id */
-bool handlers = false;   /* the running daemon's; a signal without one ends it */
+byte lives = 0;          /* the number of daemon starts: stands for its process id */
+bool handlers = false;   /* installed in the running daemon; without them a signal ends it */
 bool flag_cmd_change = false;
 bool flag_uevent_change = false;
-byte semaphore = 0;      /* created so */
+byte semaphore = 0;      /* its value at creation */
 short undo[6];
-byte last = 0;           /* who changed the semaphore last: GETPID */
+byte last = 0;           /* the process that changed the semaphore last: GETPID */
 
 /* The segment. */
-byte turn = 0;           /* its first word, the clients' */
+byte turn = 0;           /* the first word, for clients */
 byte cmd_doing = 0;
-byte word[2];            /* who wrote the words of the command; two, to see them mixed */
+byte word[2];            /* the writers of the command's words; two, to find mixed commands */
 byte action = 0;         /* 0 or START: the beacon task */
 byte status = 0;         /* 1: no usable controller, 2: usable, 3: beacons on the air */
 
-/* What the properties speak of; nobody in the system sees it. */
+/* For the properties only; no process reads it. */
 bool half = false;        /* the simple client's words are half written */
-bool stale = false;       /* a client went on under a lock that a new daemon had given back */
-bool ends_daemon = false; /* its signal came before the daemon caught any */
-byte interpreted[5];     /* how often a client's complete command was, up to 2 */
+bool stale = false;       /* a client went on with a lock that a new daemon had released */
+bool ends_daemon = false; /* its signal came before the daemon had handlers */
+byte interpreted[5];     /* how often a client's complete command was interpreted, up to 2 */
 bool submitted[5];
 bool started[5];          /* a client's task ran to the end of its first dwell */
 
@@ -87,7 +87,7 @@ inline change_semaphore(who, by)
 	last = who;
 }
 
-/* SETVAL: the kernel also forgets what it would have undone, for everybody. */
+/* SETVAL: the kernel also clears the undo values of all processes. */
 inline set_semaphore(who)
 {
 	d_step {
@@ -98,7 +98,7 @@ inline set_semaphore(who)
 	}
 }
 
-/* What the kernel does with what is to be undone; the semaphore never goes below 0. */
+/* The kernel applies the undo value; the semaphore never goes below 0. */
 inline undo_all(who)
 {
 	if
@@ -113,7 +113,7 @@ inline undo_all(who)
 	undo[who] = 0
 }
 
-/* A process ends, by itself or killed. */
+/* A process exits or is killed. */
 inline end_of(who)
 {
 	d_step {
@@ -122,7 +122,7 @@ inline end_of(who)
 	}
 }
 
-/* kill(2): what the daemon does not catch ends it. */
+/* kill(2): a signal without a handler ends the daemon. */
 inline deliver(flag)
 {
 	if
@@ -149,7 +149,7 @@ inline give_lock_of(who)
 	}
 }
 
-/* [give_back_lock] as if the process had ended: nothing, if a new daemon has taken it away */
+/* [give_back_lock] like the end of the process: no effect if a new daemon has released the lock */
 inline give_back_lock(who)
 {
 #if BROKEN == NO_UNDO
@@ -212,7 +212,7 @@ restart:
 		second_word = 0
 	}
 	{
-		/* [ipc_init] what a crashed one left is taken over, its lock released */
+		/* [ipc_init] takes over the objects of a crashed daemon and releases its lock */
 		set_semaphore(DAEMON);
 		/* [system_data_init] */
 		handlers = true;
@@ -222,7 +222,7 @@ restart:
 		cmd_doing = 0;
 
 end_idle:	do
-		:: flag_uevent_change || flag_cmd_change -> /* the sleep ends, or the dwell */
+		:: flag_uevent_change || flag_cmd_change -> /* the sleep or the dwell ends */
 			/* [take_events] each flag is cleared before it is handled */
 			if
 			:: flag_uevent_change ->
@@ -262,7 +262,7 @@ end_idle:	do
 				cmd_doing = 0
 #endif
 			:: taken && action != START ->
-				/* [run_daemon_task] the report */
+				/* [run_daemon_task] after the report */
 				cmd_doing = 0
 			:: else
 			fi;
@@ -288,7 +288,7 @@ end_idle:	do
 
 inline signal_daemon()
 {
-	assert(undo[me] == 0); /* the daemon would have to wait for the lock, its beacons too */
+	assert(undo[me] == 0); /* else the daemon and its beacons would wait for the lock */
 	/* [session_alive] */
 	if
 	:: !GONE
@@ -302,14 +302,14 @@ inline signal_daemon()
 
 proctype Vorlinctl(byte me)
 {
-	byte daemon; /* whose process id it noted */
+	byte daemon; /* the process id that it noted */
 	byte seen;
 
 	{
-		/* [session_try] where there is no daemon it just says so */
+		/* [session_try] ends with a message without a daemon */
 		atomic { alive[DAEMON] -> daemon = lives };
 #if BROKEN != NO_TURN
-again:		/* [take_turn] a dead client's goes to whoever finds it */
+again:		/* [take_turn] also from a dead client */
 		if
 		:: atomic { turn == 0 || !alive[turn] -> seen = turn }
 		:: atomic { GONE -> goto ends }
@@ -320,7 +320,7 @@ again:		/* [take_turn] a dead client's goes to whoever finds it */
 		:: atomic { turn != seen -> seen = 0; goto again }
 		fi;
 #endif
-		/* [wait_for_foreign_command] at most a second: it may pass at any moment */
+		/* [wait_for_foreign_command] takes at most a second: may end at any moment */
 		/* [take_lock] */
 		if
 		:: handlers && !GONE
@@ -331,7 +331,7 @@ again:		/* [take_turn] a dead client's goes to whoever finds it */
 		:: take_lock_of(me)
 		TIME_LIMIT(gives_turn)
 		fi;
-		/* [write_words] the first word last: half a command is none */
+		/* [write_words] the first word last: a half command counts as none */
 		atomic { word[0] = 0; stale = stale || LOCK_LOST(me) };
 		atomic { word[1] = me; stale = stale || LOCK_LOST(me) };
 		cmd_doing = me;
@@ -347,7 +347,7 @@ again:		/* [take_turn] a dead client's goes to whoever finds it */
 		/* [is_done] */
 polls:		if
 		:: cmd_doing == 0
-		/* [words_stand] another's over them: it cannot be known whether they were read before */
+		/* [words_stand] overwritten: it is unknown whether the daemon had read them */
 		:: atomic { word[0] != me || word[1] != me -> goto gives_turn }
 		:: atomic { GONE -> goto gives_turn }
 		TIME_LIMIT(gives_turn)
@@ -359,7 +359,7 @@ polls:		if
 		}
 		:: last == DAEMON
 #ifdef SIMPLE
-		/* one that died with the lock was the last: the time limit ends this */
+		/* the last process died with the lock: the time limit ends this wait */
 		:: atomic { DIED_WITH_LOCK -> goto gives_turn }
 #endif
 		fi;
@@ -372,7 +372,7 @@ polls:		if
 		:: me == SHOW || status < 2 || status == 3 || action != START
 		:: else -> (status != 2 || action != START || GONE) -> goto polls
 		fi;
-		/* [wait_for_end] a new daemon that took over looks like the end of the command */
+		/* [wait_for_end] a new daemon's start looks like the end of the command */
 		if
 		:: !GONE
 		:: atomic { GONE -> goto gives_turn }
@@ -382,7 +382,7 @@ polls:		if
 		:: word[0] == me && word[1] == me
 		:: atomic { word[0] != me || word[1] != me -> goto gives_turn }
 		fi;
-		/* [perform] it is reported as done */
+		/* [perform] reports the command as done */
 		atomic {
 			assert(interpreted[me] > 0 || EXCUSED);
 #if !defined(SIMPLE) && !defined(LIMITS) && KILLS == 0
@@ -402,7 +402,7 @@ ends:		end_of(me)
 }
 
 #ifdef SIMPLE
-/* ---------------------------------------------------------------- a client of another's */
+/* ---------------------------------------------------------------- another program's client */
 
 proctype Simple()
 {
@@ -410,7 +410,7 @@ proctype Simple()
 
 	{
 #ifdef CAREFUL
-		/* what docs/protocol.md advises: looks at the daemon, first word last, precise unlock */
+		/* docs/protocol.md: look at the daemon, first word last, precise unlock */
 		atomic { alive[DAEMON] && handlers -> daemon = lives };
 		take_lock_of(PLAIN);
 		atomic { word[0] = 0; stale = stale || LOCK_LOST(PLAIN) };
@@ -455,7 +455,7 @@ ends:		end_of(PLAIN)
 #ifdef HOTPLUG
 proctype Hotplug()
 {
-	/* packaging/hotplug looks whether the daemon catches the signal */
+	/* packaging/hotplug checks that the daemon has a handler */
 	if
 	:: alive[DAEMON] && handlers -> flag_uevent_change = true
 	:: !alive[DAEMON] || !handlers
@@ -478,7 +478,7 @@ proctype Killer()
 }
 #endif
 
-/* When nobody can go on: who still lives but the daemon waits for ever. */
+/* At a timeout no process can go on: a client that still lives would wait for ever. */
 init
 {
 	atomic {
@@ -503,7 +503,7 @@ init
 		assert(!alive[SHOW] && !alive[START]);
 		assert(!alive[PLAIN] || CLAIM != CLAIM_ENDS);
 		assert(!ends_daemon || CLAIM != CLAIM_LIVES);
-		assert(semaphore == 1 || (semaphore == 2 && EXCUSED)); /* the lock always comes back */
+		assert(semaphore == 1 || (semaphore == 2 && EXCUSED)); /* the lock is always released */
 		alive[LATER] = true;
 		run Vorlinctl(LATER)
 	}

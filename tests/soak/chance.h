@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What is left to chance in one step: the same for the same seed and step number. */
+/* The random numbers of one step: the same for the same seed and step number. */
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 class chance
 {
       public:
-	/* Anew for each step: what timing makes of one step does not change the next. */
+	/* One generator for each step: the timing in one step does not change the next. */
 	chance(uint64_t seed, uint64_t step)
 	{
 		std::seed_seq mixed = { static_cast<uint32_t>(seed),
@@ -19,7 +19,7 @@ class chance
 		m_random.seed(mixed);
 	}
 
-	/* Not the library's distributions: those differ from library to library. */
+	/* The distributions of C++ libraries differ. */
 	uint64_t below(uint64_t n)
 	{
 		return m_random() % n;

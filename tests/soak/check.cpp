@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What must hold after every step of a soak run. */
+/* The rules that are checked after every step of a soak run. */
 #include "tests/soak/world.h"
 
 #include <algorithm>
@@ -8,11 +8,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/* The three standard ones, the line, and the system log where there is one. */
+/* The three standard ones, the line, and the system log if there is one. */
 constexpr size_t DESCRIPTORS = 5;
 
-/* KiB that a daemon may grow beyond the first. */
-#ifdef VORLIND_SANITIZED /* that keeps freed memory back */
+/* KiB that a daemon may grow above the first. */
+#ifdef VORLIND_SANITIZED /* sanitizers keep freed memory */
 constexpr uint64_t RESIDENT_BOUND = 65536;
 constexpr uint64_t DATA_BOUND = 65536;
 #else
@@ -51,13 +51,13 @@ void world::check_lock(bool is_quiet)
 		throw violation("nobody holds the lock, and it is not free");
 }
 
-/* One daemon, one simulator, and nothing else that one of us has started. */
+/* One daemon, one simulator, and no other started process. */
 void world::check_processes()
 {
 	const pid_t own = getpid();
 	pid_t stray = 0;
 
-	/* What a killed daemon was just running comes to this process, and ends by itself. */
+	/* A killed daemon's child becomes this process's child, and ends by itself. */
 	const auto is_alone = [&] {
 		stray = 0;
 		for (const process_row &row : processes()) {
@@ -86,7 +86,7 @@ void world::check_size()
 {
 	process_size size;
 
-	/* A report or a trace has a descriptor of its own for a moment. */
+	/* A report or a trace opens a descriptor for a moment. */
 	comes_true([&] {
 		size = size_of(daemon.pid);
 		return size.descriptors <= DESCRIPTORS;

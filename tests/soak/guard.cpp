@@ -39,7 +39,7 @@ constexpr field_row fields[] = {
 
 void guard::watch(ble_segment *segment, bool is_fresh)
 {
-	/* The kernel gives whole pages: what lies behind the segment must stay as well. */
+	/* The kernel maps whole pages: the bytes after the segment must stay unchanged too. */
 	const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
 
 	m_live = reinterpret_cast<uint8_t *>(segment);
@@ -66,7 +66,7 @@ void guard::put(void *to, const void *data, size_t length)
 	memcpy(m_expected.data() + offset, data, length);
 }
 
-/* Cut at the field's width, and then without a NUL. */
+/* Cut at the field's width, then without a NUL. */
 void guard::put_text(char *field, size_t width, const std::string &text)
 {
 	std::string whole = text;

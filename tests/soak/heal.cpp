@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* How the daemon of a soak run is brought out of what the line does to it. */
+/* How a soak run ends the effects of line faults on the daemon. */
 #include "tests/soak/world.h"
 
 #include <chrono>
@@ -10,7 +10,7 @@ using std::chrono::steady_clock;
 
 static const char version_line[] = "BLE configuration utility: 0.3.0\n";
 
-/* The line keeps the daemon: let it wait, send the bytes, or take the port away. */
+/* The line blocks the daemon: let it wait, send the bytes, or remove the port. */
 void world::end_block(chance &dice)
 {
 	const pursuit what = pursuit_of(daemon.pid);
@@ -35,7 +35,7 @@ void world::settle(chance &dice)
 {
 	const auto start = steady_clock::now();
 
-	/* A client's dwell must not be the driver's. */
+	/* Replaces the interval that a client may have set. */
 	m_guard.put_text(segment->config.interval, sizeof(segment->config.interval), "100");
 	while (!ask({ "show", "version" }, version_line)) {
 		if (has_ended(daemon.pid))
@@ -60,7 +60,7 @@ void world::set_sane_record()
 	unlock();
 }
 
-/* A beacon of the driver's own is on the air of the simulated controller. */
+/* The driver's own beacon must be on the air of the simulated controller. */
 void world::check_a_beacon(chance &dice)
 {
 	const std::string major = std::to_string(dice.below(65536));
@@ -89,7 +89,7 @@ void world::heal(chance &dice)
 {
 	clear_faults();
 	settle(dice);
-	/* No exchange must be under way in what follows. */
+	/* No exchange may run during the following steps. */
 	while (!ask({ "ibeacon", "stop" }, [&] {
 		return segment->config.opt.action == ACTION_NONE ||
 		       segment->config.opt.status < BLE_STATUS_AVAILABLE;
@@ -122,7 +122,7 @@ void world::heal(chance &dice)
 	} else {
 		const std::string shown =
 			end_client(begin_client({ "--timeout", "180", "show", "mac" }));
-		if (shown.find(expected) == std::string::npos) /* a trace may be around it */
+		if (shown.find(expected) == std::string::npos) /* it may be within a trace */
 			throw violation("after healing vorlinctl says " + shown + "and not " +
 					address);
 	}

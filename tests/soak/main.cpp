@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A soak run: random life against the shipped programs, until the time is up or a rule broken. */
+/* A soak run: random steps with the shipped programs until the time is over or a rule is broken. */
 #include "tests/soak/steps.h"
 
 #include <algorithm>
@@ -14,13 +14,13 @@ using std::chrono::steady_clock;
 using seconds = std::chrono::duration<double>;
 
 constexpr size_t STEPS_SHOWN = 30;
-constexpr uint64_t PHASE = 400; /* steps; in every other one the daemon is let live, to grow */
+constexpr uint64_t PHASE = 400; /* steps; every second one spares the daemon: leaks add up */
 
 struct soak_options {
 	double minutes = 1;
 	uint64_t steps = UINT64_MAX;
 	uint64_t seed = std::random_device()();
-	/* Every start of a Qualcomm one takes 1.5 seconds: fewer of these. */
+	/* Fewer Qualcomm ones, because each start of one takes 1.5 seconds. */
 	std::vector<std::string> kinds = { "ti-06", "ti-06", "ti-06",   "ti-08",
 					   "ti-08", "ti-08", "qualcomm" };
 	std::string controllers = "all";
@@ -90,7 +90,7 @@ static soak_options options_of(int argc, char **argv)
 	return o;
 }
 
-/* One line: every other second on a terminal, else each minute. */
+/* One line: every two seconds on a terminal, else every minute. */
 static void show_progress(const tally &t, steady_clock::time_point start)
 {
 	static auto shown = start;
@@ -124,7 +124,7 @@ class diary
 	}
 	diary(const diary &) = delete;
 
-	/* A step's line may hold any byte; what cannot be shown becomes a dot. */
+	/* A step's line may have any byte; an unprintable one becomes a dot. */
 	void note(uint64_t number, const std::string &text)
 	{
 		std::string line = std::to_string(number) + " " + text;
@@ -193,7 +193,7 @@ static void write_file(const std::string &path, const std::string &text)
 
 int main(int argc, char **argv)
 {
-	close_range(3, ~0U, 0); /* what was left open here the daemon would inherit */
+	close_range(3, ~0U, 0); /* the daemon would inherit open descriptors */
 	const soak_options o = options_of(argc, argv);
 	tally counted;
 	diary steps(o.log);
@@ -207,7 +207,7 @@ int main(int argc, char **argv)
 	signal(SIGINT, interrupt);
 	signal(SIGTERM, interrupt);
 	signal(SIGPIPE, SIG_IGN);
-	prctl(PR_SET_CHILD_SUBREAPER, 1); /* what a killed daemon leaves is to be seen */
+	prctl(PR_SET_CHILD_SUBREAPER, 1); /* to notice children of a killed daemon */
 	try {
 		chance dice(o.seed, 0);
 		if (!w.open(dice))
@@ -219,7 +219,7 @@ int main(int argc, char **argv)
 		}
 		w.close(dice);
 	} catch (const violation &broken) {
-		/* Ctrl-C reaches the daemon as well: that it ends then is right. */
+		/* Ctrl-C also reaches the daemon, which rightly ends. */
 		if (!is_interrupted) {
 			counted.violations++;
 			tell_violation(w, steps, broken.what());

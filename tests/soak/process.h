@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What /proc tells about a process: its size, its descriptors, what it waits for. */
+/* Reads from /proc a process's size, its descriptors, and what it waits for. */
 #pragma once
 
 #include <cstdint>
@@ -17,17 +17,17 @@ struct process_size {
 };
 process_size size_of(pid_t pid);
 
-/* What the daemon is about, by the system call that it sleeps in. */
+/* What the daemon does, judged by the system call that it sleeps in. */
 enum class pursuit : uint8_t {
-	running, /* or in a call that is none of these */
-	pausing, /* between two polls, or while a beacon has its turn */
+	running, /* or in any other call */
+	pausing, /* between two polls, or in a dwell */
 	awaiting_event,
-	within_event, /* the line owes it the rest */
+	within_event, /* waits for the rest of an event */
 	awaiting_lock,
 };
 pursuit pursuit_of(pid_t pid);
 
-/* How often it has begun to wait, for whatever: the same number is the same wait. */
+/* How often it has begun to wait: the same number means the same wait. */
 uint64_t waits_of(pid_t pid);
 const char *pursuit_name(pursuit what);
 
@@ -42,6 +42,6 @@ std::vector<process_row> processes();
 /* True in a sandbox with namespaces of its own. */
 bool is_private();
 
-/* System V objects of the kind on this machine, or in this sandbox. */
+/* The number of System V objects on this machine, or in this sandbox. */
 int segments_in_use();
 int semaphores_in_use();

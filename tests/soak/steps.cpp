@@ -57,7 +57,7 @@ static void stop_client(world &w, chance &dice)
 	w.end_client(client);
 }
 
-/* Dies with the lock, its words half written. */
+/* A client dies with the lock, its words half written. */
 static void kill_lock_holder(world &w, chance &dice)
 {
 	const std::string scribble = dice.digits("show mac\xff%n", BLE_WORD_SIZE);
@@ -76,7 +76,7 @@ static void kill_lock_holder(world &w, chance &dice)
 	comes_true([&] { return lock_user() == holder; });
 	if (dice.one_in(2)) {
 		shared.cmd_doing = 1;
-		w.signal_daemon(SIGUSR1); /* it now waits for the lock */
+		w.signal_daemon(SIGUSR1); /* it then waits for the lock */
 	}
 	pause_up_to(dice, 5000);
 	kill(holder, SIGKILL);
@@ -89,7 +89,7 @@ static void send_words(world &w, chance &dice)
 	post_words(w, daemon_words(dice));
 }
 
-/* Words without an end, a count of words that cannot be, bytes of all values. */
+/* Words without a NUL, an impossible argc, bytes of all values. */
 static void send_junk(world &w, chance &dice)
 {
 	static const std::vector<int32_t> counts_of_words = { -1,      0,  1,  2,    3,
@@ -116,7 +116,7 @@ static void send_junk(world &w, chance &dice)
 	w.counted.commands["written into the segment, bad"]++;
 }
 
-/* What no client should write into a setting, at its full width. */
+/* Text for a whole setting that no client should write. */
 static std::string hostile_text(chance &dice)
 {
 	static const std::vector<std::string> texts = {
@@ -209,7 +209,7 @@ static void storm(world &w, chance &dice)
 	}
 }
 
-/* The words of the last command are still there, and count again. */
+/* The words of the last command still stand in the segment, and are carried out again. */
 static void signal_without_command(world &w, chance &)
 {
 	w.signal_daemon(SIGUSR1);
@@ -234,7 +234,7 @@ static void stop_simulator(world &w, chance &dice)
 	kill(w.pid_of_simulator(), SIGCONT);
 }
 
-/* In the middle of whatever a command, a client or an attach event makes it do. */
+/* During a command, a client's access or an attach event. */
 static void kill_daemon(world &w, chance &dice)
 {
 	program client;
@@ -247,7 +247,7 @@ static void kill_daemon(world &w, chance &dice)
 		post_words(w, daemon_words(dice));
 	pause_up_to(dice, 20000);
 	w.kill_daemon("daemon");
-	/* Before the next one starts: that takes the lock away from whoever has it. */
+	/* Before the next daemon starts: that releases the lock of any owner. */
 	if (client.pid > 0)
 		w.end_client(client);
 	w.begin_daemon();
@@ -281,7 +281,7 @@ static void unplug(world &w, chance &dice)
 		w.signal_daemon(SIGUSR2);
 	post_words(w, daemon_words(dice));
 	if (dice.one_in(3))
-		return; /* some steps without a controller */
+		return; /* the next steps run without a controller */
 	w.plug();
 	w.signal_daemon(SIGUSR2);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The steps of a soak run: what may happen to the daemon, and how often. */
+/* The steps of a soak run: what happens to the daemon, and how often. */
 #pragma once
 
 #include "tests/soak/world.h"
@@ -11,5 +11,5 @@ struct step {
 	bool ends_daemon = false;
 };
 
-/* With `spares_daemon` none that kills or ends it. */
+/* A random step; with `spares_daemon` none that kills or ends the daemon. */
 const step &any_step(chance &dice, bool spares_daemon);

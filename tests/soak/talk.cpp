@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The dealings of a soak run with the daemon: words for it, what it prints, how long it takes. */
+/* The commands of a soak run for the daemon, its output, and the time it takes. */
 #include "tests/soak/world.h"
 
 #include <chrono>
@@ -11,12 +11,12 @@
 using std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-/* How long a line with faults may keep the daemon before something is done about it. */
+/* How long a line with faults may block the daemon before the run ends the block. */
 constexpr std::chrono::milliseconds WITHIN_EVENT = 120ms;
 constexpr std::chrono::milliseconds SILENCE = 500ms;
 constexpr std::chrono::milliseconds ANY_WAIT = 15s; /* two silent exchanges, and a patch */
 
-/* Whether the line keeps the daemon, for it has waited for the same so long. */
+/* Whether the line blocks the daemon: it has been in the same wait for too long. */
 static bool is_block(pursuit what, steady_clock::duration lasted)
 {
 	if (what == pursuit::within_event)
@@ -27,8 +27,8 @@ static bool is_block(pursuit what, steady_clock::duration lasted)
 }
 
 /*
- * Until the condition holds; false when the line keeps the daemon from it. A clean line keeps it
- * from nothing, however long a busy machine takes.
+ * Wait until the condition is true; false when the line blocks the daemon. A clean line never
+ * does, however long a busy machine takes.
  */
 bool world::wait_for(const std::function<bool()> &condition)
 {
@@ -107,7 +107,7 @@ bool world::post(const std::vector<std::string> &words)
 
 bool world::ask(const std::vector<std::string> &words, const std::function<bool()> &is_done)
 {
-	/* cmd_doing alone may be cleared by the end of an earlier round. */
+	/* The end of an earlier round may clear cmd_doing: that alone is not enough. */
 	return post(words) && wait_for([&] {
 		       return segment->cmd_doing == 0 && lock_value() == 1 &&
 			      lock_user() == daemon.pid && is_done();

@@ -32,7 +32,7 @@ static std::string power(chance &dice)
 	return std::to_string(static_cast<int>(dice.between(0, 383)) - 128);
 }
 
-/* Short dwells: a command may wait for one. */
+/* Short intervals: a command may have to wait for a dwell. */
 static std::string milliseconds(chance &dice)
 {
 	return number(dice, 100, 250);
@@ -53,7 +53,7 @@ static std::string junk(chance &dice)
 			      : dice.digits("abcXYZ019-_.:% \t", dice.between(1, 63));
 }
 
-/* Traces go to the sandbox's own console; a machine's real one is spared them. */
+/* Traces only in a sandbox with its own console, not on the machine's real one. */
 static std::string mask(chance &dice)
 {
 	const std::string bits = hex(dice, dice.between(1, 8));
@@ -168,7 +168,7 @@ static const std::vector<std::string> daemon_lines = {
 
 struct fault_row {
 	const char *name;
-	const char *keys; /* of its own */
+	const char *keys; /* that only this fault has */
 };
 
 static const std::vector<fault_row> faults = {
@@ -216,7 +216,7 @@ template <size_t N> static std::string expand(std::string text, const token (&al
 	return text;
 }
 
-/* Word by word: what comes in for a token may hold blanks. */
+/* Replaces word by word: a replacement may have spaces. */
 template <size_t N>
 static std::vector<std::string> words_of(const std::string &line, const token (&all)[N],
 					 chance &dice)

@@ -4,15 +4,15 @@
 
 #include "tests/soak/chance.h"
 
-/* The words of a command line of vorlinctl, without the program; most are as they should be. */
+/* The arguments of a vorlinctl command line; most are valid. */
 std::vector<std::string> client_words(chance &dice);
 
 /* The words of a command to the daemon. */
 std::vector<std::string> daemon_words(chance &dice);
 
-/* A fault as the simulator takes it; `name` tells which. */
+/* A fault in the simulator's syntax; sets `name` to its name. */
 std::string fault_text(chance &dice, std::string *name);
 
-/* The file that `apply` is given, in the folder where clients start. */
+/* The file for `apply`, in the folder where clients start. */
 extern const char beacons_file[];
 extern const char beacons_text[];

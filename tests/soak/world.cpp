@@ -20,7 +20,7 @@
 namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
-/* So big that it is soon to be seen should the daemon not free it. */
+/* Large, so that a leak of the daemon soon shows. */
 static const char patch_size[] = "30000";
 
 static const std::vector<std::string> devices = {
@@ -176,7 +176,7 @@ void world::begin_simulator(chance &dice)
 		"--seed",
 		std::to_string(dice.below(1000000)),
 	};
-	/* What the daemon makes of a byte too many is its own affair: no reset is wanted for it. */
+	/* Without this quirk each surplus byte from the daemon would need a reset. */
 	words.insert(words.end(), { "--quirk", "stray-bytes-ignored" });
 	for (const char *quirk : { "credit-0", "long-discoverable" })
 		if (dice.one_in(4))
@@ -272,7 +272,7 @@ std::string world::control(const std::string &command)
 	throw violation("the simulator does not answer to " + command);
 }
 
-/* "TEXT (struck N)", one a line: what is new since the last look. */
+/* Lines of "TEXT (struck N)": counts what is new since the last call. */
 void world::collect_strikes()
 {
 	std::istringstream list(control("faults"));
@@ -316,11 +316,11 @@ void world::move_link(chance &dice)
 	const std::string to = dice.of(devices);
 	std::error_code gone;
 
-	/* On the plain machine the pty that a link leads to may become somebody else's. */
+	/* Outside a private sandbox another program may get the pty of the old link. */
 	if (!is_private())
 		return;
 
-	/* The simulator puts its own one back when it is plugged in again. */
+	/* The simulator restores its own link when it is plugged in again. */
 	if (to != m_link && fs::exists(m_link)) {
 		fs::rename(m_link, to, gone);
 		m_moved = to;
@@ -336,7 +336,7 @@ void world::replug()
 	signal_daemon(SIGUSR2);
 }
 
-/* Traces go there; a sandbox keeps them in memory. */
+/* The sandbox keeps the console's traces in memory. */
 void world::trim_console()
 {
 	if (is_private() && fs::file_size("/dev/console") > 1 << 20)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The programs of a soak run and what must hold of them: one daemon, one simulated controller,
- * clients that come and go. Whatever is wrong is thrown as a `violation`.
+ * The programs of a soak run and the rules for them: one daemon, one simulated controller,
+ * clients that start and end. A broken rule is thrown as a `violation`.
  */
 #pragma once
 
@@ -23,26 +23,25 @@ class world : public SystemTest
       public:
 	world(const std::vector<std::string> &kinds, tally &counted);
 
-	/* Start everything; false where the stage cannot be set up. */
+	/* Start everything; false if this machine does not allow it. */
 	bool open(chance &dice);
-	/* End everything in good order, and see that nothing is left. */
+	/* End everything in order, and check that nothing is left. */
 	void close(chance &dice);
-	/* End everything that still runs. */
+	/* Kill everything that still runs. */
 	void clean_up();
 
 	/* Programs. */
 	void begin_daemon();
 	void kill_daemon(const char *how);
-	/* Start one and kill it while it starts; there is none then. */
+	/* Start one and kill it while it starts; then no daemon runs. */
 	void kill_starting_daemon(unsigned microseconds);
-	/* SIGTERM or SIGINT; its end must be clean. */
+	/* By SIGTERM or SIGINT; its end must be clean. */
 	void end_daemon(int signo, chance &dice);
 	void signal_daemon(int signo);
 	void begin_simulator(chance &dice);
 	void kill_simulator();
-	/* Start vorlinctl with these words. */
 	program begin_client(std::vector<std::string> words);
-	/* Wait for its end; what it printed. */
+	/* Wait for its end; returns what it printed. */
 	std::string end_client(const program &client);
 	/* End it with kill -9; it may have ended before. */
 	void kill_client(const program &client);
@@ -55,7 +54,7 @@ class world : public SystemTest
 		return daemon.pid;
 	}
 
-	/* A second vorlind beside the first: it must refuse. */
+	/* Start a second vorlind: it must refuse. */
 	void begin_second_daemon();
 
 	/* The line. */
@@ -65,7 +64,7 @@ class world : public SystemTest
 	void plug();
 	void move_link(chance &dice);
 
-	/* The segment, as a client that holds the lock may write it. */
+	/* The segment; may be written like a client that holds the lock. */
 	ble_segment &shared()
 	{
 		return *segment;
@@ -74,32 +73,32 @@ class world : public SystemTest
 	{
 		return m_guard;
 	}
-	/* To be ended with unlock(); false when the line keeps the daemon, and that the lock. */
+	/* Release with unlock(). False when the line blocks the daemon, which holds the lock. */
 	bool lock();
 	void put_words(const std::vector<std::string> &words);
 	/* Words, cmd_doing, SIGUSR1. */
 	bool post(const std::vector<std::string> &words);
-	/* The same, until the daemon is through with it; false when the line keeps the daemon. */
+	/* The same, and wait until it is done; false when the line blocks the daemon. */
 	bool ask(const std::vector<std::string> &words, const std::function<bool()> &is_done);
-	/* The same, until the daemon has also printed this. */
+	/* The same, and wait until the daemon has also printed this. */
 	bool ask(const std::vector<std::string> &words, const std::string &expected);
-	/* A process that plays a client may write from now on, until the next check. */
+	/* Allow processes that act as clients to write until the next check. */
 	void let_clients_write()
 	{
 		m_writers |= CLIENT;
 	}
 
-	/* Until the daemon takes commands; a block by the line is ended. */
+	/* Wait until the daemon accepts commands; ends a block by the line. */
 	void settle(chance &dice);
-	/* Everything in order, the controller set up anew: now commands have to work. */
+	/* Remove all faults and restart the controller: then commands must work. */
 	void heal(chance &dice);
-	/* What must hold after every step; `is_quiet`: after settle(). */
+	/* Check the rules after a step; `is_quiet`: after settle(). */
 	void check(bool is_quiet);
 
 	tally &counted;
-	std::string log; /* what the step does, in words */
+	std::string log; /* describes the step */
 
-	/* The last that the daemon printed. */
+	/* The end of what the daemon printed. */
 	std::string last_words() const;
 	std::string state() const;
 
@@ -127,14 +126,14 @@ class world : public SystemTest
 	program simulator;
 	guard m_guard;
 	uint8_t m_writers = DAEMON_RUNS; /* since the last check */
-	std::vector<pid_t> m_clients;    /* the same */
+	std::vector<pid_t> m_clients;    /* since the last check */
 	int m_segment_id = -1;
-	std::string m_link;  /* where the simulator's port is to be found */
-	std::string m_moved; /* where a link of it has gone to */
+	std::string m_link;  /* the link to the simulator's port */
+	std::string m_moved; /* the link's other name while it is moved */
 	bool m_unplugged = false;
-	bool m_is_clean = false; /* the line: no fault is set, and nothing is under way on it */
-	std::map<std::string, uint64_t> m_strikes; /* of the faults that are set */
-	process_size m_first;                      /* of the first daemon, when it was healthy */
+	bool m_is_clean = false; /* the line has no fault set and no bytes on the way */
+	std::map<std::string, uint64_t> m_strikes; /* of the set faults */
+	process_size m_first;                      /* of the first daemon, when it had started */
 	uint64_t m_born = 0;                       /* the daemon's first step */
 	sim::text_socket m_listener;               /* the access controller */
 };
