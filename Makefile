@@ -3,13 +3,14 @@
 
 PREFIX ?= /usr/local
 
-# Stops with the Debian packages that a rule lacks; a word is a program, or program:package.
+# Stops with the Debian packages that a rule lacks; a word is a program, or program:package, or
+# file:package.
 need = @missing=; for need in $(1); do \
-	command -v $${need%%:*} >/dev/null || missing="$$missing $${need\#*:}"; done; \
+	command -v $${need%%:*} >/dev/null || [ -f $${need%%:*} ] || missing="$$missing $${need\#*:}"; done; \
 	[ -z "$$missing" ] || { echo "make $@: please install these packages:$$missing" >&2; exit 1; }
 # And where there is no git's list of files.
 need_checkout = @[ -e .git ] || { echo 'make $@: only a git checkout can be $(1)' >&2; exit 1; }
-BUILD_NEEDS = cmake ninja:ninja-build g++
+BUILD_NEEDS = cmake ninja:ninja-build g++ /usr/include/nlohmann/json.hpp:nlohmann-json3-dev
 
 all:
 	$(call need,$(BUILD_NEEDS))

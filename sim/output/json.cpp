@@ -5,10 +5,13 @@
 #include "sim/air/advertisement.h"
 #include "sim/controller/packet.h"
 
-#include <cstdio>
+#include <cmath>
+#include <nlohmann/json.hpp>
 
 namespace sim
 {
+
+using json = nlohmann::ordered_json; /* who reads a line finds its members in this order */
 
 static const char *name_of(happened what)
 {
@@ -44,85 +47,79 @@ static const char *name_of(radio doing)
 	return "";
 }
 
-std::string json_string(std::string_view text)
+/* As everywhere else: ten digits at most, and a whole number without a point. */
+static json number(double value)
 {
-	std::string quoted = "\"";
+	const double rounded = std::stod(number_text(value));
 
-	for (const char letter : text) {
-		char escape[8];
-		if (letter == '"' || letter == '\\')
-			quoted += '\\';
-		if (static_cast<unsigned char>(letter) < 0x20) {
-			snprintf(escape, sizeof(escape), "\\u%04x", letter);
-			quoted += escape;
-		} else {
-			quoted += letter;
-		}
-	}
-	return quoted + '"';
+	return rounded == std::floor(rounded) ? json(static_cast<int64_t>(rounded)) : json(rounded);
 }
 
-static std::string member(const char *name, const std::string &value)
+/* What is no UTF-8, such as a file's name may be, is replaced: the line stays JSON. */
+static std::string line_of(const json &object)
 {
-	return ",\"" + std::string(name) + "\":" + value;
+	return object.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
-static std::string advertising_members(const air_state &air)
+static void add_advertising(json &line, const air_state &air)
 {
 	const auto found = decode_beacon(air.payload);
-	std::string text =
-		member("address", json_string(address_text(air.address))) +
-		member("address_type", json_string(air.is_random_address ? "random" : "public")) +
-		member("interval_ms", number_text(interval_ms(air.slots))) +
-		member("type", std::to_string(air.type)) +
-		member("payload", json_string(hex_text(air.payload)));
 
+	line["address"] = address_text(air.address);
+	line["address_type"] = air.is_random_address ? "random" : "public";
+	line["interval_ms"] = number(interval_ms(air.slots));
+	line["type"] = air.type;
+	line["payload"] = hex_text(air.payload);
 	if (!found)
-		return text;
-	return text + member("uuid", json_string(found->uuid)) +
-	       member("major", std::to_string(found->major_number)) +
-	       member("minor", std::to_string(found->minor_number)) +
-	       member("power_dbm", std::to_string(found->measured_power));
+		return;
+	line["uuid"] = found->uuid;
+	line["major"] = found->major_number;
+	line["minor"] = found->minor_number;
+	line["power_dbm"] = found->measured_power;
 }
 
-static std::string air_members(const air_state &air)
+static void add_air(json &line, const air_state &air)
 {
-	std::string text = member("radio", json_string(name_of(air.doing)));
-
+	line["radio"] = name_of(air.doing);
 	if (air.doing == radio::advertising)
-		return text + advertising_members(air);
-	if (air.doing != radio::off)
-		text += member("channel", std::to_string(air.channel));
-	if (air.doing == radio::transmitting)
-		text += member("length", std::to_string(air.test_length)) +
-			member("pattern", json_string(pattern_name(air.test_pattern)));
-	return text;
+		add_advertising(line, air);
+	else if (air.doing != radio::off)
+		line["channel"] = air.channel;
+	if (air.doing == radio::transmitting) {
+		line["length"] = air.test_length;
+		line["pattern"] = pattern_name(air.test_pattern);
+	}
 }
 
-static std::string command_members(const bytes &packet, enum vendor vendor)
+static const command *command_of(const bytes &packet, enum vendor vendor)
 {
 	const bool is_command = packet.size() >= 4 && packet[0] == PACKET_COMMAND;
-	const command *row = is_command ? find_command(vendor, low_first_16(packet, 1)) : nullptr;
 
-	return row ? member("name", json_string(row->name)) : "";
+	return is_command ? find_command(vendor, low_first_16(packet, 1)) : nullptr;
+}
+
+std::string json_start(const std::string &title, uint64_t seed)
+{
+	return line_of({ { "t", 0 }, { "what", "start" }, { "text", title }, { "seed", seed } });
 }
 
 std::string json_line(const record &what, enum vendor vendor)
 {
-	std::string text = "{\"t\":" + number_text(std::chrono::duration<double>(what.at).count()) +
-			   member("what", json_string(name_of(what.what)));
+	json line = { { "t", number(std::chrono::duration<double>(what.at).count()) },
+		      { "what", name_of(what.what) } };
 
 	if (what.what == happened::command)
-		text += command_members(what.packet, vendor);
+		if (const command *const row = command_of(what.packet, vendor))
+			line["name"] = row->name;
 	if (what.what == happened::patch)
-		text += member("size", std::to_string(what.packet.size()));
+		line["size"] = what.packet.size();
 	else if (!what.packet.empty())
-		text += member("bytes", json_string(hex_text(what.packet)));
+		line["bytes"] = hex_text(what.packet);
 	if (what.what == happened::air)
-		text += air_members(what.air);
+		add_air(line, what.air);
 	if (!what.text.empty())
-		text += member("text", json_string(what.text));
-	return text + "}\n";
+		line["text"] = what.text;
+	return line_of(line);
 }
 
 } // namespace sim

@@ -10,7 +10,7 @@ namespace sim
 /* The object for one record, with the end of its line. */
 std::string json_line(const record &what, enum vendor vendor);
 
-/* A string with its quotes. */
-std::string json_string(std::string_view text);
+/* The object that introduces the run. */
+std::string json_start(const std::string &title, uint64_t seed);
 
 } // namespace sim

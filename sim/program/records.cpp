@@ -110,12 +110,10 @@ void records::begin(const std::string &title)
 {
 	m_title = title;
 	m_start = std::chrono::system_clock::now();
-	if (m_options.shown == view::json)
-		printf("{\"t\":0,\"what\":\"start\",\"text\":%s,\"seed\":%llu}\n",
-		       json_string(title).c_str(),
-		       static_cast<unsigned long long>(m_options.session.seed));
-	else
-		printf("%s\n", title.c_str());
+	const std::string line = m_options.shown == view::json
+					 ? json_start(title, m_options.session.seed)
+					 : title + "\n";
+	fputs(line.c_str(), stdout);
 	check_output();
 }
 

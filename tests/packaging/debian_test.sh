@@ -73,6 +73,8 @@ inside dpkg -L vorlind | grep -q '/libqvsh_log.so$' || fail 'there are no stand-
 inside ldd /usr/sbin/vorlind | grep -q 'not found' && fail 'the daemon lacks a library'
 inside dpkg --verify vorlind vorlin-sim || fail 'the files differ from the packages'
 inside vorlinctl --version | grep -qF "$version" || fail 'the installed client tells another version'
+grep -q 'Lohmann' "$root/usr/share/doc/vorlin-sim/copyright" ||
+	fail 'the simulator has a library in it whose copyright is not with it'
 zcat "$root/usr/share/doc/vorlind/changelog.Debian.gz" | head -n 1 | grep -qF "($version-1)" ||
 	fail 'the list of changes is of another version'
 grep -q 'systemctl ' "$root"/var/lib/dpkg/info/vorlind.p* &&

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The records of a run: decoded payloads, the timeline and its pictures, JSON, btsnoop. */
+/* The records of a run: decoded payloads, the timeline and its pictures, btsnoop. */
 #include "sim/air/advertisement.h"
 #include "sim/output/air_log.h"
 #include "sim/output/capture.h"
-#include "sim/output/json.h"
 #include "sim/output/live_view.h"
 #include "sim/output/svg_report.h"
 #include "tests/unit/sim/talk.h"
@@ -159,39 +158,6 @@ TEST(SimAirLog, ASummaryStandsForTheChangesOfKnownBeacons)
 	EXPECT_EQ(std::ranges::count(text, '\n'), 2);
 	EXPECT_TRUE(text.starts_with("+2.000 s     1.5 s in    2 times  uuid 00112233")) << text;
 	EXPECT_EQ(log.next(), 4s);
-}
-
-TEST(SimJson, OneObjectForEachThing)
-{
-	const auto line = [](const sim::record &what) {
-		return sim::json_line(what, sim::vendor::ti);
-	};
-
-	EXPECT_EQ(
-		line({ .at = 1500ms,
-		       .what = sim::happened::command,
-		       .packet = sim::parse_hex(RESET).value() }),
-		"{\"t\":1.5,\"what\":\"command\",\"name\":\"Reset\",\"bytes\":\"01 03 0C 00\"}\n");
-	EXPECT_EQ(line({ .what = sim::happened::event, .packet = { 0x04, 0x0E } }),
-		  "{\"t\":0,\"what\":\"event\",\"bytes\":\"04 0E\"}\n");
-	EXPECT_EQ(line({ .what = sim::happened::fault, .text = "say \"x\"\n" }),
-		  "{\"t\":0,\"what\":\"fault\",\"text\":\"say \\\"x\\\"\\u000a\"}\n");
-	EXPECT_EQ(line({ .what = sim::happened::patch, .packet = bytes(300) }),
-		  "{\"t\":0,\"what\":\"patch\",\"size\":300}\n");
-	EXPECT_EQ(
-		line({ .what = sim::happened::air, .air = beacon_on_air() }),
-		"{\"t\":0,\"what\":\"air\",\"radio\":\"advertising\",\"address\":\"02:00:00:00:00:01\","
-		"\"address_type\":\"public\","
-		"\"interval_ms\":100,\"type\":3,\"payload\":\"" +
-			BEACON +
-			"\",\"uuid\":\"00112233-4455-6677-8899-AABBCCDDEEFF\",\"major\":1,"
-			"\"minor\":515,\"power_dbm\":-59}\n");
-	EXPECT_EQ(line({ .what = sim::happened::air }),
-		  "{\"t\":0,\"what\":\"air\",\"radio\":\"off\"}\n");
-	EXPECT_EQ(line({ .what = sim::happened::air,
-			 .air = { .doing = radio::transmitting, .channel = 7, .test_length = 5 } }),
-		  "{\"t\":0,\"what\":\"air\",\"radio\":\"transmitter test\",\"channel\":7,"
-		  "\"length\":5,\"pattern\":\"PRBS9\"}\n");
 }
 
 /* A temporary file, and what a capture writes next to it. */
