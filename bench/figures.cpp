@@ -5,10 +5,15 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
 #include <numeric>
 #include <sched.h>
 #include <stdexcept>
 #include <unistd.h>
+
+using json = nlohmann::ordered_json;
 
 double percentile(std::vector<double> samples, double percent)
 {
@@ -117,35 +122,30 @@ bool all_kept(const std::vector<figure> &figures)
 	return all;
 }
 
-static void write_one(FILE *out, const figure &of)
+static json json_of(const figure &of)
 {
-	fprintf(out, "    {\"name\": \"%s\", \"unit\": \"%s\", \"median\": %.6g, ", of.name.c_str(),
-		of.unit.c_str(), median(of));
-	if (of.limit > 0)
-		fprintf(out, "\"limit\": %.6g, \"ratio\": %.6g, ", of.limit, median(of) / of.limit);
+	json result = { { "name", of.name }, { "unit", of.unit }, { "median", median(of) } };
+
+	if (of.limit > 0) {
+		result["limit"] = of.limit;
+		result["ratio"] = median(of) / of.limit;
+	}
 	if (of.allowed > 0)
-		fprintf(out, "\"allowed\": %.6g, ", of.allowed);
+		result["allowed"] = of.allowed;
 	if (is_judged(of))
-		fprintf(out, "\"kept\": %s, ", is_kept(of) ? "true" : "false");
-	fputs("\"samples\": [", out);
-	for (size_t i = 0; i < of.samples.size(); i++)
-		fprintf(out, "%s%.6g", i == 0 ? "" : ", ", of.samples[i]);
-	fputs("]}", out);
+		result["kept"] = is_kept(of);
+	result["samples"] = of.samples;
+	return result;
 }
 
 void write_json(const std::vector<figure> &figures, const std::string &path)
 {
-	FILE *const out = fopen(path.c_str(), "w");
+	json all = { { "processors", sysconf(_SC_NPROCESSORS_ONLN) },
+		     { "load_at_the_end", load() },
+		     { "alone", is_alone() } };
+	std::ofstream out(path);
 
-	if (!out)
+	std::ranges::transform(figures, std::back_inserter(all["figures"]), json_of);
+	if (!(out << all.dump(2) << std::endl))
 		throw std::runtime_error("cannot write " + path);
-	fprintf(out, "{\n  \"processors\": %ld,\n  \"load_at_the_end\": %.2f,\n",
-		sysconf(_SC_NPROCESSORS_ONLN), load());
-	fprintf(out, "  \"alone\": %s,\n  \"figures\": [\n", is_alone() ? "true" : "false");
-	for (size_t i = 0; i < figures.size(); i++) {
-		write_one(out, figures[i]);
-		fputs(i + 1 < figures.size() ? ",\n" : "\n", out);
-	}
-	fputs("  ]\n}\n", out);
-	fclose(out);
 }

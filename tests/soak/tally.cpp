@@ -2,6 +2,7 @@
 #include "tests/soak/tally.h"
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 uint64_t sum_of(const counts &all)
 {
@@ -78,23 +79,13 @@ std::string as_text(const tally &t)
 
 std::string as_json(const tally &t)
 {
-	char text[160];
-	snprintf(text, sizeof(text), "{\n  \"seed\": %llu,\n  \"controllers\": \"%s\",\n",
-		 static_cast<unsigned long long>(t.seed), t.controllers.c_str());
-	std::string all = text;
+	nlohmann::ordered_json all = { { "seed", t.seed },
+				       { "controllers", t.controllers },
+				       { "seconds", t.seconds } };
 
-	snprintf(text, sizeof(text), "  \"seconds\": %.1f", t.seconds);
-	all += text;
 	for (const number_row &row : numbers)
-		all += std::string(",\n  \"") + row.key + "\": " + std::to_string(t.*row.number);
-	for (const group_row &row : groups) {
-		const char *comma = "";
-		all += std::string(",\n  \"") + row.key + "\": {";
-		for (const auto &[name, count] : t.*row.counted) {
-			all += std::string(comma) + " \"" + name + "\": " + std::to_string(count);
-			comma = ",";
-		}
-		all += " }";
-	}
-	return all + "\n}\n";
+		all[row.key] = t.*row.number;
+	for (const group_row &row : groups)
+		all[row.key] = t.*row.counted;
+	return all.dump(2) + "\n";
 }
