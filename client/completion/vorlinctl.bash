@@ -41,7 +41,7 @@ _vorlinctl_value()
 	'config mac') echo 'by-mrd' ;;
 	'config txpower-index' | *' power-index') echo 'max' ;;
 	'show mac') return 1 ;;
-	'config interval' | 'set '*interval | *' --'ma[cj]* | *' --min'* | *' --probe') ;;
+	'config interval' | 'set '*interval | *' --'ma[cj]* | *' --min'*) ;;
 	*' --uuid' | *' uuid') echo 'random NONE' ;;
 	*' --power' | *' power' | 'set '*'mac') echo 'NONE' ;;
 	*' --prefix' | *' prefix') echo 'default' ;;
@@ -49,6 +49,7 @@ _vorlinctl_value()
 	*' --status') echo 'available advertising testing unconfirmed none' ;;
 	*' --timeout') echo '5 15 60 300' ;;
 	*' --seconds') echo '1 10 60' ;;
+	*' --probe') echo '5 15 60' ;;
 	*' --channels') echo '0 12 19 39 0-39' ;;
 	*) return 1 ;;
 	esac

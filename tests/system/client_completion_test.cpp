@@ -106,6 +106,17 @@ TEST_F(ClientCompletion, BashOffersValuesBehindAnEqualsSign)
 	EXPECT_EQ(offered({ "beacon", "1", "--uuid", "=", "random", "--mi" }), "--minor\n");
 }
 
+TEST_F(ClientCompletion, BashOffersTheGuardsOptionsAndMinutes)
+{
+	EXPECT_EQ(offered({ "guard", "" }), "--restarts --probe\n");
+	EXPECT_EQ(offered({ "guard", "--probe", "" }), "5 15 60\n");
+	EXPECT_EQ(offered({ "guard", "--probe", "=" }), "5 15 60\n");
+	EXPECT_EQ(offered({ "guard", "--restarts", "--probe", "=", "1" }), "15\n");
+	EXPECT_EQ(offered({ "guard", "--probe=6" }), "--probe=60\n");
+	EXPECT_EQ(offered({ "guard", "--probe", "5", "--r" }), "--restarts\n");
+	EXPECT_EQ(offered({ "guard", "--probe", "=", "5", "--r" }), "--restarts\n");
+}
+
 TEST_F(ClientCompletion, BashOffersTheTimeoutAndGoesOnBehindIt)
 {
 	EXPECT_EQ(offered({ "--timeout", "" }), "5 15 60 300\n");
@@ -224,6 +235,12 @@ TEST_F(ZshCompletion, OffersValuesBehindAnEqualsSignAndAComma)
 	typed("vorlinctl trace hci,flo\\t", "hci,flow");
 	typed("vorlinctl --timeout=5 resta\\t", "restart");
 	typed("vorlinctl --timeout=30\\t", "300");
+}
+
+TEST_F(ZshCompletion, OffersTheGuardsMinutes)
+{
+	typed("vorlinctl guard --pro\\t1\\t", "15");
+	typed("vorlinctl guard --probe=1\\t", "--probe=15");
 }
 
 TEST_F(ZshCompletion, DoesNotOfferANameAsItsOwnValue)
