@@ -91,6 +91,19 @@ for words in 'demo --seconds=86400 --controller=qualcomm' 'soak --minutes 1 --se
 	[ -e "$scratch/called" ] || fail "./run $words: nothing is built"
 done
 
+### Who is not root installs through sudo, and is asked nothing that nobody sees
+mkdir "$scratch/few"
+for program in dirname readlink sed; do
+	ln -s "$(command -v $program)" "$scratch/few/$program"
+done
+printf '#!/bin/sh\necho 1000\n' >"$scratch/few/id"
+chmod +x "$scratch/few/id"
+cp "$scratch/bin/sudo" "$scratch/bin/apt-get" "$scratch/few"
+rm -f "$scratch/called"
+PATH=$scratch/few "$run" needs demo >"$scratch/answer" 2>&1 </dev/null && fail 'as a user it ends with 0'
+grep -q ': sudo env DEBIAN_FRONTEND=noninteractive apt-get -qq update$' "$scratch/called" ||
+	fail "as a user it calls $(cat "$scratch/called")"
+
 ### Help for each verb, and for all
 run --help
 [ $status = 0 ] || fail "--help: status $status"
