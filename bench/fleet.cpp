@@ -4,7 +4,6 @@
  * its own: what they take, and whether any of them comes late. Started by ./run fleet.
  */
 #include "bench/access_point.h"
-#include "bench/fleet_picture.h"
 #include "bench/line_record.h"
 #include "bench/usage.h"
 
@@ -173,6 +172,13 @@ static tally run_fleet(int count, const std::string &program, const std::string 
 	return sum;
 }
 
+/* What stands against the number of access points in the picture. */
+struct fleet_point {
+	double count;
+	double daemon_cpu, simulator_cpu; /* per cent of one core */
+	double daemon_mib, simulator_mib;
+};
+
 static fleet_point point_of(int count, const tally &sum, double seconds)
 {
 	return { static_cast<double>(count), sum.daemon_cpu / seconds * 100,
@@ -187,6 +193,13 @@ static void print_row(const fleet_point &point, const tally &sum)
 	       point.daemon_mib, sum.private_kib / point.count, point.simulator_mib, sum.steps,
 	       sum.late, sum.lost, sum.greatest);
 	fflush(stdout);
+}
+
+/* As bench/fleet.gnuplot reads it. */
+static void write_row(const fleet_point &point, std::ostream &out)
+{
+	out << point.count << ' ' << point.daemon_cpu << ' ' << point.simulator_cpu << ' '
+	    << point.daemon_mib << ' ' << point.simulator_mib << '\n';
 }
 
 /* How well `value` follows a straight line over the number of access points: 1 is perfectly. */
@@ -207,9 +220,10 @@ static double straightness(const std::vector<fleet_point> &points, double fleet_
 }
 
 static int run_fleets(const std::string &program, const std::string &build,
-		      const std::vector<int> &counts, double seconds, const std::string &picture)
+		      const std::vector<int> &counts, double seconds, const std::string &data)
 {
 	std::vector<fleet_point> points;
+	std::ofstream out(data);
 
 	printf("%5s %9s %9s %9s %9s %9s %9s %8s %6s %6s %10s\n", "APs", "daemons", "each", "sims",
 	       "daemons", "private", "sims", "steps", "late", "lost", "greatest");
@@ -219,45 +233,33 @@ static int run_fleets(const std::string &program, const std::string &build,
 		const tally sum = run_fleet(count, program, build, seconds);
 		points.push_back(point_of(count, sum, seconds));
 		print_row(points.back(), sum);
+		write_row(points.back(), out);
 	}
-	if (points.size() < 3)
-		return 0;
-	printf("A straight line explains %.4f of the daemons' processor time and %.4f of their "
-	       "memory.\n",
-	       straightness(points, &fleet_point::daemon_cpu),
-	       straightness(points, &fleet_point::daemon_mib));
-	std::ofstream(picture) << fleet_picture(points, seconds);
-	printf("The picture is in %s.\n", picture.c_str());
+	if (!out.flush())
+		throw std::runtime_error("cannot write " + data);
+	if (points.size() >= 3) /* any two are on a line */
+		printf("A straight line explains %.4f of the daemons' processor time and %.4f of "
+		       "their memory.\n",
+		       straightness(points, &fleet_point::daemon_cpu),
+		       straightness(points, &fleet_point::daemon_mib));
 	return 0;
-}
-
-static int usage_error()
-{
-	fputs("usage: fleet BUILD-FOLDER N... [--seconds N] [--picture FILE]\n", stderr);
-	return 2;
 }
 
 static int parse_and_run(int argc, char **argv)
 {
 	std::vector<int> counts;
-	double seconds = 30;
-	const std::string build = argv[1];
-	std::string picture = build + "/fleet.svg";
+	const double seconds = argc > 4 ? atof(argv[2]) : 0;
 
-	for (int i = 2; i < argc; i++) {
-		const bool has_value = i + 1 < argc;
-		if (strcmp(argv[i], "--seconds") == 0 && has_value)
-			seconds = atof(argv[++i]);
-		else if (strcmp(argv[i], "--picture") == 0 && has_value)
-			picture = argv[++i];
-		else
-			counts.push_back(atoi(argv[i]));
-	}
+	for (int i = 4; i < argc; i++)
+		counts.push_back(atoi(argv[i]));
 	const bool is_sensible =
 		std::ranges::all_of(counts, [](int count) { return count > 0 && count <= 1000; });
-	if (counts.empty() || !is_sensible || seconds <= 0)
-		return usage_error();
-	return run_fleets(argv[0], build, counts, seconds, picture);
+	if (!is_sensible || !(seconds > 0)) {
+		fputs("usage: fleet BUILD-FOLDER SECONDS DATA-FILE N..., each N from 1 to 1000\n",
+		      stderr);
+		return 2;
+	}
+	return run_fleets(argv[0], argv[1], counts, seconds, argv[3]);
 }
 
 int main(int argc, char **argv)
@@ -266,7 +268,7 @@ int main(int argc, char **argv)
 	try {
 		if (argc == 4 && strcmp(argv[1], "--member") == 0)
 			return be_member(argv[2], atof(argv[3]));
-		return argc < 3 ? usage_error() : parse_and_run(argc, argv);
+		return parse_and_run(argc, argv);
 	} catch (const std::exception &problem) {
 		fprintf(stderr, "fleet: %s\n", problem.what());
 		return 1;
