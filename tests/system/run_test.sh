@@ -66,6 +66,7 @@ fuzz --target nothing|there is no fuzz program nothing
 cross --seconds 3|unknown option --seconds
 ap --seconds 0|--seconds takes a whole number from 1 to 86400, not 0
 ap --stay --now|unknown option --now
+ap --listen yes|unknown option yes
 soak --minutes 0|--minutes takes a whole number from 1, not 0
 soak --seed -1|--seed takes a whole number, not -1
 soak --controller ti-09|--controller takes ti-06, ti-08, qualcomm or all, not ti-09
@@ -84,7 +85,7 @@ END
 
 ### Accepted: it goes on to build
 for words in 'demo --seconds=86400 --controller=qualcomm' 'soak --minutes 1 --seed=7' \
-	'soak --crowd 5000' 'fleet 1 2 --seconds=3' 'ap --test --stay' 'bench --short'; do
+	'soak --crowd 5000' 'fleet 1 2 --seconds=3' 'ap --test --stay' 'ap --listen' 'bench --short'; do
 	# shellcheck disable=SC2086 # the words of a command line
 	run $words
 	[ $status = 1 ] || fail "./run $words: status $status"
