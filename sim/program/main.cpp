@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /* vorlin-sim: a simulated Bluetooth LE controller behind a pseudo-terminal. */
 #include "sim/controller/patch.h"
+#include "sim/program/command_line.h"
 #include "sim/program/remote.h"
 #include "sim/program/selftest.h"
 #include "sim/program/simulator.h"

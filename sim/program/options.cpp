@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The command line: one table of options, from which the help is printed too. */
+/* The options: one table of what each takes, sets and is told of in the help. */
 #include "sim/program/options.h"
 
 #include <algorithm>
@@ -10,9 +10,6 @@ namespace sim
 
 constexpr size_t LARGEST_PATCH = size_t{ 1024 } * 1024;
 constexpr uint64_t LONGEST_SECONDS = uint64_t{ 366 } * 86400;
-
-/* Each takes its option's value; what would have been right, or nothing. */
-using setter = std::string (*)(options &, std::string_view value);
 
 struct quirk_row {
 	const char *name;
@@ -33,13 +30,6 @@ static const quirk_row quirks[] = {
 	{ "stray-bytes-ignored",   QUIRK_STRAY_IGNORED,     "a byte that begins no packet is passed over" },
 };
 // clang-format on
-
-struct option {
-	const char *name;
-	const char *value; /* how the help calls it; null: the option has none */
-	setter set;
-	const char *help;
-};
 
 template <typename T>
 static std::string set_number(T &target, std::string_view text, uint64_t least, uint64_t most)
@@ -67,11 +57,11 @@ static std::string set_time(moment &target, std::string_view text, double unit_s
 }
 
 /* A time that must pass: no time at all would mean something else, or nothing. */
-static std::string set_period(moment &target, std::string_view text)
+template <moment options::*period> static std::string set_period(options &o, std::string_view value)
 {
-	const std::string right = set_time(target, text, 1);
+	const std::string right = set_time(o.*period, value, 1);
 
-	return right.empty() && target.count() > 0 ? "" : "a time above 0, such as 2.5";
+	return right.empty() && (o.*period).count() > 0 ? "" : "a time above 0, such as 2.5";
 }
 
 static std::string set_text(std::string &target, std::string_view text)
@@ -80,6 +70,12 @@ static std::string set_text(std::string &target, std::string_view text)
 		return "a name";
 	target = text;
 	return "";
+}
+
+template <std::string options::*text>
+static std::string set_text(options &o, std::string_view value)
+{
+	return set_text(o.*text, value);
 }
 
 static std::string set_controller(options &o, std::string_view value)
@@ -110,26 +106,6 @@ static std::string set_manufacturer(options &o, std::string_view value)
 static std::string set_hci_version(options &o, std::string_view value)
 {
 	return set_number(o.hci_version.emplace(), value, 0, 0xFF);
-}
-
-static std::string set_summary(options &o, std::string_view value)
-{
-	return set_period(o.summary_every, value);
-}
-
-static std::string set_run_time(options &o, std::string_view value)
-{
-	return set_period(o.run_time, value);
-}
-
-static std::string set_link(options &o, std::string_view value)
-{
-	return set_text(o.link, value);
-}
-
-static std::string set_patch_out(options &o, std::string_view value)
-{
-	return set_text(o.patch_out, value);
 }
 
 static std::string set_made_patch(options &o, std::string_view value)
@@ -208,21 +184,6 @@ static std::string add_quirk(options &o, std::string_view value)
 	return "";
 }
 
-static std::string set_script(options &o, std::string_view value)
-{
-	return set_text(o.script, value);
-}
-
-static std::string set_control(options &o, std::string_view value)
-{
-	return set_text(o.control, value);
-}
-
-static std::string set_air(options &o, std::string_view value)
-{
-	return set_text(o.air, value);
-}
-
 static std::string set_rssi(options &o, std::string_view value)
 {
 	const bool is_negative = value.starts_with('-');
@@ -235,19 +196,9 @@ static std::string set_rssi(options &o, std::string_view value)
 	return "";
 }
 
-static std::string set_capture(options &o, std::string_view value)
-{
-	return set_text(o.capture, value);
-}
-
 static std::string set_capture_most(options &o, std::string_view value)
 {
 	return set_number(o.capture_most, value, 1024, uint64_t{ 1 } << 40);
-}
-
-static std::string set_report(options &o, std::string_view value)
-{
-	return set_text(o.report, value);
 }
 
 static std::string set_quiet(options &o, std::string_view)
@@ -306,51 +257,49 @@ static std::string set_version(options &o, std::string_view)
 
 // clang-format off
 static const option rows[] = {
-	/* name              value      setter               help; null: it stands with the one before */
-	{ "controller",      "KIND",    set_controller,      "ti-06, ti-08 (usual) or qualcomm" },
-	{ "manufacturer",    "N",       set_manufacturer,    "another maker and version" },
-	{ "hci-version",     "N",       set_hci_version,     nullptr },
-	{ "quirk",           "NAME",    add_quirk,           "what some firmware does: --help=quirks" },
-	{ "link",            "PATH",    set_link,            "the host's port, such as /dev/ttyMSM1" },
-	{ "address",         "ADDRESS", set_address,         "the device's own address" },
-	{ "receiver-count",  "N",       set_receiver_count,  "what a receiver test hears" },
-	{ "baud",            "N",       set_baud,            "pace of the line (115200; 0: none)" },
-	{ "buffer",          "BYTES",   set_buffer,          "for what comes too early (1024)" },
-	{ "latency",         "[OP=]MS", set_latency,         "time to an answer, of all or one" },
-	{ "fault",           "FAULT",   add_fault,           "something goes wrong: --help=faults" },
-	{ "script",          "FILE",    set_script,          "control commands, each at its time" },
-	{ "control",         "SOCKET",  set_control,         "be told: vorlin-sim control SOCKET help" },
-	{ "air",             "SOCKET",  set_air,             "share the air: vorlin-sim scan SOCKET" },
-	{ "rssi",            "DBM",     set_rssi,            nullptr },
-	{ "patch-out",       "FILE",    set_patch_out,       "keep the patch; check all of it" },
-	{ "strict-patch",    nullptr,   set_strict_patch,    nullptr },
-	{ "make-patch",      "FILE",    set_made_patch,      "make a patch, and end" },
-	{ "patch-size",      "BYTES",   set_patch_size,      nullptr },
-	{ "capture",         "FILE",    set_capture,         "record the line in btsnoop" },
-	{ "capture-max",     "BYTES",   set_capture_most,    nullptr },
-	{ "log",             "FILE",    add_log,             "all that happens, as JSON" },
-	{ "json",            nullptr,   set_json,            nullptr },
-	{ "live",            nullptr,   set_live,            "what is shown; usual: changes" },
-	{ "summary",         "SECONDS", set_summary,         nullptr },
-	{ "quiet",           nullptr,   set_quiet,           nullptr },
-	{ "live-size",       "CxL",     set_live_size,       "live as on a terminal of this size" },
-	{ "report",          "FILE",    set_report,          "draw the timeline as SVG at the end" },
-	{ "seconds",         "N",       set_run_time,        "when to end; for chance" },
-	{ "seed",            "N",       set_seed,            nullptr },
-	{ "selftest",        nullptr,   set_selftest,        "check itself, and end" },
-	{ "help",            nullptr,   set_help,            "this text, as by -h" },
-	{ "version",         nullptr,   set_version,         nullptr },
+	/* name              value       setter                                   help */
+	{ "controller",      "KIND",     set_controller,                         "ti-06, ti-08 (usual) or qualcomm" },
+	{ "manufacturer",    "N",        set_manufacturer,                       "another maker and version" },
+	{ "hci-version",     "N",        set_hci_version,                        nullptr },
+	{ "quirk",           "NAME",     add_quirk,                              "what some firmware does: --help=quirks" },
+	{ "link",            "PATH",     set_text<&options::link>,               "the host's port, such as /dev/ttyMSM1" },
+	{ "address",         "ADDRESS",  set_address,                            "the device's own address" },
+	{ "receiver-count",  "N",        set_receiver_count,                     "what a receiver test hears" },
+	{ "baud",            "N",        set_baud,                               "pace of the line (115200; 0: none)" },
+	{ "buffer",          "BYTES",    set_buffer,                             "for what comes too early (1024)" },
+	{ "latency",         "[OP=]MS",  set_latency,                            "time to an answer, of all or one" },
+	{ "fault",           "FAULT",    add_fault,                              "something goes wrong: --help=faults" },
+	{ "script",          "FILE",     set_text<&options::script>,             "control commands, each at its time" },
+	{ "control",         "SOCKET",   set_text<&options::control>,            "be told: vorlin-sim control SOCKET help" },
+	{ "air",             "SOCKET",   set_text<&options::air>,                "share the air: vorlin-sim scan SOCKET" },
+	{ "rssi",            "DBM",      set_rssi,                               nullptr },
+	{ "patch-out",       "FILE",     set_text<&options::patch_out>,          "keep the patch; check all of it" },
+	{ "strict-patch",    nullptr,    set_strict_patch,                       nullptr },
+	{ "make-patch",      "FILE",     set_made_patch,                         "make a patch, and end" },
+	{ "patch-size",      "BYTES",    set_patch_size,                         nullptr },
+	{ "capture",         "FILE",     set_text<&options::capture>,            "record the line in btsnoop" },
+	{ "capture-max",     "BYTES",    set_capture_most,                       nullptr },
+	{ "log",             "FILE",     add_log,                                "all that happens, as JSON" },
+	{ "json",            nullptr,    set_json,                               nullptr },
+	{ "live",            nullptr,    set_live,                               "what is shown; usual: changes" },
+	{ "summary",         "SECONDS",  set_period<&options::summary_every>,    nullptr },
+	{ "quiet",           nullptr,    set_quiet,                              nullptr },
+	{ "live-size",       "CxL",      set_live_size,                          "live as on a terminal of this size" },
+	{ "report",          "FILE",     set_text<&options::report>,             "draw the timeline as SVG at the end" },
+	{ "seconds",         "N",        set_period<&options::run_time>,         "when to end; for chance" },
+	{ "seed",            "N",        set_seed,                               nullptr },
+	{ "selftest",        nullptr,    set_selftest,                           "check itself, and end" },
+	{ "help",            nullptr,    set_help,                               "this text, as by -h" },
+	{ "version",         nullptr,    set_version,                            nullptr },
 };
 // clang-format on
 
-static std::string spelled(const option &row)
+std::span<const option> option_table()
 {
-	std::string text = std::string("--") + row.name;
-
-	return row.value ? text + " " + row.value : text;
+	return rows;
 }
 
-static std::string apply(const option &row, options &result, std::string_view value)
+std::string set_option(const option &row, options &result, std::string_view value)
 {
 	std::string right = row.set(result, value);
 
@@ -360,96 +309,6 @@ static std::string apply(const option &row, options &result, std::string_view va
 		return right;
 	return "--" + std::string(row.name) + " cannot be '" + std::string(value) + "': it is " +
 	       right;
-}
-
-/* The settings that depend on more than one option. */
-static void complete(options &result)
-{
-	controller_settings &controller = result.session.controller;
-
-	controller.manufacturer = result.manufacturer.value_or(controller.kind->manufacturer);
-	controller.seed = result.session.seed;
-	controller.hci_version = result.hci_version.value_or(controller.kind->hci_version);
-}
-
-static const option *find_option(std::string_view name)
-{
-	if (name == "-h")
-		name = "--help";
-	for (const option &row : rows)
-		if (name.starts_with("--") && name.substr(2) == row.name)
-			return &row;
-	return nullptr;
-}
-
-/* "scan SOCKET" and "control SOCKET COMMAND...": words instead of options. */
-static std::string parse_remote(std::span<const char *const> words, options &result)
-{
-	const bool is_scan = std::string_view(words[0]) == "scan";
-	const size_t least = is_scan ? 2 : 3;
-
-	result.what = is_scan ? verb::scan : verb::control;
-	if (words.size() < least || (is_scan && words.size() > least))
-		return is_scan ? "say: vorlin-sim scan SOCKET"
-			       : "say: vorlin-sim control SOCKET COMMAND";
-	(is_scan ? result.air : result.control) = words[1];
-	for (size_t i = 2; i < words.size(); i++)
-		result.remote_command += (i == 2 ? "" : " ") + std::string(words[i]);
-	return "";
-}
-
-static std::string parse_one(std::span<const char *const> rest, options &result, size_t &used)
-{
-	const std::string_view argument = rest[0];
-	const size_t equals = argument.find('=');
-	const std::string name(argument.substr(0, equals));
-	const option *row = find_option(name);
-
-	used = 1;
-	if (!row)
-		return "unknown option '" + name + "'; --help lists them";
-	if (equals != std::string_view::npos) {
-		if (!row->value && row->set != set_help)
-			return name + " takes no value";
-		return apply(*row, result, argument.substr(equals + 1));
-	}
-	if (!row->value)
-		return apply(*row, result, "");
-	if (rest.size() < 2)
-		return name + " needs a value: " + spelled(*row);
-	used = 2;
-	return apply(*row, result, rest[1]);
-}
-
-std::string parse_options(std::span<const char *const> arguments, options &result)
-{
-	const std::string_view first = arguments.empty() ? "" : arguments[0];
-	size_t used = 0;
-
-	if (first == "scan" || first == "control")
-		return parse_remote(arguments, result);
-	for (size_t i = 0; i < arguments.size(); i += used) {
-		std::string problem = parse_one(arguments.subspan(i), result, used);
-		if (!problem.empty())
-			return problem;
-	}
-	complete(result);
-	return "";
-}
-
-std::string help_text()
-{
-	std::string text = "usage: vorlin-sim [OPTION]...: a Bluetooth LE controller on a pty\n";
-
-	for (size_t i = 0; i < std::size(rows);) {
-		const char *const help = rows[i].help;
-		std::string line = "  " + spelled(rows[i]);
-		for (i++; i < std::size(rows) && !rows[i].help; i++)
-			line += ", " + spelled(rows[i]);
-		line.resize(std::max<size_t>(line.size() + 2, 41), ' ');
-		text += line + help + "\n";
-	}
-	return text;
 }
 
 std::string quirk_help()

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The command line: one table of options, from which the help is printed too. */
+/* The options: one table of what each takes, sets and is told of in the help. */
 #pragma once
 
 #include "sim/output/live_view.h"
@@ -46,10 +46,18 @@ struct options {
 	std::optional<uint8_t> hci_version = {};
 };
 
-/* Fills `result`; what is wrong with the arguments and what would be right, or nothing. */
-std::string parse_options(std::span<const char *const> arguments, options &result);
+struct option {
+	const char *name;
+	const char *value; /* what the help calls it; null: the option has none */
+	std::string (*set)(options &, std::string_view value); /* what would be right, or nothing */
+	const char *help; /* null: it is on the line of the one before */
+};
 
-std::string help_text();
+std::span<const option> option_table();
+
+/* What is wrong with the value and what would be right, or nothing. */
+std::string set_option(const option &row, options &result, std::string_view value);
+
 std::string quirk_help();
 
 } // namespace sim

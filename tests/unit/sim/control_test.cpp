@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /* The ways to control the simulator: options, scripts, commands. */
+#include "sim/program/command_line.h"
 #include "sim/program/control.h"
-#include "sim/program/options.h"
 #include "sim/program/script.h"
 #include "tests/unit/sim/talk.h"
 
