@@ -175,6 +175,41 @@ TEST_F(ClientCheck, AStoppedDaemonIs5)
 	EXPECT_EQ(kill(daemon.pid, SIGCONT), 0);
 }
 
+TEST_F(ClientCheck, ADaemonThatIsAtWorkForLongIs4)
+{
+	program maker;
+
+	/* At 115200 baud this patch takes a minute and a half. */
+	ASSERT_EQ(run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin", "--patch-size",
+			"1000000" },
+		      &maker),
+		  0)
+		<< content_of(maker.err);
+	start_controlled("qualcomm");
+	start({ built("vorlind") });
+	ASSERT_TRUE(comes_true([&] { return contains(ctl({ "status" }).out, "busy"); }));
+	expect_verdict(4, "vorlind is at work with the controller, for more than 8 seconds",
+		       "a patch may take so long");
+}
+
+TEST_P(ClientCheckOf, TheStatusTellsWhatKeepsTheDaemonBusy)
+{
+	make_patch_for(controller());
+	start_controlled(controller());
+	start_daemon();
+	done({ "set", "mac", "NONE" });
+	put_on_air();
+	EXPECT_FALSE(contains(done({ "status" }), "busy"));
+	control("fault silent:times=always");
+	const program asking = start({ built("vorlinctl"), "show", "mac" });
+	EXPECT_TRUE(comes_true([&] {
+		return contains(done({ "status" }),
+				"busy, waiting for an answer of the controller\n");
+	}));
+	control("clear");
+	EXPECT_EQ(wait_for_end(asking), 4);
+}
+
 TEST_P(ClientCheckOf, AProductionTestThatWasLeftRunningIs4)
 {
 	start_with(controller());

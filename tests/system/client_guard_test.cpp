@@ -83,6 +83,34 @@ TEST_P(ClientGuardOf, ResetsAControllerThatHasFallenSilentAndSaysSo)
 	EXPECT_EQ(kill(daemon.pid, 0), 0) << "it is the same daemon";
 }
 
+TEST_P(ClientGuardOf, TriesAHardResetWhereASoftOneDidNotHelp)
+{
+	put_on_air(GetParam());
+	start_guard();
+	control("fault silent:times=always");
+	EXPECT_TRUE(says("guard: the beacons are not on the air (status unconfirmed): reset soft, "
+			 "step 1\n"));
+	EXPECT_TRUE(says("guard: the beacons are not on the air (status unconfirmed): reset hard, "
+			 "step 2\n"));
+	control("clear");
+	EXPECT_TRUE(says("guard: the beacons are on the air again\n"));
+}
+
+TEST_F(ClientGuard, OnlyLooksWhileAllIsWell)
+{
+	put_on_air();
+	start_guard({ "--restarts" });
+	const int lock = semget(static_cast<key_t>(BLE_SEM_KEY), 1, 0600);
+	const std::string words(reinterpret_cast<const char *>(&segment->cmd),
+				sizeof(segment->cmd));
+	const int last = semctl(lock, 0, GETPID);
+	let_it_look(3);
+	EXPECT_EQ(std::string(reinterpret_cast<const char *>(&segment->cmd), sizeof(segment->cmd)),
+		  words);
+	EXPECT_EQ(semctl(lock, 0, GETPID), last) << "it took the lock";
+	EXPECT_EQ(said(), "");
+}
+
 TEST_P(ClientGuardOf, LeavesAProductionTestAloneWhateverElseIsWrong)
 {
 	put_on_air(GetParam());

@@ -131,6 +131,25 @@ TEST_F(ClientOutcome, APipeIsUnknown)
 	expect_unknown("do not go to a file: see " + folder + "/pipe");
 }
 
+TEST_F(ClientOutcome, AJournalIsUnknown)
+{
+	/* A service manager gives the daemon a socket. */
+	write_file("journal", "import os, socket, sys\n"
+			      "kept, given = socket.socketpair()\n"
+			      "kept.set_inheritable(True)\n"
+			      "os.dup2(given.fileno(), 2)\n"
+			      "os.execv(sys.argv[1], sys.argv[1:])\n");
+	make_patch_for("ti-08");
+	simulator = start_simulator("ti-08");
+	daemon = start({ "/usr/bin/env", "python3", folder + "/journal", built("vorlind") });
+	ASSERT_TRUE(comes_true([&] { return ctl({ "wait" }).status == 0; }));
+	done({ "set", "mac", "NONE" });
+	const std::string descriptor = "/proc/" + std::to_string(daemon.pid) + "/fd/2";
+	const std::string place = std::filesystem::read_symlink(descriptor);
+	EXPECT_TRUE(contains(place, "socket:"));
+	expect_unknown("do not go to a file: see " + place);
+}
+
 TEST_F(ClientOutcome, AFileThatTakesNoMoreAndCannotBeEmptiedIsUnknown)
 {
 	/* Without append the daemon's own file offset reaches the limit. */
