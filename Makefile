@@ -1,14 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
-# The habitual front; cmake --preset dev and ./run do the work.
+# The usual make targets; cmake --preset dev and ./run do the work.
 
 PREFIX ?= /usr/local
 
-# Stops with the Debian packages that a rule lacks; a word is a program, or program:package, or
+# Stops with the missing Debian packages of a rule; a word is a program, program:package, or
 # file:package.
 need = @missing=; for need in $(1); do \
 	command -v $${need%%:*} >/dev/null || [ -f $${need%%:*} ] || missing="$$missing $${need\#*:}"; done; \
 	[ -z "$$missing" ] || { echo "make $@: please install these packages:$$missing" >&2; exit 1; }
-# And where there is no git's list of files.
+# Stops without git, which lists the files.
 need_checkout = @[ -e .git ] || { echo 'make $@: only a git checkout can be $(1)' >&2; exit 1; }
 BUILD_NEEDS = cmake ninja:ninja-build g++ /usr/include/nlohmann/json.hpp:nlohmann-json3-dev
 
@@ -20,7 +20,7 @@ all:
 test demo coverage mutants fuzz model soak cross ap bench:
 	./run $@
 
-# Only the tracked files: what else lies around is nobody's business.
+# Only the tracked files.
 SOURCES = $$(git ls-files '*.cpp' '*.h')
 SCRIPTS = run .ci/run $$(git ls-files '*.sh' tools | grep -vx -e tools/heal -e tools/mutants -e tools/sequences) \
 	$$(git grep -lE '^\#!/bin/sh' -- packaging tests/packaging/openwrt)
@@ -41,8 +41,8 @@ analyse:
 	cmake --preset dev
 	tools/analyse build
 
-# What is made and committed: the record of the line, which comes out the same, and a picture of
-# the beacons on the air, which never does.
+# Generated files that are committed: the record of the line, the same in every run, and a picture of
+# the beacons on the air, different in every run.
 docs:
 	$(call need,$(BUILD_NEEDS) python3)
 	@$(MAKE) --no-print-directory all
@@ -56,14 +56,14 @@ install:
 	cmake --build --preset release
 	DESTDIR="$(DESTDIR)" cmake --install build-release
 
-# The packages for Debian, in build-release/.
+# The Debian packages, in build-release/.
 package:
 	$(call need,$(BUILD_NEEDS) dpkg-shlibdeps:dpkg-dev file)
 	cmake --preset release -DCMAKE_INSTALL_PREFIX=/usr -DVORLIND_DEVICE_LIBS=
 	cmake --build --preset release
 	cpack --config build-release/CPackConfig.cmake -B build-release
 
-# What a release is: the tracked files of the newest commit, the same bytes whoever packs them.
+# A release archive: the tracked files of the newest commit, always the same bytes.
 VERSION = $$(sed -n 's/^project(vorlind VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 dist:
 	$(call need,git)

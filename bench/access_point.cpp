@@ -19,7 +19,7 @@
 #include <unistd.h>
 
 static const char serial_port[] = "/dev/ttyMSM1";
-constexpr unsigned long USUAL_TIMER_SLACK = 50'000; /* nanoseconds, of whoever asks for no other */
+constexpr unsigned long USUAL_TIMER_SLACK = 50'000; /* nanoseconds, the default */
 
 std::string content_of(const std::string &path)
 {
@@ -46,7 +46,7 @@ void sleep_for(double seconds)
 	nanosleep(&time, nullptr);
 }
 
-/* Looks every 50 us, after a while every thousandth of it: many wait on one machine. */
+/* Polls every 50 us, later every thousandth of the wait: many processes wait on one machine. */
 int64_t wait_until(const std::function<bool()> &condition, const std::string &what,
 		   int64_t most_seconds)
 {
@@ -91,7 +91,7 @@ access_point::access_point(const std::string &build) : m_build(std::filesystem::
 	m_folder = std::filesystem::temp_directory_path() / "vorlind-bench-XXXXXX";
 	if (!mkdtemp(m_folder.data()))
 		throw std::runtime_error("cannot make a folder for scratch");
-	prctl(PR_SET_TIMERSLACK, 1); /* our own waits are to add nothing */
+	prctl(PR_SET_TIMERSLACK, 1); /* the bench's own waits shall add nothing */
 	if (segment_id() >= 0)
 		throw std::runtime_error("another daemon's segment is here: use tools/sandbox");
 }
@@ -208,10 +208,10 @@ void access_point::start_and_wait(const words &before)
 	start_daemon(before);
 	wait_for_segment();
 	wait_for_controller();
-	say_and_wait({ "show", "version" }); /* answered by the loop */
+	say_and_wait({ "show", "version" }); /* the loop must run to answer it */
 }
 
-/* The one that made the segment: what was started may be a program that runs it. */
+/* The creator of the segment: the started process may be a program that runs the daemon. */
 pid_t access_point::daemon() const
 {
 	shmid_ds status;

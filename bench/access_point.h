@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * One access point as a benchmark sees it: the shipped simulator and daemon, and a client's
- * view of the segment. Whatever fails throws: a figure that was not measured is not shown.
+ * One access point for a benchmark: the shipped simulator and daemon, and the segment as a
+ * client sees it. A failure throws, so that no unmeasured figure is shown.
  */
 #pragma once
 
@@ -15,10 +15,10 @@
 
 using words = std::vector<std::string>;
 
-/* Nanoseconds since 1970, the clock of the line's record too. */
+/* Nanoseconds since 1970, as in the record of the line. */
 int64_t wall_clock();
 
-/* When `condition` first held, to a thousandth of the wait and 50 us. */
+/* The time when `condition` became true, to a thousandth of the wait or 50 us. */
 int64_t wait_until(const std::function<bool()> &condition, const std::string &what,
 		   int64_t most_seconds = 180);
 
@@ -35,39 +35,39 @@ class access_point
 
 	void start_simulator(const std::string &controller, const words &options);
 
-	/* Started, not waited for; `before` is a program that runs it. The time of the start. */
+	/* Start it and return the time of the start; `before` is a program that runs it. */
 	int64_t start_daemon(const words &before = {});
 
-	/* When a client could attach; the segment is attached then. */
+	/* Attach to the segment; the time when a client could. */
 	int64_t wait_for_segment();
 
-	/* When the loop begins: it tells whoever waits for a command. Watched before that. */
+	/* The time when the loop begins, which clears cmd_doing: watch before that. */
 	bool watch_for_loop(); /* false: it may have begun already */
 	int64_t wait_for_loop();
 
-	/* All of it, for whoever does not measure the start. */
+	/* The whole start, without measurement. */
 	void start_and_wait(const words &before = {});
 
-	/* The first `count` beacons on, the others off. */
+	/* Switch the first `count` beacons on, the others off. */
 	void load_beacons(int count, const std::string &interval);
 
-	/* Words for the daemon, and SIGUSR1: the time just before the signal. */
+	/* Write the words and send SIGUSR1: the time just before the signal. */
 	int64_t say(const words &command);
 
 	/*
-	 * The same to its end, for whoever does not measure it: the lock is kept until the daemon
-	 * asks for it, so that no round is under way but the command's own.
+	 * The same to the command's end, without measurement: keeps the lock until the daemon
+	 * waits for it, so that the daemon's current round is that of this command.
 	 */
 	void say_and_wait(const words &command);
 
 	void stop_daemon();
 	void stop_simulator();
 
-	/* A file in the folder of its own. */
+	/* The path of a file in its own folder. */
 	std::string file(const std::string &name) const;
 	std::string program(const std::string &name) const;
 
-	/* The patch file that the daemon looks for, in a folder that may have spaces in its name.
+	/* Make the patch file that the daemon looks for; the folder's name may have spaces.
 	 */
 	void make_patch(const std::string &options = "") const;
 	ble_segment &segment()
@@ -89,15 +89,15 @@ class access_point
 	std::string m_build;
 	std::string m_folder;
 	pid_t m_simulator = -1;
-	pid_t m_daemon = -1; /* or what runs it */
+	pid_t m_daemon = -1; /* or the program that runs it */
 	ble_segment *m_segment = nullptr;
 };
 
-/* What a file holds, empty if there is none. */
+/* The content of a file; empty if there is none. */
 std::string content_of(const std::string &path);
 
 /*
- * In a child that stands beside the daemon: scheduled as the daemon is, with a line as the daemon
- * sets it, whose descriptor it is. Ends the child where there is no line.
+ * For a child that is compared with the daemon: gives it the daemon's scheduling, opens the line
+ * with the daemon's settings and returns its descriptor. Ends the child if there is no line.
  */
 int be_bare_process(const char *port);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the daemon's own code costs where no line and no sleep is in the way. */
+/* The cost of the daemon's own code, without the line and without sleeps. */
 #include "ble/beacon.h"
 #include "daemon/bleipc.h"
 #include "daemon/signals.h"
@@ -20,7 +20,7 @@ constexpr int32_t EMPTY_SLOT = 3; /* of the command tables: every step is skippe
 
 static ble_segment segment;
 
-/* In the library's place: what a report takes is not the daemon's. */
+/* Instead of the library's: the cost of a report is not the daemon's. */
 int init_domain_socket(void)
 {
 	return -1;
@@ -36,7 +36,7 @@ static void without_controller()
 	hci_ver_index = EMPTY_SLOT;
 }
 
-/* A descriptor that is always ready: a vendor event of `length` bytes, again and again. */
+/* A descriptor that is always ready and repeats a vendor event of `length` bytes. */
 static int events_in_memory(size_t length)
 {
 	std::vector<uint8_t> event(length, 0);
@@ -51,7 +51,7 @@ static int events_in_memory(size_t length)
 	return fd;
 }
 
-/* The waits and reads that a line needs are in it: see system_calls_of_an_event. */
+/* Includes the waits and reads for a line: see system_calls_of_an_event. */
 static void read_events(benchmark::State &state)
 {
 	const auto length = static_cast<size_t>(state.range(0));
@@ -75,7 +75,7 @@ static void read_events(benchmark::State &state)
 }
 BENCHMARK(read_events)->Arg(7)->Arg(47)->Arg(HCI_EVENT_MAX);
 
-/* The same six system calls for an event without any framing: the kernel's share of it. */
+/* The same six system calls without framing: the kernel's share of an event. */
 static void system_calls_of_an_event(benchmark::State &state)
 {
 	const auto length = static_cast<size_t>(state.range(0));
@@ -105,7 +105,7 @@ static void system_calls_of_an_event(benchmark::State &state)
 }
 BENCHMARK(system_calls_of_an_event)->Arg(7)->Arg(47)->Arg(HCI_EVENT_MAX);
 
-/* With no line open a packet is built and goes nowhere. */
+/* Without an open line a packet is built but not written. */
 static void build_packets(benchmark::State &state)
 {
 	const hci_command command = { 0xFE07, 32, 9, 7 };
@@ -135,7 +135,7 @@ static void write_packets(benchmark::State &state)
 }
 BENCHMARK(write_packets);
 
-/* A whole start of five beacons up to the end of the first dwell, which takes no time here. */
+/* A start of five beacons up to the end of the first dwell, which takes no time here. */
 static void build_five_payloads(benchmark::State &state)
 {
 	without_controller();
@@ -162,7 +162,7 @@ static void trace_with_the_mask_off(benchmark::State &state)
 	without_controller();
 	for (auto _ : state) {
 		TRACE(TRACE_FLOW, "interval=%ld\n", static_cast<long>(state.iterations()));
-		benchmark::ClobberMemory(); /* the mask is read anew each time */
+		benchmark::ClobberMemory(); /* forces a new read of the mask */
 	}
 	state.SetItemsProcessed(state.iterations());
 }

@@ -43,7 +43,7 @@ static std::string number(double value)
 	return text;
 }
 
-/* Ahead of all other processes, or one among them: it decides what a figure is worth. */
+/* Whether the bench runs with priority over all other processes. */
 static bool is_alone()
 {
 	return sched_getscheduler(0) == SCHED_FIFO;

@@ -1,27 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The measured figures: their spread, the limit beside each, the table and the JSON of them. */
+/* The measured figures with their spread and limits, as a table and as JSON. */
 #pragma once
 
 #include <string>
 #include <vector>
 
-/* When what is allowed is held against a figure; else it only stands beside it. */
+/* When a figure above its allowed value is a fault; else the value is only shown. */
 enum class judgement {
 	never,
-	alone,  /* a time: only ahead of all other processes, whose load it has in it otherwise */
-	always, /* what no load changes */
+	alone,  /* a time: only with priority over all processes; else it includes their load */
+	always, /* does not depend on load */
 };
 
 struct figure {
 	std::string name;
 	std::string unit;
-	std::vector<double> samples; /* one a run, the median is shown */
-	double limit = 0;            /* what the line and its sleeps take; 0: there is none */
-	double allowed = 0; /* the most it should be, in the same unit; 0: nothing is set */
-	judgement judged = judgement::never; /* whether more is a fault */
+	std::vector<double> samples;         /* one a run; the median is shown */
+	double limit = 0;                    /* the time of line and sleeps; 0: none */
+	double allowed = 0;                  /* the maximum, in the same unit; 0: none */
+	judgement judged = judgement::never; /* when more is a fault */
 };
 
-/* The value that so many of a hundred samples do not exceed. */
+/* The value that `percent` of the samples do not exceed. */
 double percentile(std::vector<double> samples, double percent);
 double mean(const std::vector<double> &samples);
 
@@ -29,8 +29,8 @@ void begin_table();
 void print_figure(const figure &of); /* as soon as it is measured */
 
 /*
- * Whether each figure that is judged had a run within what is allowed: a disturbance spoils some
- * runs, a slower daemon all of them. Those that had none are told on stderr.
+ * Whether each judged figure was within its allowed value in one run at least: a disturbance
+ * spoils some runs, a slower daemon all. Prints the other figures to stderr.
  */
 bool all_kept(const std::vector<figure> &figures);
 

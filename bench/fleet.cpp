@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * Many access points on one machine, each a daemon, a simulator and a client in namespaces of
- * its own: what they take, and whether any of them comes late. Started by ./run fleet.
+ * Many access points on one machine, each a daemon, a simulator and a client in its own
+ * namespaces: their use of the machine, and late steps. Started by ./run fleet.
  */
 #include "bench/access_point.h"
 #include "bench/line_record.h"
@@ -23,18 +23,18 @@ constexpr double INTERVAL_MS = 100;
 constexpr double LATE_MS = 10;
 constexpr int STARTED_AT_ONCE = 10;
 
-/* What one access point has to tell, or the sum of many. */
+/* The figures of one access point, or the sum of many. */
 struct tally {
-	double daemon_cpu, simulator_cpu; /* seconds of a processor */
-	double daemon_kib, simulator_kib; /* shared pages divided */
+	double daemon_cpu, simulator_cpu; /* seconds on a processor */
+	double daemon_kib, simulator_kib; /* with shared pages divided */
 	double private_kib;               /* of the daemon */
 	double steps, late, lost;
-	double greatest; /* milliseconds that a step came too late */
+	double greatest; /* the greatest delay of a step in milliseconds */
 };
 
 static const char tally_format[] = "%lf %lf %lf %lf %lf %lf %lf %lf %lf";
 
-/* Steps that began between the two times, against the interval: here the line takes no time. */
+/* Compare the steps between two times with the interval: here the line takes no time. */
 static void count_steps(const std::vector<line_packet> &packets, int64_t begin, int64_t end,
 			tally &result)
 {
@@ -55,7 +55,7 @@ static void count_steps(const std::vector<line_packet> &packets, int64_t begin, 
 	}
 }
 
-/* One access point: says when it is ready, and counts once it is told to. */
+/* One access point: reports when it is ready, and counts on request. */
 static int be_member(const std::string &build, double seconds)
 {
 	access_point point(build);
@@ -149,7 +149,7 @@ static tally run_fleet(int count, const std::string &program, const std::string 
 	std::vector<member> members;
 	tally sum = {};
 
-	/* A few at a time, so that each starts in its time. */
+	/* A few at a time, so that none starts late. */
 	while (static_cast<int>(members.size()) < count) {
 		const size_t first = members.size();
 		for (int i = 0; i < STARTED_AT_ONCE && static_cast<int>(members.size()) < count;
@@ -195,14 +195,14 @@ static void print_row(const fleet_point &point, const tally &sum)
 	fflush(stdout);
 }
 
-/* As bench/fleet.gnuplot reads it. */
+/* A row of data for bench/fleet.gnuplot. */
 static void write_row(const fleet_point &point, std::ostream &out)
 {
 	out << point.count << ' ' << point.daemon_cpu << ' ' << point.simulator_cpu << ' '
 	    << point.daemon_mib << ' ' << point.simulator_mib << '\n';
 }
 
-/* How well `value` follows a straight line over the number of access points: 1 is perfectly. */
+/* How well `value` follows a straight line over the number of access points: 1 is perfect. */
 static double straightness(const std::vector<fleet_point> &points, double fleet_point::*value)
 {
 	double n = 0, x = 0, y = 0, xx = 0, yy = 0, xy = 0;

@@ -10,7 +10,7 @@ constexpr int64_t BITS_PER_BYTE = 10;
 constexpr size_t FILE_HEADER = 16;
 constexpr size_t PACKET_HEADER = 24;
 
-/* Microseconds of the file's year 0 at the first second of 2000, and that second since 1970. */
+/* The first second of 2000: in microseconds of the file, and in seconds since 1970. */
 constexpr int64_t YEAR_2000_IN_FILE = 0x00E03AB44A676000;
 constexpr int64_t YEAR_2000 = 946'684'800;
 

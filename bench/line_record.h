@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The simulator's record of the line: each packet, when it was through, how long it took. */
+/* The simulator's record of the line: each packet with its time and duration. */
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include <vector>
 
 struct line_packet {
-	int64_t at; /* nanoseconds since 1970: its last byte was through */
+	int64_t at; /* end of its last byte, in nanoseconds since 1970 */
 	bool to_host;
 	std::vector<uint8_t> bytes;
 
@@ -19,15 +19,15 @@ struct line_packet {
 
 constexpr double MS = 1e6; /* nanoseconds */
 
-/* Nanoseconds that so many bytes take at 115200 baud, start and stop bit included. */
+/* Nanoseconds for this many bytes at 115200 baud, with start and stop bit. */
 int64_t wire_time(size_t bytes);
 
-/* When its first byte began. */
+/* The beginning of its first byte. */
 int64_t begin_of(const line_packet &packet);
 
 std::vector<line_packet> read_line_record(const std::string &path);
 
-/* The bytes of [first, last), both ways. */
+/* The bytes of [first, last), in both directions. */
 size_t bytes_of(const std::vector<line_packet> &packets, size_t first, size_t last);
 
 /* The index of the first such command from `from` on; there must be one. */

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Figures that have the machine as their limit: system calls, idling, very many exchanges. */
+/* Figures that the machine limits: system calls, idling, very many exchanges. */
 #include "bench/access_point.h"
 #include "bench/system_figures.h"
 #include "bench/usage.h"
@@ -12,7 +12,7 @@
 
 struct call_row {
 	const char *controller;
-	double calls; /* of one step of a rotation, without its sleep */
+	double calls; /* of a rotation's step, without its sleep */
 };
 
 // clang-format off
@@ -22,7 +22,7 @@ static const call_row call_rows[] = {
 };
 // clang-format on
 
-/* The names of the calls of each step: what stands between two sleeps. */
+/* The names of the calls between each two sleeps: a step. */
 static std::vector<words> steps_of(const std::string &trace)
 {
 	std::istringstream lines(trace);
@@ -38,7 +38,7 @@ static std::vector<words> steps_of(const std::string &trace)
 	return steps;
 }
 
-/* The step that is there most often is one of the rotation. */
+/* The most frequent step is that of the rotation. */
 static words usual_step(const std::vector<words> &steps)
 {
 	std::map<words, size_t> counts;
@@ -111,7 +111,7 @@ static void add_memory(figure_list &figures, const std::string &when, const usag
 static void measure_idle(access_point &point, double seconds, figure_list &figures)
 {
 	sleep_for(0.3);
-	/* Around both looks: whatever holds this process up between, no second is missing. */
+	/* The times are outside both reads: a delay of this process loses no second. */
 	const int64_t begin = wall_clock();
 	const usage before = usage_of(point.daemon());
 	sleep_for(seconds);
@@ -132,7 +132,7 @@ static void measure_idle(access_point &point, double seconds, figure_list &figur
 	add(figures, { "idle, mappings", "", { after.mappings } });
 }
 
-/* Beacons that change as fast as the controller answers, until so many packets were written. */
+/* Rotate beacons as fast as the controller answers, until `count` packets were written. */
 static void exchange(access_point &point, double count)
 {
 	const double begin = usage_of(point.daemon()).write_calls;
@@ -146,7 +146,7 @@ static void exchange(access_point &point, double count)
 static void measure_load(access_point &point, double count, figure_list &figures)
 {
 	point.load_beacons(2, "0");
-	exchange(point, 1000); /* what is loaded on first use is loaded then */
+	exchange(point, 1000); /* everything that is loaded on first use is loaded now */
 	const usage before = usage_of(point.daemon());
 	const usage simulator_before = usage_of(point.simulator());
 	const int64_t begin = wall_clock();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* How soon a command's first byte is out, beside what a signal alone takes. */
+/* The time until a command's first byte is sent, compared with the time of a signal alone. */
 #include "bench/access_point.h"
 #include "bench/line_record.h"
 #include "bench/system_figures.h"
@@ -20,7 +20,7 @@ static void note_signal(int)
 	is_signalled = 1;
 }
 
-/* A process that sleeps like the daemon and at a signal does nothing but write one byte. */
+/* A process that sleeps like the daemon, and only writes one byte at a signal. */
 static pid_t start_idler(const char *port)
 {
 	const pid_t pid = fork();
@@ -46,7 +46,7 @@ static void wait_for_byte(int line)
 		throw std::runtime_error("no byte from the idle process");
 }
 
-/* Somewhere in the sleep of 100 ms. */
+/* To a random moment in the sleep of 100 ms. */
 static void sleep_a_while(std::mt19937 &chance)
 {
 	sleep_for(std::uniform_real_distribution<>(0.005, 0.095)(chance));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The steps of a rotation, against the interval and the exchange; and a bare process's. */
+/* The steps of a rotation, compared with interval and exchange, and with a bare process. */
 #include "bench/access_point.h"
 #include "bench/line_record.h"
 #include "bench/system_figures.h"
@@ -14,15 +14,15 @@
 #include <unistd.h>
 
 constexpr int64_t INTERVAL = 100'000'000;
-constexpr int AS_STARTED = -100; /* scheduled as whoever starts the bench is */
+constexpr int AS_STARTED = -100; /* scheduled like the process that starts the bench */
 
-/* Who exchanges: the daemon, or a process that does nothing else. */
+/* Exchanges of the daemon, or of a bare process that does nothing else. */
 struct rotation_row {
 	const char *name;
 	int beacons; /* 0: the bare process */
 	int64_t interval;
 	uint16_t opcode;
-	bool is_bound; /* its figures have to be kept */
+	bool is_bound; /* more than the allowed value is a fault */
 	int niceness = AS_STARTED;
 };
 
@@ -44,13 +44,13 @@ static const rotation_row busy_rows[] = {
 };
 // clang-format on
 
-/* How much later than its interval and its bytes each step came; and how long that is. */
+/* How late each step was, after its interval and its bytes; and the length of these. */
 struct rotation {
 	std::vector<double> extra;
 	std::vector<double> due;
 };
 
-/* The first step also switches advertising on, the last is followed by no other. */
+/* Without the first step, which also switches advertising on, and the last. */
 static rotation steps_of(const std::vector<line_packet> &packets, const rotation_row &row)
 {
 	rotation steps;
@@ -68,12 +68,12 @@ static rotation steps_of(const std::vector<line_packet> &packets, const rotation
 	return steps;
 }
 
-/* What runs the daemon at a niceness; whoever is ahead of all processes has none. */
+/* The command that runs the daemon at a niceness, outside the bench's real-time class. */
 static words scheduled(int niceness)
 {
 	if (niceness == AS_STARTED)
 		return {};
-	/* nice adds to what it is started at: the bench is at -20 by then. */
+	/* nice adds to the current value: the bench is at -20 then. */
 	return { "/usr/bin/env", "chrt", "-o", "0", "nice", "-n", std::to_string(niceness + 20) };
 }
 
@@ -101,7 +101,7 @@ static rotation rotate(const bench_settings &settings, const rotation_row &row, 
 	return steps_of(read_line_record(point.file("line")), row);
 }
 
-/* Asks for the version, reads the answer with as few calls as can be, sleeps, again. */
+/* Repeats: ask for the version, read the answer with as few calls as possible, sleep. */
 static pid_t start_asker(const char *port, useconds_t interval, int niceness)
 {
 	constexpr size_t ANSWER = 15;
@@ -126,7 +126,7 @@ static pid_t start_asker(const char *port, useconds_t interval, int niceness)
 	}
 }
 
-/* What machine and simulator add to a sleep and an exchange, whoever makes them. */
+/* The delay that machine and simulator add to the sleep and exchange of any process. */
 static rotation ask(const bench_settings &settings, const rotation_row &row, double seconds)
 {
 	access_point point(settings.build);
@@ -168,7 +168,7 @@ static void add_rotation(figure_list &figures, const rotation_row &row,
 		add(figures, *each);
 }
 
-/* In turns: what disturbs the machine meanwhile meets each of them. */
+/* In turns: a disturbance of the machine affects each of them. */
 static std::vector<std::vector<rotation>> take_turns(const bench_settings &settings,
 						     std::span<const rotation_row> rows)
 {
@@ -197,7 +197,7 @@ double measure_rotation(const bench_settings &settings, figure_list &figures)
 	return percentile(bare, 50);
 }
 
-/* Four processes on each processor that do nothing but take it, as long as this is there. */
+/* Keeps four busy processes on each processor during its lifetime. */
 class busy_machine
 {
       public:
@@ -232,7 +232,7 @@ void measure_busy_rotation(const bench_settings &settings, figure_list &figures)
 {
 	const int before = getpriority(PRIO_PROCESS, 0);
 
-	/* The simulator is no part of the access point: it is to answer at once. */
+	/* The simulator is no part of the access point: it shall answer at once. */
 	if (setpriority(PRIO_PROCESS, 0, -20) != 0) {
 		puts("not measured: a busy machine, for who may not raise a priority");
 		return;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* How many commands a second the simulator answers, and what memory that takes. */
+/* How many commands a second the simulator answers, and its memory. */
 #include "sim/line/line.h"
 #include "sim/output/timeline.h"
 #include "sim/program/session.h"
@@ -14,7 +14,7 @@
 
 static const sim::bytes version = { 0x01, 0x01, 0x10, 0x00 };
 
-/* What a rotation sends again and again: other advertising data each time. */
+/* The command that a rotation repeats, with other advertising data each time. */
 static sim::bytes advertising_data(uint8_t minor)
 {
 	sim::bytes command = { 0x01, 0x07, 0xFE, 0x20, 0x01, 0x1E };
@@ -31,7 +31,7 @@ static sim::session_settings unpaced()
 	return settings;
 }
 
-/* KiB that the process holds in memory. */
+/* KiB of the process in memory. */
 static double resident()
 {
 	std::ifstream status("/proc/self/statm");
@@ -56,7 +56,7 @@ static void read_version(benchmark::State &state)
 }
 BENCHMARK(read_version);
 
-/* Every command changes what is on the air, and the timeline follows. */
+/* Every command changes the air, and the timeline records it. */
 static void rotate_beacons(benchmark::State &state)
 {
 	sim::timeline times;
@@ -81,7 +81,7 @@ static void rotate_beacons(benchmark::State &state)
 }
 BENCHMARK(rotate_beacons);
 
-/* A million commands, and how much more memory the process holds after them than before. */
+/* How much the process's memory grows in a million commands. */
 static void hold_memory(benchmark::State &state)
 {
 	for (auto _ : state) {
@@ -101,8 +101,8 @@ static void hold_memory(benchmark::State &state)
 BENCHMARK(hold_memory)->Iterations(1)->Repetitions(2)->Unit(benchmark::kMillisecond);
 
 /*
- * There and back through a pty, as a host program sees it: it lets so many commands be under
- * way at once. With one it mostly measures how the system wakes the two ends up.
+ * Through a pty and back, for a host that has several commands under way at once. With one it
+ * mostly measures how the system wakes up the two ends.
  */
 static void through_the_pty(benchmark::State &state)
 {

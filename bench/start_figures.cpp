@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The start and the patch, against their bytes and fixed sleeps. */
+/* The start and the patch download, compared with their bytes and fixed sleeps. */
 #include "bench/access_point.h"
 #include "bench/line_record.h"
 #include "bench/system_figures.h"
@@ -15,9 +15,9 @@ constexpr int64_t PATCH_SETTLES = 1'500'000'000;
 
 struct start_row {
 	const char *controller;
-	int64_t sleeps;      /* fixed ones of the bring-up, nanoseconds */
-	uint16_t first;      /* command of a start of the beacons */
-	uint16_t advertises; /* command that puts the first on the air: the last parameter is 1 */
+	int64_t sleeps;      /* fixed ones of the start-up, nanoseconds */
+	uint16_t first;      /* the first command of a beacon start */
+	uint16_t advertises; /* the command that puts a beacon on the air: last parameter 1 */
 };
 
 // clang-format off
@@ -29,13 +29,13 @@ static const start_row start_rows[] = {
 };
 // clang-format on
 
-/* The times of one start, in milliseconds, and the least that each could take. */
+/* The times of one start in milliseconds, and the minimum of each. */
 struct start_times {
 	double segment, identified, loop, advertising;
 	double on_the_line, patch; /* from the first byte */
 	double least_identified, least_loop, least_advertising, least_patch;
-	double segment_extra; /* of the patch, beyond its bytes */
-	double patch_rate;    /* bytes of the patch a second, without the wait behind it */
+	double segment_extra; /* of a patch segment, beyond its bytes */
+	double patch_rate;    /* bytes of the patch a second, without the wait after it */
 	double exchanges;     /* from the first byte until the loop */
 };
 
@@ -49,7 +49,7 @@ static size_t find_advertising(const std::vector<line_packet> &packets, const st
 {
 	size_t at = find_command(packets, row.advertises, from);
 
-	/* Where switching on and off is one command, the first of a start is off. */
+	/* If one command switches on and off, the first one of a start switches off. */
 	if (row.advertises == row.first)
 		at = find_command(packets, row.advertises, at + 1);
 	return at;
@@ -69,7 +69,7 @@ static void fill_patch_times(const std::vector<line_packet> &packets, start_time
 	times.patch_rate = static_cast<double>(PATCH_SIZE) / ((took - double(PATCH_SETTLES)) / 1e9);
 }
 
-/* Nothing where the daemon was through before anybody could watch it: the machine is busy. */
+/* Nothing if the daemon's start was over before it could be watched, on a busy machine. */
 static std::optional<start_times> start_once(const bench_settings &settings, const start_row &row)
 {
 	access_point point(settings.build);
@@ -139,7 +139,7 @@ static void measure_start(const bench_settings &settings, const start_row &row, 
 	figure loop = start_figure(row, "start to ready for commands", one.least_loop, 1.05);
 	figure air = start_figure(row, "start to first advertisement", one.least_advertising, 1.05);
 	figure line = start_figure(row, "first byte to ready for commands", one.least_loop, 1.05);
-	/* With what machine and simulator add to each exchange, whoever makes it. */
+	/* Includes the delay that machine and simulator add to each exchange. */
 	figure bare = start_figure(row, "the same, beside bare exchanges",
 				   one.least_loop + one.exchanges * bare_exchange, 1.05);
 	figure patch = start_figure(row, "patch of 128 KiB", one.least_patch, 1.02);
@@ -168,7 +168,7 @@ static void measure_start(const bench_settings &settings, const start_row &row, 
 			add(figures, *each);
 }
 
-/* What the check for another instance takes by itself: a shell and a look at every process. */
+/* The time of the check for another instance alone: a shell, and pidof's look at all processes. */
 static void measure_pidof(int runs, figure_list &figures)
 {
 	figure alone = { .name = "pidof through popen, alone", .unit = "ms", .samples = {} };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * How close the shipped daemon is to what the line and its fixed sleeps allow: one table, and
- * the same as JSON. Runs inside tools/sandbox; ./run bench does that.
+ * How close the shipped daemon is to the minimum that the line and its fixed sleeps allow: a
+ * table, and the same as JSON. Runs inside tools/sandbox; ./run bench does that.
  */
 #include "bench/system_figures.h"
 

@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What is measured of the shipped daemon in front of the simulated controller. */
+/* The measurements of the shipped daemon with the simulated controller. */
 #pragma once
 
 #include "bench/figures.h"
 
 struct bench_settings {
 	std::string build;     /* folder of the programs */
-	bool is_short = false; /* fewer runs, less time: to see that it works */
+	bool is_short = false; /* fewer and shorter runs: a check that it works */
 };
 
 using figure_list = std::vector<figure>;
 
-/* Each prints its figures as it has them, and adds them to the list. */
+/* Each prints its figures at once, and adds them to the list. */
 void measure_system_calls(const bench_settings &settings, figure_list &figures);
 void measure_response(const bench_settings &settings, figure_list &figures);
 void measure_idle_and_load(const bench_settings &settings, figure_list &figures);
 
-/* Also: milliseconds that a bare process's exchange takes beyond its bytes, the median. */
+/* Returns the median of the milliseconds that a bare process's exchange takes beyond its bytes. */
 double measure_rotation(const bench_settings &settings, figure_list &figures);
 
 /* The same with four busy processes on each processor, at nice 0 and at nice -10. */

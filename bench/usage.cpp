@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-/* The number behind a word at the start of a line. */
+/* The number after a word at the start of a line. */
 static double field(const std::string &text, const std::string &word)
 {
 	const size_t at = ("\n" + text).find("\n" + word);

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What a running process has used of the machine, as the kernel counts it. */
+/* A process's use of the machine, counted by the kernel. */
 #pragma once
 
 #include <cstdint>
 #include <sys/types.h>
 
 struct usage {
-	double cpu_seconds;  /* on a processor, to the nanosecond */
+	double cpu_seconds;  /* on a processor, in steps of a nanosecond */
 	double wakeups;      /* it slept, and was run again */
-	double resident_kib; /* in memory, shared pages counted whole */
-	double share_kib;    /* shared pages divided among those who have them */
-	double private_kib;  /* written to, and nobody else's */
+	double resident_kib; /* in memory, with shared pages in full */
+	double share_kib;    /* with shared pages divided by their users */
+	double private_kib;  /* written to, and not shared */
 	double mappings;     /* ranges of its address space */
 	double write_calls;  /* write() and the like */
 };

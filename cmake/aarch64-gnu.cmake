@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# AArch64: the unit tests of the device.
+# AArch64 with the GNU C library, for the unit tests.
 
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(triplet aarch64-linux-gnu)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# The device: AArch64, Linux, musl. clang compiles for it as it stands; what it needs of the
-# target comes from Debian's packages, which ./run cross has unpacked into build-cross/sysroot.
+# The device: AArch64, Linux, musl. Any clang compiles for it; headers and libraries of the target
+# are from Debian's packages, which ./run cross has unpacked into build-cross/sysroot.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
@@ -15,9 +15,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 
-# musl's own folders, which Debian keeps apart from the GNU C library's. Of the C++ library only
-# headers: its configuration has to be told that the C library is musl. libgcc's helpers for
-# atomic operations ask the GNU C library for the processor's features, so do without them.
+# musl's folders in Debian, apart from the GNU C library's. Of the C++ library only headers, with
+# the configuration for musl. libgcc's helpers for atomic operations need the GNU C library, so
+# avoid them.
 set(CMAKE_C_FLAGS_INIT
   "-idirafter \"${sysroot}/usr/include/aarch64-linux-musl\" -mno-outline-atomics")
 set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} -nostdinc++ \

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# ARM with 32 bits, low byte first.
+# 32-bit little-endian ARM.
 
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(triplet arm-linux-gnueabihf)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Another processor with the GNU C library and a C++ runtime, which GoogleTest needs, as Debian's
-# cross compilers have it. A toolchain file names the processor and its emulator, and includes this.
+# Another processor with Debian's cross compiler, the GNU C library, and a C++ runtime for GoogleTest.
+# A toolchain file sets the processor and its emulator, and includes this.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triplet}-gcc)

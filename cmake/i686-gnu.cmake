@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# A PC of 32 bits.
+# A 32-bit PC.
 
 set(CMAKE_SYSTEM_PROCESSOR i686)
 set(triplet i686-linux-gnu)

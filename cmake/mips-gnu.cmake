@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# MIPS with 32 bits, high byte first.
+# 32-bit big-endian MIPS.
 
 set(CMAKE_SYSTEM_PROCESSOR mips)
 set(triplet mips-linux-gnu)

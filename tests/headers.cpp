@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the precompiled headers belong to: a program as the tests are, compiled alike. */
+/* The owner of the precompiled headers: a program with the compiler flags of the tests. */
 int main()
 {
 	return 0;

@@ -1,13 +1,13 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Runs a test with a folder of its own for temporary files, and fails it if any is left there.
+# Runs a test with its own folder for temporary files, and fails it if any is left there.
 # usage: tidily.sh COMMAND [ARGUMENT...]
 
 TMPDIR=$(mktemp -d) || exit 1
-TEST_TMPDIR=$TMPDIR # GoogleTest's name for it
+TEST_TMPDIR=$TMPDIR # for GoogleTest
 export TMPDIR TEST_TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
-trap : INT TERM HUP # the test gets them too, and may tidy up
+trap : INT TERM HUP # the test gets them too, and may clean up
 
 "$@"
 status=$?
