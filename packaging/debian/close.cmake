@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# CPack dates a package itself by the hour it is made; dpkg-deb closes it again with the commit's.
+# CPack gives a package the date of its build; dpkg-deb packs it again with the commit's date.
 
 set(ENV{SOURCE_DATE_EPOCH} ${CPACK_VORLIND_DATE})
 foreach(package IN LISTS CPACK_PACKAGE_FILES)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# What is done to the files of each Debian package before it is closed: Debian's own list of changes,
-# pages and lists compressed, folders for everybody, and the date of the commit on everything.
+# Prepares the files of each Debian package: adds Debian's changelog, compresses pages and changelogs,
+# sets the modes of folders, and gives all files the date of the commit.
 
 set(ENV{SOURCE_DATE_EPOCH} ${CPACK_VORLIND_DATE})
 set(ENV{LC_ALL} C)

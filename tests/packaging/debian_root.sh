@@ -1,19 +1,19 @@
 # shellcheck shell=dash
 # SPDX-License-Identifier: Apache-2.0
 # The Debian packages of a build, and a copy of this machine's root to install them in. Sourced
-# behind stage.sh.
+# after stage.sh.
 
 : "${build:?}" "${scratch:?}"
 root=$scratch/root
 
-# Releases 1 and 2, to upgrade from and to.
+# Releases 1 and 2, for an upgrade.
 make_packages()
 {
 	for program in cpack dpkg dpkg-shlibdeps dpkg-deb; do
 		command -v $program >/dev/null || skip "there is no $program"
 	done
 	mkdir -p "$scratch"
-	umask 022 # folders in the packages get their mode by it
+	umask 022 # for the modes of folders in the packages
 	for release in 1 2; do
 		cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" \
 			-D CPACK_DEBIAN_PACKAGE_RELEASE=$release >"$scratch/cpack.log" 2>&1 || {
@@ -27,7 +27,7 @@ make_packages()
 	export version arch
 }
 
-# The machine's own files below, a file system in memory above: what is done there is gone with it.
+# An overlay in memory on the machine's files: changes go to the memory only.
 make_root()
 {
 	mkdir -p "$root" "$scratch/over" "$scratch/work"
@@ -36,8 +36,8 @@ make_root()
 	mount -t proc proc "$root/proc"
 	mount --rbind /dev "$root/dev"
 	mount -t tmpfs -o mode=755 tmpfs "$root/run"
-	rm -f "$root"/etc/dpkg/dpkg.cfg.d/* # some machines leave manual pages out
-	rm -f "$root/usr/sbin/policy-rc.d"   # or keep services from being restarted
+	rm -f "$root"/etc/dpkg/dpkg.cfg.d/* # some machines exclude manual pages
+	rm -f "$root/usr/sbin/policy-rc.d"   # some machines forbid restarts of services
 	mkdir "$root/packages"
 	cp "$scratch"/packages/*.deb "$root/packages/"
 }

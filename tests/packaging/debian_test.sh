@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The Debian packages install, upgrade, remove and purge, on a copy of this machine's root; run in
-# tools/sandbox. usage: debian_test.sh BUILD
+# Installs, upgrades, removes and purges the Debian packages on a copy of this machine's root. Run
+# in tools/sandbox. usage: debian_test.sh BUILD
 
 set -u
 build=$1
@@ -13,10 +13,10 @@ build=$1
 [ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
 make_packages
 make_root
-link=/etc/systemd/system/multi-user.target.wants/vorlind.service # what systemctl enable makes
+link=/etc/systemd/system/multi-user.target.wants/vorlind.service # made by systemctl enable
 mask=/etc/systemd/system/vorlind.service
 
-### Debian's own check; what it says of a first upload is for Debian's archive
+### Debian's own check, without what only concerns a first upload to Debian's archive
 if command -v lintian >/dev/null; then
 	TMPDIR=$scratch lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
 		"$scratch"/packages/*-1_*.deb || fail 'lintian finds fault with the packages'
@@ -85,7 +85,7 @@ if command -v systemd-analyze >/dev/null; then
 		fail 'systemd finds fault with the unit'
 fi
 
-### The rule, with a line that every machine has in the place of one that it may have
+### The udev rule, with a serial line that every machine has
 told_by_udev()
 {
 	unshare --mount sh -c "mount -t tmpfs tmpfs $root/dev && mount --rbind /sys $root/sys &&
@@ -118,7 +118,7 @@ inside dpkg --no-triggers -r vorlind vorlin-sim || fail 'it cannot be removed'
 [ "$(cat "$root/etc/vorlind/beacons")" = stop ] || fail 'removing loses the settings'
 [ "$(readlink "$root$mask")" = /dev/null ] || fail 'a removed service can be started'
 
-### Installed again, it is enabled as it was
+### Installed again, it is still enabled
 inside dpkg --no-triggers -i "/packages/vorlind_$version-2_$arch.deb" || fail 'it does not come back'
 [ -L "$root$link" ] || fail 'removed and installed again, an enabled service is not'
 [ ! -L "$root$mask" ] || fail 'installed again, the service cannot be started'

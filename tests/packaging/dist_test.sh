@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# make dist packs what git knows; where there is no git it says so, and leaves no archive.
+# make dist packs the tracked files; without git it says so, and leaves no archive.
 # usage: dist_test.sh SOURCES
 
 set -u

@@ -1,8 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The OpenWrt packages are built and get their files where the build system stands in for OpenWrt's,
-# as strict as that is about names, flags, run paths and libraries. usage: feed_test.sh SOURCES
-# [SYSROOT], which has the device's C library: then they are built for it, and no bigger than allowed
+# Builds the OpenWrt packages with a stand-in for OpenWrt's build system, which is as strict about
+# names, flags, run paths and libraries. usage: feed_test.sh SOURCES [SYSROOT]: with the device's C
+# library in SYSROOT it builds for the device, and checks the sizes
 
 set -u
 sysroot=${2-}
@@ -11,7 +11,7 @@ for program in make cmake ninja readelf pkg-config "${sysroot:+aarch64-linux-gnu
 done
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-# make, and OpenWrt's build system with it, takes a space for the end of a name.
+# make, and so OpenWrt's build system, splits names at spaces.
 sources=$scratch/sources
 ln -s "$(readlink -f "$1")" "$sources"
 top=$scratch/top
@@ -53,7 +53,7 @@ expect_files()
 		sort | uniq -d | grep . && fail "the package $1 has a file twice"
 }
 
-### From a tree, with the stand-ins for the device's libraries
+### From a source tree, with the stand-ins for the device's libraries
 mkdir -p "$top"
 configured "$sources" ''
 build_packages 'with stand-ins'
@@ -78,7 +78,7 @@ END
 	fail "the daemon looks for its libraries in: $(run_path "$top/ipkg/vorlind/usr/sbin/vorlind")"
 grep -qxE 'net\|Network\|[A-Za-z]+\|[^|]{10,}\|https://[^|]+\|\+vorlinctl' "$top/ipkg/vorlind.facts" ||
 	fail "what is told of the package: $(cat "$top/ipkg/vorlind.facts")"
-### For other packages that talk to the daemon: the header, by pkg-config, and nothing else
+### For other packages that talk to the daemon: only the header, found by pkg-config
 staging=$top/staging_dir
 (cd "$staging" && find . -type f -printf '%m %p\n' | sort) >"$scratch/files"
 diff - "$scratch/files" <<'END' || fail 'the build system gets other files for other packages'
@@ -93,16 +93,16 @@ flags=$(PKG_CONFIG_LIBDIR=$staging/usr/lib/pkgconfig:$staging/usr/share/pkgconfi
 eval ${cross}gcc $machine_flags "$flags" -c -o "$scratch/client.o" '"$scratch/client.c"' ||
 	fail 'another package does not compile with the header'
 
-### What is built anew
+### What is rebuilt
 # shellcheck disable=SC2013 # a folder is a word
 for folder in $(sed -n 's/^ *add_subdirectory(\([a-z]*\))$/\1/p' "$sources/CMakeLists.txt"); do
 	case $folder in
-	sim | bench | tests) continue ;; # nothing of them is in a package
+	sim | bench | tests) continue ;; # no part of a package
 	esac
 	grep -qwF "$sources/$folder" "$top/depends" || fail "a change in $folder/ builds nothing anew"
 done
 
-### The sizes, as OpenWrt's flags give them
+### The sizes with OpenWrt's flags
 if [ -n "$sysroot" ]; then
 	while read -r program limit; do
 		size=$(stat -c %s "$top/ipkg/$program")
@@ -114,7 +114,7 @@ if [ -n "$sysroot" ]; then
 	END
 fi
 
-### With the device's own libraries, of which the build system knows nothing
+### With the device's own libraries, which the build system does not know
 mkdir "$scratch/device"
 cp "$top"/ipkg/vorlind/usr/lib/vorlind/*.so "$scratch/device/"
 configured "$sources" "$scratch/device"
@@ -123,7 +123,7 @@ build_packages "with the device's libraries"
 [ -z "$(run_path "$top/ipkg/vorlind/usr/sbin/vorlind")" ] ||
 	fail 'the daemon has a run path on a device that has its libraries'
 
-### From the release archive: what it is packed with is what it is known by
+### From the release archive, with the hash of the feed beside it
 if [ -e "$sources/.git" ]; then
 	(cd "$sources" && tools/dist "$scratch/dist" "$version") >/dev/null || fail 'no release'
 	cp "$scratch/dist/vorlind-$version.tar.gz" "$top/dl/"
@@ -137,7 +137,7 @@ else
 	echo 'not looked at: the release archive, for there is no git checkout to pack'
 fi
 
-### Who may do what from a web page
+### What a web page may do
 python3 - "$sources/packaging/openwrt/vorlind/files/vorlind.json" <<'END' || failures=$((failures + 1))
 import json
 import sys

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The serial lines of the packages are those that the daemon opens. usage: names_test.sh SOURCES
+# The packages name the serial lines that the daemon opens. usage: names_test.sh SOURCES
 
 set -u
 cd "$1" || exit 1

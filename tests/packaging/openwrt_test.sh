@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# What the real procd, rc.common, uci and hot-plug do, and the package has to get right there; the
-# stand-ins in openwrt/ are as strict. Run in tools/sandbox. usage: openwrt_test.sh BUILD
+# The package with procd, rc.common, uci and hot-plug: the stand-ins in openwrt/ are as strict as
+# the real ones. Run in tools/sandbox. usage: openwrt_test.sh BUILD
 # shellcheck disable=SC2086,SC2317 # words without spaces; within calls functions
 
 set -u
@@ -20,7 +20,7 @@ logged()
 	grep -qE "$1" /run/syslog
 }
 
-# One process: its id is told, too.
+# True for exactly one process; sets `guard` to its id.
 guard_runs()
 {
 	guard=$(pgrep -fx '/usr/bin/vorlinctl guard --restarts') && [ "$(echo "$guard" | wc -w)" = 1 ]
@@ -42,8 +42,8 @@ restores()
 	pgrep -fc '^/bin/sh /usr/libexec/vorlind/restore'
 }
 
-# Each look for the controller, of which a restore has eight, waits for a ticket until all may go.
-# /usr/sbin comes first where a restore looks for its client.
+# Holds each restore: its eight checks for the controller each wait for a ticket. The fake client is
+# in /usr/sbin, where a restore looks first.
 hold_restores()
 {
 	mkfifo $scratch/tickets
@@ -62,14 +62,14 @@ release_restores()
 	printf '\n\n\n\n\n\n\n\n\n\n' >&9
 }
 
-are_held() # COUNT, and there are no others
+are_held() # COUNT: exactly so many restores wait
 {
 	[ "$(pgrep -fc '^/bin/sh /usr/sbin/vorlinctl --timeout 1 wait')" = "$1" ] &&
 		[ "$(restores)" = "$1" ]
 }
 
-# However fast they are: while there are more, and all are held, one of them may look. There are not
-# enough tickets for two that look as often as they may.
+# One restore is left, however fast they are: while there are more and all are held, one gets a
+# ticket. The tickets are not enough for all checks of two.
 one_is_left()
 {
 	are_held 1 && return
@@ -91,7 +91,7 @@ lock_is_free()
 	flock -n /var/lock/procd_vorlin.lock true
 }
 
-another_daemon() # than $daemon
+another_daemon() # not $daemon
 {
 	now=$(pidof vorlind) && [ "$(echo "$now" | wc -w)" = 1 ] && [ "$now" != "$daemon" ]
 }
@@ -106,9 +106,9 @@ air_is_off()
 	! "$build/vorlin-sim" control $scratch/control air 2>/dev/null | grep -q minor
 }
 
-### Off until asked for, and on as soon as it is
+### Off until it is enabled, then on at once
 plug_in
-reload_config # the boot script remembers what there is
+reload_config # the boot script remembers the current files
 $script enable
 [ "$(ls /etc/rc.d)" = "$(printf 'K10vorlin\nS95vorlin')" ] || fail "enabled as: $(ls /etc/rc.d)"
 $script boot || fail 'a service that is off does not start quietly'
@@ -120,7 +120,7 @@ within 20 on_air 31 || fail 'a service that is enabled does not start by itself'
 [ "$($script status)" = running ] || fail "a running service is $($script status)"
 daemon=$(pidof vorlind)
 
-### Start: nothing new for the same settings, all that is new for others
+### Start: no change for the same settings, a restart for other files or settings
 $script start
 sleep 1
 same_daemon || fail 'a start without a change restarts the daemon'
@@ -129,7 +129,7 @@ $script start
 within 20 another_daemon || fail 'a start with other settings leaves the old daemon'
 within 20 on_air 32 || fail 'a start with other settings does not bring them on the air'
 daemon=$(pidof vorlind)
-cp /usr/sbin/vorlind /usr/sbin/vorlind.new # an upgrade: all that is run then is start
+cp /usr/sbin/vorlind /usr/sbin/vorlind.new # an upgrade: it only runs start
 printf '\0' >>/usr/sbin/vorlind.new
 mv /usr/sbin/vorlind.new /usr/sbin/vorlind
 $script start
@@ -137,7 +137,7 @@ within 20 another_daemon || fail 'after an upgrade the old program runs on'
 within 20 on_air 32 || fail 'after an upgrade the beacon is not on the air'
 daemon=$(pidof vorlind)
 
-### The guard: beside the daemon, unless it is switched off
+### The guard: runs with the daemon, unless it is switched off
 within 5 guard_runs || fail 'the guard does not run'
 kill -KILL "$guard"
 within 20 another_guard || fail 'a guard that has ended does not come back'
@@ -165,7 +165,7 @@ within 20 another_daemon || fail 'it does not restart'
 within 20 on_air 32 || fail 'the beacon does not come back'
 daemon=$(pidof vorlind)
 
-### Reload: at once, by an event, without anybody who waits
+### Reload: at once, by an event, without a caller that waits
 within 20 no_restore
 settings 33
 reload_config
@@ -201,9 +201,9 @@ hotplug-call add ttyMSM1
 within 40 on_air 33 || fail 'the settings have not waited for the controller'
 daemon=$(pidof vorlind)
 
-### A file that cannot be read, or has one value that is wrong, changes nothing and says why
+### A file that cannot be read, or with one wrong value, changes nothing and says why
 actions='reload start restart'
-refused() # WHY, with the file on standard input, by each of $actions
+refused() # WHY: each of $actions refuses the file on standard input
 {
 	cp $generated $scratch/before
 	: >/run/syslog
@@ -235,7 +235,7 @@ config vorlind 'main'
 config beacon 'lobby-1'
 	option number '1'
 END
-actions=reload # for the rest is the same
+actions=reload # the other actions behave the same
 has_beacon "option number '6'" | refused 'one.number must be 1 to 5, not "6"'
 has_beacon "option uuid 'random'" | refused 'one.number is missing'
 has_beacon "option number '1'" "option major '65536'" | refused 'one.major must be 0 to 65535'
@@ -267,8 +267,8 @@ reload_config
 within 10 logged 'vorlin reload ended with 1' || fail 'procd does not run the reload'
 logged 'vorlind: .*Parse error' || fail 'what a reload by itself finds wrong is nowhere'
 
-### What is right, the client takes as well; what is wrong, neither
-agree() # OPTION VALUE..., each as the only one
+### The script and the client accept and refuse the same values
+agree() # OPTION VALUE..., each as the only setting
 {
 	option=$1
 	shift
@@ -302,7 +302,7 @@ agree prefix default 0201061AFF4C000215 0201061AFF4C00021
 agree uuid random NONE 0123456789abcdef0123456789ABCDEF 01234567-89ab-cdef-0123-456789abcdef \
 	0123456-789ab-cdef-0123-456789abcdef 0123456789abcdef0123456789abcdeg
 
-### A radio without a name counts; booleans are config_get_bool's, and what is none of them is told
+### A radio without a name works; booleans are those of config_get_bool, others get a message
 within 20 no_restore
 : >/run/syslog
 {
@@ -330,7 +330,7 @@ $script reload || fail 'a word that is neither on nor off is refused'
 logged 'enabled is neither 1 nor 0 but "perhaps": off' || fail 'nothing tells of a word for nothing'
 within 20 no_restore
 
-### Hot-plug: two calls for an adapter on USB, the first without DEVNAME
+### Hot-plug: two calls for a USB adapter, the first without DEVNAME
 pull_out
 link=/dev/ttyUSB0
 "$build/vorlin-sim" --controller ti-08 --link $link --control $scratch/control \
@@ -342,7 +342,7 @@ $script reload
 hotplug-call add ttyUSB0
 within 40 on_air 35 || fail 'an adapter on USB is not told of'
 
-### Stop: no beacon stays on the air, nothing is reloaded after it, and the log knows no script
+### Stop: no beacon stays on the air, no reload follows, and the log names no script
 daemon=$(pidof vorlind)
 within 20 guard_runs || fail 'the guard is gone'
 $script stop || fail 'stop fails'
@@ -364,7 +364,7 @@ within 20 no_guard || fail 'the guard of a service that is switched off runs on'
 air_is_off || fail 'a service that is switched off leaves its beacon on the air'
 grep -qE ' (run|restore)(\[[0-9]*\])?:' /run/syslog && fail 'the log has the name of a script'
 
-### What a web page may run is what the client takes
+### The client accepts all commands that a web page may run
 sed -n 's/^.*"\(\/usr\/bin\/[^"]*\)": .*$/\1/p' /usr/share/rpcd/acl.d/vorlind.json >$scratch/granted
 [ "$(wc -l <$scratch/granted)" = 2 ] || fail "a web page may run: $(cat $scratch/granted)"
 while read -r line; do
@@ -374,7 +374,7 @@ while read -r line; do
 		fail "$line answers: $(cat $scratch/answer)"
 done <$scratch/granted
 
-### What the feed's CI runs with each package
+### The feed's CI tests of each package
 version=$(sed -n 's/^PKG_VERSION:=//p' "$sources/packaging/openwrt/vorlind/Makefile")
 pull_out
 for package in vorlind vorlinctl; do

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The same commit gives the same bytes, whoever builds it, where and when: release archive, programs
-# and Debian packages. usage: reproducible_test.sh SOURCES
+# The same commit gives the same bytes for each user, place and time: release archive, programs and
+# Debian packages. usage: reproducible_test.sh SOURCES
 
 set -u
 sources=$1
@@ -22,8 +22,8 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 chmod 755 "$scratch"
 unset SOURCE_DATE_EPOCH MAKEFLAGS
-export CCACHE_DISABLE=1           # what it has kept was made elsewhere
-export CFLAGS=-g CXXFLAGS=-g # with what names files and folders, if anything does
+export CCACHE_DISABLE=1           # its files were made in other folders
+export CFLAGS=-g CXXFLAGS=-g # debug information may have the names of folders
 
 ### The release archive
 printf '[tar]\n\tumask = user\n[core]\n\tautocrlf = true\n' >"$scratch/.gitconfig"
@@ -34,7 +34,7 @@ tools/dist "$scratch/first" 1 >/dev/null || fail 'no archive can be packed'
 ) || fail 'no second archive can be packed'
 cmp "$scratch"/*/vorlind-1.tar.gz || fail 'the archives differ'
 
-### Programs and packages, of the archive as it is unpacked in two places
+### Programs and packages, from the archive unpacked in two places
 first=$scratch/here
 second="$scratch/quite another place"
 mkdir "$first" "$second"
@@ -49,7 +49,7 @@ if [ "$(id -u)" = 0 ]; then
 	chown -R 65534:65534 "$second"
 fi
 
-build() # FOLDER, in the surroundings of the caller
+build() # FOLDER, in the caller's environment
 {
 	cd "$1" && cmake --preset release -DCMAKE_INSTALL_PREFIX=/usr && cmake --build --preset release &&
 		cpack --config build-release/CPackConfig.cmake -B build-release

@@ -15,7 +15,7 @@ if [ "$manager" = busybox ]; then
 	[ $# -lt 2 ] || applet=$2
 	command -v "$shell" >/dev/null || skip "there is no $shell"
 	if [ "$shell" = busybox ]; then
-		# Its pidof takes a script for a daemon of the same name.
+		# Its pidof also finds a script of the daemon's name.
 		mkdir -p $scratch/image/usr/sbin
 		ln -s "$(command -v busybox)" $scratch/image/usr/sbin/pidof
 	fi
@@ -26,7 +26,7 @@ else
 	install_packages
 fi
 
-# settings MINOR...: these beacons and no others, as this manager keeps them.
+# settings MINOR...: writes this manager's settings with exactly these beacons.
 case $manager in
 busybox)
 	script=/etc/init.d/S60vorlind
@@ -67,7 +67,7 @@ event()
 	fi
 }
 
-### A process of the name that is not ready for the signal: it would die of it.
+### A process of that name without signal handlers: the signal would kill it.
 mkdir -p $scratch/early
 cp "$(command -v sleep)" $scratch/early/vorlind
 $scratch/early/vorlind 60 &
@@ -114,7 +114,7 @@ fi
 ### The messages stay short
 vorlinctl raw nonsense >/dev/null 2>&1
 head -c 70000 /dev/zero >>"$messages"
-kill -USR1 "$daemon" # the same once more
+kill -USR1 "$daemon" # repeats the command
 sleep 0.5
 kill -0 "$daemon" || fail 'a full file of messages ends the daemon'
 [ "$(stat -c %s "$messages")" = $((70000 + $(tr -d '\0' <"$messages" | wc -c))) ] ||
@@ -135,7 +135,7 @@ on_air 11 && fail 'the old beacon is on the air still'
 vorlinctl raw nonsense >/dev/null 2>&1
 grep -qa 'user_cmd_change' "$messages" || fail 'nothing is written into the emptied file'
 
-### A controller that goes and comes
+### A controller that is removed and attached again
 vorlinctl stop
 pull_out
 event change /dev/ttyMSM1
@@ -155,14 +155,14 @@ guard=$(guard_id) || fail 'the guard does not run'
 vorlinctl show mac >/dev/null 2>&1
 within 30 on_air 13 || fail 'the guard does not bring the beacon back'
 
-### A daemon that is killed, and one that does not hear
+### A daemon that is killed, and one that hangs
 kill -KILL "$daemon"
 within 5 test ! -d "/proc/$daemon" || fail 'the daemon survives SIGKILL'
 [ "$manager" = openwrt ] || service start || fail 'it does not start after a crash'
 within 20 on_air 13 || fail 'after a crash the beacon does not come back'
 daemon=$(pidof vorlind)
 kill -STOP "$daemon"
-# By its own name, as somebody at the device types it.
+# By its path, as an operator types it.
 $script restart || fail 'a daemon that does not hear keeps a new one from starting'
 within 20 test ! -d "/proc/$daemon" || fail 'a daemon that does not hear is not killed'
 within 20 on_air 13 || fail 'after a restart the beacon is not on the air'

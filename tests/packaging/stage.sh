@@ -1,7 +1,7 @@
 # shellcheck shell=dash
 # SPDX-License-Identifier: Apache-2.0
-# For the tests of the packages: a machine with their files laid over this one, and what they look
-# for. Sourced inside tools/sandbox, with $build set.
+# For the tests of the packages: installs their files over this machine's, and has their common
+# checks. Sourced inside tools/sandbox, with $build set.
 
 : "${build:?}"
 failures=0
@@ -20,8 +20,8 @@ skip()
 	exit 77
 }
 
-# True as soon as the command is, false when that takes much longer than so many seconds: a machine
-# with much else to do may take its time, and whoever hangs takes more.
+# True as soon as the command is; false after much more than this many seconds, which only a hang
+# takes, even on a busy machine.
 within()
 {
 	tries=$(($1 * 200))
@@ -33,7 +33,7 @@ within()
 	done
 }
 
-# The files of components, as they are installed, over /usr and /etc.
+# Installs components, and overlays /usr and /etc with their files.
 lay_over()
 {
 	[ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
@@ -68,7 +68,7 @@ pull_out()
 	simulator=''
 }
 
-# The daemon has the beacon with this minor number on the air; a killed one leaves it there.
+# The beacon with this minor number is on the air; a killed daemon leaves it there.
 on_air()
 {
 	has_status advertising || return
@@ -80,7 +80,7 @@ has_status()
 	"$build/vorlinctl" status 2>/dev/null | grep -qE "^status +[0-9] $1"
 }
 
-# The daemon has this line in /proc/PID/stat: is it ahead of others, where that is allowed?
+# Given the daemon's /proc/PID/stat: it has a higher priority, if the machine allows that.
 expect_ahead()
 {
 	if [ "$(nice -n -10 nice 2>/dev/null)" = -10 ]; then

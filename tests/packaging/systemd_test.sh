@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The Debian package as systemd runs it: a systemd of its own in namespaces starts, confines, stops,
+# The Debian package under systemd: a private systemd in namespaces starts, confines, stops,
 # upgrades and removes the service. Run in tools/sandbox. usage: systemd_test.sh BUILD
 # shellcheck disable=SC2317 # trap and within call functions
 
@@ -11,8 +11,7 @@ build=$1
 # shellcheck source=tests/packaging/debian_root.sh
 . "$(dirname "$(readlink -f "$0")")/debian_root.sh"
 
-# In its namespaces: the file systems that systemd expects, nothing of them to be written that is
-# the whole machine's.
+# In the namespaces: the file systems that systemd expects; those of the machine are read-only.
 if [ "${2-}" = --become-systemd ]; then
 	set -e
 	mount -t sysfs -o ro sysfs "$root/sys"
@@ -36,7 +35,7 @@ clean_up()
 {
 	[ -z "${systemd-}" ] || kill -KILL "$systemd"
 	[ -z "${namespaces-}" ] || wait "$namespaces"
-	tries=1800 # the kernel takes a moment for the last of them
+	tries=1800 # the kernel needs a moment to remove the last ones
 	until find "$group" -depth -type d -exec rmdir '{}' + 2>/dev/null || [ "$tries" = 0 ]; do
 		tries=$((tries - 1))
 		sleep 0.1
@@ -58,7 +57,7 @@ find_systemd()
 }
 within 10 find_systemd || skip 'systemd does not start in namespaces'
 
-# Inside it as root, outside every unit.
+# In its namespaces as root, outside all units.
 in_system()
 {
 	nsenter -t "$systemd" -a -r -w env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin \
@@ -86,7 +85,7 @@ beacon 1 --uuid random --minor $1 on
 start" >"$root/etc/vorlind/beacons"
 }
 
-### Install: nothing starts unasked
+### Install: nothing starts by itself
 in_system dpkg --no-triggers -i "/packages/vorlind_$version-1_$arch.deb" \
 	"/packages/vorlin-sim_$version-1_$arch.deb" || fail 'the packages do not install'
 in_system systemctl is-active vorlind | grep -qx inactive || fail 'installing starts the service'
@@ -114,13 +113,13 @@ expect_status CapEff 0000000000000000
 expect_status NoNewPrivs 1
 expect_status Seccomp 2
 in_system systemd-analyze --no-pager security vorlind | tail -n 1
-# Its mounts are seen through its own root.
+# Looks at its mounts in its own namespace.
 in_system nsenter -t "$daemon" -m touch /etc/vorlind/written 2>/dev/null &&
 	fail 'the service can write to /etc'
 in_system nsenter -t "$daemon" -m touch /run/vorlind/written ||
 	fail 'the service cannot write to its own folder'
 
-# A node without a driver behind it tells apart what is not allowed and what is not there.
+# A device node without a driver: the error differs between forbidden and missing.
 open_as_service()
 {
 	in_system mknod "$1" c "$2" "$3"
@@ -136,7 +135,7 @@ else
 	echo 'not looked at: the devices of the service, which are not confined on this kernel'
 fi
 
-### The guard comes with it, and brings back what a fault has taken
+### The guard starts with it, and brings the beacons back after a fault
 in_system systemctl is-active --quiet vorlind-guard || fail 'the guard does not run'
 in_system vorlin-sim control /tmp/control fault silent:times=2 >/dev/null
 in_system vorlinctl show mac >/dev/null 2>&1
@@ -153,7 +152,7 @@ in_system systemctl reload vorlind || fail 'the service does not reload'
 on_air 22 || fail 'the reloaded beacon is not on the air'
 [ "$(main_pid)" = "$daemon" ] || fail 'a reload changes the daemon'
 in_system kill -KILL "$daemon"
-# Not before: the killed one may be seen for a while, and then none.
+# For a while the killed one is still seen, and then none.
 has_new_daemon()
 {
 	pid=$(main_pid)

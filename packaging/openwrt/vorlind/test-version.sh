@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The version of an installed package, for the feed's CI. usage: test-version.sh PACKAGE VERSION
+# Checks the version of an installed package in the feed's CI. usage: test-version.sh PACKAGE VERSION
 
 case $1 in
 vorlind | vorlinctl) "$1" --version | grep -qwF "$2" ;;

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# An installed package runs, for the feed's CI, where there is no controller. usage: test.sh PACKAGE
-# VERSION
+# Checks in the feed's CI, without a controller, that an installed package runs.
+# usage: test.sh PACKAGE VERSION
 
 set -e
 case $1 in

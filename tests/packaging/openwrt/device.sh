@@ -1,10 +1,10 @@
 # shellcheck shell=dash
 # SPDX-License-Identifier: Apache-2.0
-# The packages that the feed makes, installed where procd, uci and the shell are OpenWrt's, or stand
-# in for them. Sourced behind stage.sh, with $here set.
+# Installs the feed's packages on a machine with OpenWrt's shell, and stand-ins for procd and uci.
+# Sourced after stage.sh, with $here set.
 
 : "${here:?}" "${build:?}" "${scratch:?}"
-# make, and OpenWrt's build system with it, takes a space for the end of a name.
+# make, and so OpenWrt's build system, splits names at spaces.
 sources=$scratch/sources
 mkdir -p "$scratch"
 ln -s "$(readlink -f "$here/../..")" "$sources"
@@ -17,7 +17,7 @@ for program in make busybox python3; do
 	command -v $program >/dev/null || skip "there is no $program"
 done
 
-# The build's own programs: the stand-in of the build system takes them as if it had made them.
+# Installs this build's programs: the stand-in for the build system uses them as its own.
 install_packages()
 {
 	image=$scratch/image
@@ -31,7 +31,7 @@ install_packages()
 	[ "$libs" = usr/lib/vorlind ] || {
 		cp -R "$staging/$libs" "$staging/usr/lib/vorlind"
 		mkdir -p "$image/${libs%/*}"
-		cp -R "$staging/$libs" "$image/$libs" # where this build looks for them
+		cp -R "$staging/$libs" "$image/$libs" # this build looks for them there
 	}
 	feed -o install package PKG_INSTALL_DIR="$staging" PKG_BUILD_DIR="$sources" || {
 		cat "$top/log"
@@ -53,7 +53,7 @@ install_packages()
 	within 5 test -S /run/procd.sock || fail 'procd did not start'
 }
 
-# settings MINOR...: these beacons and no others.
+# settings MINOR...: exactly these beacons.
 settings()
 {
 	number=0

@@ -36,7 +36,7 @@ def digest(file):
 
 
 class Instance:
-    """One process, which is started again when it ends, and ended when it shall."""
+    """One process: restarted when it ends, and ended on request."""
 
     def __init__(self, service, params):
         self.name = f"{service}::instance"
@@ -77,7 +77,7 @@ class Instance:
         self.process = None
 
     async def terminate(self, end):
-        """The process alone: neither its group nor its children."""
+        """Ends only the process, not its group or its children."""
         self.process.send_signal(signal.SIGTERM)
         limit = float(self.params.get("term_timeout", ["5"])[0])
         done, _ = await asyncio.wait({end}, timeout=limit)
@@ -87,7 +87,7 @@ class Instance:
             await end
 
     async def copy_messages(self, process):
-        """As daemon.err, by the last part of the command's path."""
+        """Log as daemon.err, under the last part of the command's path."""
         name = os.path.basename(self.params["command"][0])
         while line := await process.stderr.readline():
             log(f"daemon.err {name}[{process.pid}]: {line.decode(errors='replace').rstrip()}")
@@ -110,11 +110,11 @@ class Service:
 class Procd:
     def __init__(self):
         self.services = {}
-        self.ending = {}  # a name's instances that have to be gone before new ones come
+        self.ending = {}  # for each name the instances that must end before new ones start
         self.calls = asyncio.Queue()
 
     def set(self, name, script, wanted, triggers):
-        """Only what has changed in its description is stopped, or started anew."""
+        """Stop or restart only instances whose description has changed."""
         service = self.services.setdefault(name, Service(script))
         service.triggers = triggers
         for params in wanted.values():
@@ -140,7 +140,7 @@ class Procd:
             service.instances[key] = Instance(name, params)
 
     def delete(self, name):
-        """Returns at once; what is to end ends in its own time. Its triggers are gone."""
+        """Remove the triggers and return at once; the instances end later."""
         service = self.services.pop(name, None)
         for key, instance in (service.instances if service else {}).items():
             self.stop_instance(name, key, instance)
@@ -163,7 +163,7 @@ class Procd:
         await self.calls.put(script)
 
     async def run_calls(self):
-        """One at a time, for all services, and nobody reads what they say."""
+        """Call one at a time, for all services, without their output."""
         while True:
             script = await self.calls.get()
             call = await asyncio.create_subprocess_exec(

@@ -1,7 +1,7 @@
 # shellcheck shell=dash
 # SPDX-License-Identifier: Apache-2.0
-# Drives the stand-in of OpenWrt's build system. Sourced, with $sources and $top set: the project,
-# and where the build system works. $sysroot, if there is one, has the device's C library.
+# Runs the stand-in for OpenWrt's build system. Sourced, with $sources (the project) and $top (the
+# build folder) set. $sysroot, if set, has the device's C library.
 
 : "${sources:?}" "${top:?}"
 feed_folder=$sources/packaging/openwrt/vorlind
@@ -14,12 +14,12 @@ if [ -n "${sysroot-}" ]; then
 	cross=aarch64-linux-gnu-
 	machine=aarch64
 	mkdir -p "$top"
-	ln -sfn "$sysroot" "$top/sysroot" # where no space is in its path
+	ln -sfn "$sysroot" "$top/sysroot" # a path without spaces
 	sysroot=$top/sysroot
-	# Debian's g++ for the processor, with musl, and of a C++ library only headers that know musl.
+	# Debian's cross g++ with musl, and only the headers of a C++ library, made for musl.
 	machine_flags="-mcpu=generic -mno-outline-atomics -specs=$top/musl.specs"
 	cxx_flags="-nostdinc++ -isystem $sysroot/usr/lib/llvm-14/include/c++/v1 -D_LIBCPP_HAS_MUSL_LIBC"
-	no_runtime=-DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY # there is no C++ library to link
+	no_runtime=-DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY # no C++ library can be linked
 	sed -e "s,/usr/,$sysroot/usr/,g" -e "s,-nostdlib,-nostdlib -L$sysroot/lib/aarch64-linux-musl," \
 		"$sysroot/usr/lib/aarch64-linux-musl/musl-gcc.specs" >"$top/musl.specs"
 fi

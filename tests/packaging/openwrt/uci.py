@@ -17,11 +17,11 @@ NAME = re.compile(r"[A-Za-z0-9_]+")
 
 
 class ParseError(Exception):
-    """What is wrong, and at which byte of the text."""
+    """A fault, and its byte in the text."""
 
 
 def statements(text, strict):
-    """The words of each line; quotes may hold newlines, '#' begins a comment between words."""
+    """The words of each line; quotes may have newlines, '#' begins a comment between words."""
     at = 0
     while at < len(text):
         words, at, fault = statement(text, at)
@@ -65,7 +65,7 @@ def statement(text, at):
 
 
 def parse(text, strict):
-    """Sections as (name, type, {option: value}); the values of a list are joined with spaces."""
+    """Sections as (name, type, {option: value}); list values are joined with spaces."""
     sections, current = [], None
     for words, at in statements(text, strict):
         fault = None

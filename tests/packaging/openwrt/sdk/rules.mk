@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-# Stands in for OpenWrt's rules.mk, as far as a package sees it. TOPDIR is where it builds, SDK this
-# folder; CC and CXX are the target's compilers, ARCH_FLAGS, ARCH_CXXFLAGS
-# and ARCH_OPTIONS what only they need.
+# Stands in for OpenWrt's rules.mk, as far as a package uses it. TOPDIR is the build folder, SDK
+# this folder; CC and CXX are the target's compilers, ARCH_FLAGS, ARCH_CXXFLAGS and ARCH_OPTIONS
+# their options.
 
 INCLUDE_DIR:=$(SDK)/include
 -include $(TOPDIR)/.config

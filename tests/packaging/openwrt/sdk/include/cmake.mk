@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Stands in for OpenWrt's cmake.mk: in the source folder, without presets, the whole of the default
-# install to a staging folder.
+# Stands in for OpenWrt's cmake.mk: builds in the source folder without presets, and installs all
+# default components to a staging folder.
 
 CMAKE_BINARY_DIR:=$(PKG_BUILD_DIR)
 

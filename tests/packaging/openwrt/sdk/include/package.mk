@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
-# Stands in for OpenWrt's package.mk: a package becomes a folder in TOPDIR/ipkg, or there is none.
+# Stands in for OpenWrt's package.mk: makes a folder in TOPDIR/ipkg of each package.
 
 PKG_BUILD_DIR:=$(TOPDIR)/build_dir/$(PKG_NAME)-$(PKG_VERSION)
 PKG_INSTALL_DIR:=$(PKG_BUILD_DIR)/ipkg-install
 SHELL:=/bin/bash
 
-# What the build system sets for every package: whatever a Makefile has put there is gone in recipes.
+# The build system sets these for every package: a Makefile's own values are lost in recipes.
 RESERVED:=ABI_VERSION ALTERNATIVES BUILDONLY CATEGORY CONFIGFILE CONFLICTS DEFAULT DEFAULT_VARIANT \
 	DEPENDS EXTRA_DEPENDS FILE_MODES HIDDEN KCONFIG LICENSE LICENSE_FILES MAINTAINER MDEPENDS MENU \
 	PKG_FIXUP_DEPENDS PROVIDES SECTION SOURCE SUBMENU SUBMENUDEP TITLE URL USERID VARIANT
