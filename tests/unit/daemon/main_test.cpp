@@ -8,7 +8,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sched.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -43,10 +42,7 @@ class Main : public DaemonTest
       protected:
 	void SetUp() override
 	{
-		/* The keys are the real ones, so no other process may use them. */
-		static const bool alone =
-			unshare(CLONE_NEWIPC) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWIPC) == 0;
-		if (!alone)
+		if (!has_own_ipc_objects())
 			GTEST_SKIP() << "no IPC namespace of its own to be had here";
 		DaemonTest::SetUp();
 		fake_unplug();

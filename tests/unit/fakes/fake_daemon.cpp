@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <sched.h>
 #include <sys/ipc.h>
 #include <sys/mman.h>
 #include <sys/sem.h>
@@ -24,6 +25,13 @@ static struct {
 
 static std::string console_path;
 static int semaphore_id; /* the one to remove: a test may change ble_ipc */
+
+bool DaemonTest::has_own_ipc_objects()
+{
+	static const bool alone =
+		unshare(CLONE_NEWIPC) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWIPC) == 0;
+	return alone;
+}
 
 void DaemonTest::SetUp()
 {

@@ -54,6 +54,10 @@ class DaemonTest : public testing::Test
 	/* The test's own folder, empty at its start. */
 	std::string folder;
 
+	/* From now on the process has its IPC objects to itself: the real keys, which no other
+	 * process may lose, can be used. False where that is not allowed. */
+	static bool has_own_ipc_objects();
+
       private:
 	int console_fd = -1;
 };
