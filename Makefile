@@ -37,7 +37,7 @@ check:
 	shellcheck $(SCRIPTS)
 
 analyse:
-	$(call need,$(BUILD_NEEDS) run-clang-tidy:clang-tidy cppcheck)
+	$(call need,$(BUILD_NEEDS) /usr/include/gtest/gtest.h:libgtest-dev run-clang-tidy:clang-tidy cppcheck)
 	cmake --preset dev
 	tools/analyse build
 
