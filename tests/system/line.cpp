@@ -1,44 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/system/line.h"
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
-#include <poll.h>
 #include <sstream>
 #include <stdexcept>
-#include <termios.h>
 #include <unistd.h>
-
-static std::string hex_of(const std::string &bytes)
-{
-	std::string hex;
-	char text[4];
-
-	for (const char byte : bytes) {
-		snprintf(text, sizeof(text), "%02X ", static_cast<uint8_t>(byte));
-		hex += text;
-	}
-	if (!hex.empty())
-		hex.pop_back();
-	return hex;
-}
-
-static std::string bytes_of(const std::string &hex)
-{
-	std::string bytes;
-
-	for (size_t i = 0; i < hex.size();) {
-		if (hex[i] == ' ' || hex[i] == '|') {
-			i++;
-			continue;
-		}
-		bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-		i += 2;
-	}
-	return bytes;
-}
 
 /* "n" zero bytes. */
 static std::string zeros(int n)
@@ -83,35 +48,27 @@ static const std::map<std::string, std::string> version_answers = {
 	{ "qualcomm", "04 0E 0C 01 01 10 00 0B 01 00 0B 1D 00 02 00" },
 };
 
-Line::Line(const std::string &kind, const std::string &link) : path(link), answers(standard_answers)
+static std::map<std::string, std::string> answers_of(const std::string &kind)
 {
+	std::map<std::string, std::string> answers = standard_answers;
+
 	if (kind != "qualcomm")
 		answers.insert(ti_answers.begin(), ti_answers.end());
 	answers["01 01 10"] = version_answers.at(kind);
+	return answers;
+}
 
-	master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-	if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 ||
-	    pipe2(wake, O_CLOEXEC) != 0)
-		throw std::runtime_error("no pty");
-	const std::string name = ptsname(master);
-	slave = open(name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-	termios raw;
-	tcgetattr(slave, &raw);
-	cfmakeraw(&raw);
-	tcsetattr(slave, TCSANOW, &raw);
-	if (symlink(name.c_str(), path.c_str()) != 0)
+Line::Line(const std::string &kind, const std::string &link)
+    : path(link), answers(answers_of(kind)),
+      end([this](const std::string &packet) { take(packet); })
+{
+	if (symlink(end.path().c_str(), path.c_str()) != 0)
 		throw std::runtime_error("cannot link " + path);
-	thread = std::thread([this] { serve(); });
 }
 
 Line::~Line()
 {
-	close(wake[1]);
-	thread.join();
 	unlink(path.c_str());
-	close(master);
-	close(slave);
-	close(wake[0]);
 }
 
 void Line::answer(const std::string &command, const std::string &events)
@@ -122,10 +79,7 @@ void Line::answer(const std::string &command, const std::string &events)
 
 void Line::send(const std::string &events)
 {
-	const std::string bytes = bytes_of(events);
-
-	if (write(master, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
-		abort();
+	end.send(bytes_of(events));
 }
 
 std::vector<std::string> Line::heard()
@@ -164,7 +118,7 @@ bool Line::has_heard(const std::string &command)
 }
 
 /* The command gets the answer of the longest matching table entry. */
-void Line::take(std::string packet)
+void Line::take(const std::string &packet)
 {
 	const std::string hex = hex_of(packet);
 	std::string events;
@@ -186,28 +140,4 @@ void Line::take(std::string packet)
 			packets.push_back(hex_of(bytes_of(event)));
 	}
 	send(events);
-}
-
-void Line::serve()
-{
-	std::string stream;
-	char buffer[512];
-
-	for (;;) {
-		pollfd ends[] = { { master, POLLIN, 0 }, { wake[0], POLLIN, 0 } };
-		poll(ends, 2, -1);
-		if (ends[1].revents != 0)
-			return;
-		const ssize_t n = read(master, buffer, sizeof(buffer));
-		if (n <= 0)
-			continue;
-		stream.append(buffer, static_cast<size_t>(n));
-		while (stream.size() >= 4) {
-			const size_t whole = size_t{ 4 } + static_cast<uint8_t>(stream[3]);
-			if (stream.size() < whole)
-				break;
-			take(stream.substr(0, whole));
-			stream.erase(0, whole);
-		}
-	}
 }

@@ -5,11 +5,12 @@
  */
 #pragma once
 
+#include "tests/far_end.h"
+
 #include <chrono>
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -48,8 +49,7 @@ class Line
 	bool has_heard(const std::string &command);
 
       private:
-	void serve();
-	void take(std::string packet);
+	void take(const std::string &packet);
 
 	std::string path;
 	std::map<std::string, std::string> answers;
@@ -57,8 +57,5 @@ class Line
 	std::vector<std::string> packets;
 	std::vector<std::pair<std::string, std::chrono::steady_clock::time_point>> arrivals;
 	std::mutex mutex;
-	int master = -1;
-	int slave = -1; /* kept open: the line stays when the daemon closes it */
-	int wake[2] = { -1, -1 };
-	std::thread thread;
+	FarEnd end; /* last: its thread needs all the others */
 };

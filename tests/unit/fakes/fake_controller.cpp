@@ -2,31 +2,14 @@
 #include "tests/unit/fakes/fake_controller.h"
 
 #include "hci/serial.h"
+#include "tests/far_end.h"
 
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <vector>
 
 static int far_end = -1;
-
-static std::vector<uint8_t> bytes_of(const std::string &hex)
-{
-	std::vector<uint8_t> bytes;
-
-	for (size_t i = 0; i < hex.size();) {
-		if (hex[i] == ' ' || hex[i] == '|') {
-			i++;
-			continue;
-		}
-		bytes.push_back(static_cast<uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
-		i += 2;
-	}
-	return bytes;
-}
 
 void fake_plug()
 {
@@ -40,7 +23,7 @@ void fake_plug()
 
 void fake_answers(const std::string &hex)
 {
-	const std::vector<uint8_t> bytes = bytes_of(hex);
+	const std::string bytes = bytes_of(hex);
 
 	if (write(far_end, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
 		abort();
@@ -55,14 +38,11 @@ void fake_hang_up()
 std::string fake_heard()
 {
 	std::string heard;
-	uint8_t byte;
+	char byte;
 
-	while (far_end >= 0 && recv(far_end, &byte, 1, MSG_DONTWAIT) == 1) {
-		char text[4];
-		snprintf(text, sizeof(text), "%02X", byte);
-		heard += (heard.empty() ? "" : " ") + std::string(text);
-	}
-	return heard;
+	while (far_end >= 0 && recv(far_end, &byte, 1, MSG_DONTWAIT) == 1)
+		heard += byte;
+	return hex_of(heard);
 }
 
 size_t fake_unread()

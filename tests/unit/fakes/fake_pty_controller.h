@@ -5,10 +5,11 @@
  */
 #pragma once
 
+#include "tests/far_end.h"
+
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 class PtyController
@@ -16,23 +17,17 @@ class PtyController
       public:
 	/* The answers by the hexadecimal beginning of a command; none: silence. */
 	explicit PtyController(std::map<std::string, std::string> answers);
-	~PtyController();
-	PtyController(const PtyController &) = delete;
 
-	std::string path; /* of the slave side */
+	std::string path; /* of the line */
 
 	/* The commands so far, "01 09 10 00". */
 	std::vector<std::string> heard();
 
       private:
-	void serve();
 	void answer(const std::string &packet);
 
 	const std::map<std::string, std::string> answers;
 	std::vector<std::string> commands;
 	std::mutex mutex;
-	int master = -1;
-	int slave = -1; /* kept open: the line stays when the daemon closes it */
-	int wake[2] = { -1, -1 };
-	std::thread thread;
+	FarEnd line; /* last: its thread needs all the others */
 };
