@@ -95,3 +95,13 @@ class host
       private:
 	int m_port = -1;
 };
+
+/* Downloads a complete patch to a Qualcomm controller in one segment, and starts it with a reset.
+ */
+inline void load_patch(host &peer)
+{
+	EXPECT_EQ(peer.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 00 00 00 00 00 00 00 00 00 "
+			   "00 00 00 00 00 00 00 00 00 00 00"),
+		  "04 0E 05 01 00 FC 00 1E");
+	EXPECT_EQ(peer.ask("01 03 0C 00"), "04 0E 04 01 03 0C 00");
+}

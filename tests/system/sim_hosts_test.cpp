@@ -83,15 +83,6 @@ struct brought_up {
 
 class SimHosts : public SimulatorTest, public testing::WithParamInterface<brought_up>
 {
-      protected:
-	/* Download a complete patch in one segment, and start it with a reset. */
-	static void load_patch(host &peer)
-	{
-		EXPECT_EQ(peer.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 " + zeros_8 + " " +
-				   zeros_8 + " 00 00 00 00"),
-			  "04 0E 05 01 00 FC 00 1E");
-		EXPECT_EQ(peer.ask("01 03 0C 00"), "04 0E 04 01 03 0C 00");
-	}
 };
 
 TEST_P(SimHosts, IsBroughtUpWithoutARefusal)

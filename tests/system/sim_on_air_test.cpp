@@ -112,12 +112,10 @@ static void advertise(host &peer, const std::string &minor)
 	peer.ask("01 0A 20 01 01");
 }
 
-/* Starts a Qualcomm controller. */
-static void load_patch(host &peer)
+/* Starts a Qualcomm controller, with non-connectable advertising every 100 ms. */
+static void prepare(host &peer)
 {
-	peer.ask("01 00 FC 1E 1E 1C 02 18 00 00 18 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-		 "00 00 00 00 00 00 00 00");
-	peer.ask("01 03 0C 00");
+	load_patch(peer);
 	peer.ask("01 06 20 0F A0 00 A0 00 03 00 00 00 00 00 00 00 00 07 00");
 }
 
@@ -135,7 +133,7 @@ TEST_F(SimAir, ASecondHostHearsEachBeaconOfARotation)
 	host sender(link("one"));
 	host listener(link("two"));
 
-	load_patch(sender);
+	prepare(sender);
 	begin_to_listen(listener, "00");
 	std::string before;
 	for (const std::string minor : { "01", "02", "03" }) {
@@ -159,7 +157,7 @@ TEST_F(SimAir, ADuplicateIsToldOnce)
 	host sender(link("one"));
 	host listener(link("two"));
 
-	load_patch(sender);
+	prepare(sender);
 	begin_to_listen(listener, "01");
 	advertise(sender, "01");
 	EXPECT_EQ(listener.next_event().substr(0, 14), "04 3E 2A 02 01");
@@ -173,7 +171,7 @@ TEST_F(SimAir, WhoWasKilledIsNotOnTheAirAnyMore)
 	const program killed = join("two", { "--controller", "qualcomm" });
 	{
 		host sender(link("two"));
-		load_patch(sender);
+		prepare(sender);
 		advertise(sender, "01");
 		EXPECT_NE(scanned().find("minor 513 "), std::string::npos);
 	}
@@ -198,8 +196,8 @@ TEST_F(SimAir, TwoSandboxesHaveTwoNames)
 	boxed("two");
 	host first(link("one"));
 	host second(link("two"));
-	load_patch(first);
-	load_patch(second);
+	prepare(first);
+	prepare(second);
 	advertise(first, "01");
 	advertise(second, "02");
 	const std::string all = scanned();
