@@ -166,6 +166,24 @@ static const std::vector<std::string> daemon_lines = {
 	"{junk} {junk}",
 };
 
+/* Whole events, those that the daemon takes for an answer included, and bytes that are none. */
+static std::string event(chance &dice)
+{
+	static const std::vector<std::string> events = {
+		"040F0400010000", "04100101",         "040E0301FFFF",      "040E0401010000",
+		"04FF03040600",   "04FF067F06000000FE", "04FF067F060031FE00", "043E020A00",
+	};
+
+	return dice.one_in(3) ? hex(dice, 2 * dice.between(1, 20)) : dice.of(events);
+}
+
+static std::string moment(chance &dice)
+{
+	static const std::vector<std::string> moments = { "before", "between", "after" };
+
+	return dice.of(moments);
+}
+
 struct fault_row {
 	const char *name;
 	const char *keys; /* that only this fault has */
@@ -198,6 +216,12 @@ static const std::vector<fault_row> faults = {
 	{ "wrong-baud",     "baud=57600" },
 	{ "wrong-baud",     "baud=9600" },
 	{ "refuse-segment", "segment={few},status={status}" },
+	{ "unasked",        "event={event},when={when}" },
+	{ "nop-at-start",   nullptr },
+	{ "deaf-after-reset", "ms={long}" },
+	{ "hardware-error", "code={few}" },
+	{ "write-limit",    "bytes={few}" },
+	{ "write-limit",    "bytes=32" },
 };
 
 static const token fault_tokens[] = {
@@ -205,6 +229,8 @@ static const token fault_tokens[] = {
 	{ "{short}",  [](chance &dice) { return number(dice, 0, 30); } },
 	{ "{long}",   [](chance &dice) { return number(dice, 1, 400); } },
 	{ "{status}", [](chance &dice) { return number(dice, 1, 0x3F); } },
+	{ "{event}",  event },
+	{ "{when}",   moment },
 };
 // clang-format on
 

@@ -3,6 +3,7 @@
 
 #include "tests/soak/words.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -77,10 +78,19 @@ void world::clean_up()
 		fs::remove(reports_socket);
 }
 
+/* What a killed daemon was about to run has its name still, and would be taken for a daemon. */
+static bool is_none_left()
+{
+	return std::ranges::none_of(processes(), [](const process_row &row) {
+		return row.name == "vorlind" && row.state != 'Z';
+	});
+}
+
 void world::begin_daemon()
 {
 	std::error_code gone;
 
+	comes_true(is_none_left);
 	fs::remove(daemon.err, gone);
 	daemon = start({ built("vorlind") });
 	if (!comes_true([&] { return takes_signals(daemon.pid) || has_ended(daemon.pid); }) ||
@@ -178,9 +188,12 @@ void world::begin_simulator(chance &dice)
 	};
 	/* Without this quirk each surplus byte from the daemon would need a reset. */
 	words.insert(words.end(), { "--quirk", "stray-bytes-ignored" });
-	for (const char *quirk : { "credit-0", "long-discoverable" })
+	for (const char *quirk :
+	     { "credit-0", "long-discoverable", "enable-twice-refused", "lone-status" })
 		if (dice.one_in(4))
 			words.insert(words.end(), { "--quirk", quirk });
+	if (dice.one_in(4)) /* nothing else is there when its power comes */
+		words.insert(words.end(), { "--fault", "nop-at-start" });
 	simulator = start(words);
 	if (!comes_true([&] { return fs::exists(m_link) || has_ended(simulator.pid); }) ||
 	    has_ended(simulator.pid))
