@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /* Start, second start, crash, recovery and end of the shipped daemon. */
+#include "tests/default_beacons.h"
 #include "tests/system/stage.h"
 
 #include <csignal>
@@ -42,20 +43,7 @@ TEST_F(Lifecycle, TheSegmentHoldsTheDefaultSettings)
 	EXPECT_STREQ(config.mac, "") << "no manufacturing data on this machine";
 	EXPECT_STREQ(config.measured_power, "202");
 	EXPECT_STREQ(config.power_index, "max");
-	for (size_t i = 0; i < BLE_BEACONS; i++) {
-		const beacon_entry &entry = config.beacon[i];
-		EXPECT_EQ(std::string(entry.id), std::to_string(i + 1));
-		EXPECT_STREQ(entry.enable, "0");
-		EXPECT_STREQ(entry.option, "0");
-		EXPECT_STREQ(entry.type, "ibeacon");
-		EXPECT_STREQ(entry.interval, "100");
-		EXPECT_STREQ(entry.mac, "NONE");
-		EXPECT_STREQ(entry.prefix, "0201061AFF4C000215");
-		EXPECT_STREQ(entry.uuid, "NONE");
-		EXPECT_STREQ(entry.major, "0");
-		EXPECT_STREQ(entry.minor, "0");
-		EXPECT_STREQ(entry.measured_power, "202");
-	}
+	expect_default_beacons(config);
 }
 
 TEST_F(Lifecycle, ASecondStartIsRefusedAndLeavesTheSegmentUntouched)

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /* The controller's identity in the segment, and the traces of a start-up that ends early. */
-#include "ble/chip.h"
-#include "tests/unit/fakes/fake_console.h"
-#include "tests/unit/fakes/fake_daemon.h"
-#include "tests/unit/fakes/fake_pty_controller.h"
+#include "tests/unit/ble/chip_fixture.h"
 
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 
 #define VERSION  "04 0E 0C 01 01 10 00 08 34 12 09 0D 00 78 56 "
@@ -122,26 +118,9 @@ static const table ti_06 = {
 	{ "01 0C FC", "04 FF 05 0C 04 00 0C FC" },
 };
 
-class ChipTraces : public DaemonTest
+class ChipTraces : public ChipTest
 {
       protected:
-	void SetUp() override
-	{
-		DaemonTest::SetUp();
-		write_field(ble_config->interval, "100");
-		write_field(ble_config->power_index, "max");
-		write_field(ble_config->mac, "NONE");
-		before = std::filesystem::current_path();
-		std::filesystem::current_path(folder);
-	}
-
-	void TearDown() override
-	{
-		tty_deinit(); /* before the pty closes */
-		std::filesystem::current_path(before);
-		DaemonTest::TearDown();
-	}
-
 	/* The traces of a soft start from get_ble_all_status on. */
 	std::string traces_of(const table &answers)
 	{
@@ -159,7 +138,6 @@ class ChipTraces : public DaemonTest
 	std::vector<std::string> heard;
 
       private:
-	std::filesystem::path before;
 };
 
 #define ASKED                                                           \

@@ -1,13 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /* Finding, identifying and starting a controller, and the state after each failure. */
-#include "ble/chip.h"
-
-#include "tests/unit/fakes/fake_console.h"
-#include "tests/unit/fakes/fake_daemon.h"
-#include "tests/unit/fakes/fake_pty_controller.h"
+#include "tests/unit/ble/chip_fixture.h"
 
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 
 using strings = std::vector<std::string>;
@@ -36,26 +31,14 @@ static table with_version(table answers, const char *version, const char *manufa
 	return answers;
 }
 
-class Chip : public DaemonTest
+class Chip : public ChipTest
 {
       protected:
 	void SetUp() override
 	{
-		DaemonTest::SetUp();
+		ChipTest::SetUp();
 		fake_unplug();
 		ble_config->opt.status = 0;
-		write_field(ble_config->interval, "100");
-		write_field(ble_config->power_index, "max");
-		write_field(ble_config->mac, "NONE");
-		before = std::filesystem::current_path();
-		std::filesystem::current_path(folder);
-	}
-
-	void TearDown() override
-	{
-		tty_deinit(); /* before the pty closes */
-		std::filesystem::current_path(before);
-		DaemonTest::TearDown();
 	}
 
 	/* Bring up a controller with these answers; keeps what was sent and printed. */
@@ -73,7 +56,6 @@ class Chip : public DaemonTest
 	std::string printed;
 
       private:
-	std::filesystem::path before;
 };
 
 TEST_F(Chip, ATiControllerOfVersion8NeedsNoPatchAndNoSoftReset)

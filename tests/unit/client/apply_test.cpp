@@ -2,7 +2,7 @@
 /* Beacons and settings as a file: what is accepted, what is refused, what is written. */
 #include "client/settings/apply.h"
 
-#include "client/settings/fields.h"
+#include "tests/unit/client/record.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -14,12 +14,7 @@ class Apply : public testing::Test
       protected:
 	void SetUp() override
 	{
-		strcpy(record.interval, "100");
-		strcpy(record.mac, "NONE");
-		strcpy(record.measured_power, "202");
-		strcpy(record.power_index, "max");
-		for (size_t i = 0; i < BLE_BEACONS; i++)
-			clear_entry(&record.beacon[i], static_cast<int>(i) + 1);
+		fill_with_defaults(record);
 	}
 
 	static bool read(const std::string &text)
@@ -34,19 +29,6 @@ class Apply : public testing::Test
 	static std::string fault_of(const std::string &text)
 	{
 		return read(text) ? "no fault" : the_plan.wrong.text;
-	}
-
-	/* What a function writes to a stream. */
-	template <typename Writer> static std::string written(Writer writer)
-	{
-		char *text = nullptr;
-		size_t size = 0;
-		FILE *file = open_memstream(&text, &size);
-		writer(file);
-		fclose(file);
-		const std::string result(text, size);
-		free(text);
-		return result;
 	}
 
 	static std::string saved(const ble_record &from)

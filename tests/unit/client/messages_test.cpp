@@ -4,6 +4,7 @@
 
 #include "client/cli/output.h"
 #include "client/link/hci_errors.h"
+#include "tests/unit/client/record.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -124,15 +125,7 @@ TEST(HciErrors, TisOwnCommandsHaveNamesOfTheirOwn)
 
 static std::string as_json(const char *text)
 {
-	char *written = nullptr;
-	size_t size = 0;
-	FILE *file = open_memstream(&written, &size);
-
-	json_string(file, text);
-	fclose(file);
-	const std::string result(written, size);
-	free(written);
-	return result;
+	return written([&](FILE *file) { json_string(file, text); });
 }
 
 TEST(Json, WhatAStringMayNotHoldIsEscaped)

@@ -2,25 +2,12 @@
 /* How the client shows the 30 bytes of a beacon. */
 #include "client/settings/payload.h"
 
-#include "client/settings/fields.h"
+#include "tests/unit/client/record.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
-
-template <typename Writer> static std::string written(Writer writer)
-{
-	char *text = nullptr;
-	size_t size = 0;
-	FILE *file = open_memstream(&text, &size);
-
-	writer(file);
-	fclose(file);
-	const std::string result(text, size);
-	free(text);
-	return result;
-}
 
 class Payload : public testing::Test
 {

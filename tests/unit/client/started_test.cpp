@@ -2,7 +2,7 @@
 /* The note of a start in the segment: shows whether the settings have changed since then. */
 #include "client/settings/started.h"
 
-#include "client/settings/fields.h"
+#include "tests/unit/client/record.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -14,15 +14,8 @@ class Started : public testing::Test
       protected:
 	void SetUp() override
 	{
-		ble_record &record = segment.config;
-
-		strcpy(record.interval, "100");
-		strcpy(record.mac, "NONE");
-		strcpy(record.measured_power, "202");
-		strcpy(record.power_index, "max");
-		for (size_t i = 0; i < BLE_BEACONS; i++)
-			clear_entry(&record.beacon[i], static_cast<int>(i) + 1);
-		record.opt.status = BLE_STATUS_AVAILABLE;
+		fill_with_defaults(segment.config);
+		segment.config.opt.status = BLE_STATUS_AVAILABLE;
 		started_adopt(&segment, DAEMON);
 	}
 

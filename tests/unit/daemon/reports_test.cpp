@@ -3,6 +3,7 @@
 #include "daemon/reports.h"
 
 #include "daemon/lifecycle.h"
+#include "tests/default_beacons.h"
 #include "tests/unit/fakes/fake_console.h"
 #include "tests/unit/fakes/fake_daemon.h"
 
@@ -134,20 +135,7 @@ TEST_F(Start, TheDefaultSettingsAreWrittenAndNothingElse)
 	EXPECT_STREQ(ble_config->mac, "103254769904");
 	EXPECT_STREQ(ble_config->measured_power, "202");
 	EXPECT_STREQ(ble_config->power_index, "max");
-	for (int i = 0; i < 5; i++) {
-		const beacon_entry &entry = ble_config->beacon[i];
-		EXPECT_EQ(std::string(entry.id), std::to_string(i + 1));
-		EXPECT_STREQ(entry.enable, "0");
-		EXPECT_STREQ(entry.option, "0");
-		EXPECT_STREQ(entry.type, "ibeacon");
-		EXPECT_STREQ(entry.interval, "100");
-		EXPECT_STREQ(entry.mac, "NONE");
-		EXPECT_STREQ(entry.prefix, "0201061AFF4C000215");
-		EXPECT_STREQ(entry.uuid, "NONE");
-		EXPECT_STREQ(entry.major, "0");
-		EXPECT_STREQ(entry.minor, "0");
-		EXPECT_STREQ(entry.measured_power, "202");
-	}
+	expect_default_beacons(*ble_config);
 }
 
 TEST_F(Start, WithoutManufacturingDataTheAddressIsEmpty)
