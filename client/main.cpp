@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* vorlinctl, the command line that people and scripts drive vorlind with. */
+/* vorlinctl, the command-line client of vorlind. */
 #include "client/cli/command.h"
 #include "client/cli/output.h"
 
@@ -8,13 +8,13 @@
 
 static const char version[] = "0.3.0";
 
-/* What is to be done once the options are read. */
+/* The parsed command line. */
 struct invocation {
 	request asked;
 	const char *name;
 	bool wants_help;
 	bool wants_version;
-	bool is_wrong; /* and that has been told */
+	bool is_wrong; /* after a complaint */
 };
 
 static void set_timeout(invocation *i, const char *value)
@@ -26,7 +26,7 @@ static void set_timeout(invocation *i, const char *value)
 	i->is_wrong = true;
 }
 
-/* Take an option that every command has: false if the argument is none; `n` is its place. */
+/* Take a common option at `n`: false if the argument is none. */
 static bool take_common_option(invocation *i, int argc, char **argv, int *n)
 {
 	const char *argument = argv[*n];
@@ -48,7 +48,7 @@ static bool take_common_option(invocation *i, int argc, char **argv, int *n)
 	return true;
 }
 
-/* Everything but the options for all goes to the command; behind "raw" and "--" all does. */
+/* All arguments but the common options go to the command; after "raw" and "--" these do too. */
 static void sort_arguments(invocation *i, int argc, char **argv)
 {
 	bool ends_options = false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands of vorlinctl: what the user asked for, and the table of what can be asked. */
+/* The commands of vorlinctl: the user's request, and the table of all commands. */
 #pragma once
 
 #include "client/cli/exit_status.h"
@@ -7,11 +7,11 @@
 #include <cstdint>
 
 struct request {
-	int argc; /* the command's arguments, without its name and the options for all */
+	int argc; /* the command's arguments, without its name and the common options */
 	const char **argv;
-	int plain; /* so many of them at the end stood behind "--": no option is among these */
+	int plain; /* this many at the end came after "--": none of them is an option */
 	bool json;
-	int64_t timeout; /* milliseconds; 0: as long as the command usually takes */
+	int64_t timeout; /* milliseconds; 0: the command's default */
 };
 
 struct command {
@@ -24,31 +24,31 @@ struct command {
 
 extern const command commands[]; /* ends with a null name */
 
-const command *find_command(const char *name); /* null: there is none */
+const command *find_command(const char *name); /* or null */
 
-/* What --help says, and what "help NAME" says. */
+/* The texts of --help and of "help NAME". */
 void print_help();
 void print_command_help(const command *c);
 
-/* A complaint that ends with where to read on: EXIT_USAGE. `name` begins with the command's. */
+/* Complain, with a hint where to read on: EXIT_USAGE. `name` begins with the command's. */
 exit_status bad_usage(const char *name, const char *format, ...)
 	__attribute__((format(printf, 2, 3)));
 
-/* The same for a name that no command has. */
+/* The same for an unknown command. */
 exit_status unknown_command(const char *name);
 
-/* Take the option out of the arguments: whether it was there. */
+/* Remove the option from the arguments; false if it was not there. */
 bool take_flag(request *r, const char *option);
-/* The same for one with a value (null if it is missing from the end): false if not there. */
+/* The same for an option with a value; null if the value is missing at the end. */
 bool take_option(request *r, const char *option, const char **value);
 
 /* "15" -> 15000 milliseconds, up to a day; 0 for anything else. */
 int64_t read_seconds(const char *text);
 
-/* The object with the value of a line that the daemon answered. */
+/* Print the object with the value of the daemon's result line. */
 void print_result_json(const char *command, const char *result);
 
-/* Carry out the command, its complaint included, and how vorlinctl then ends. */
+/* Carry out the command with its complaints; returns the exit status. */
 exit_status run_status(request *r);
 exit_status run_wait(request *r);
 exit_status run_beacon(request *r);

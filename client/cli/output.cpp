@@ -4,14 +4,14 @@
 #include <cstdarg>
 #include <cstring>
 
-/* What is kept for the object that --json ends with. */
+/* Collected for the object at the end of --json. */
 static struct {
 	bool is_wanted;
-	bool is_begun; /* the command writes one of its own */
-	FILE *text;    /* lines for people, or null: there were none */
-	char *lines;   /* what is in `text` */
+	bool is_begun; /* the command writes its own object */
+	FILE *text;    /* lines for people, or null without any */
+	char *lines;   /* the content of `text` */
 	size_t size;
-	char complaints[2048]; /* each with its line end; what does not fit is on stderr only */
+	char complaints[2048]; /* each with its line end; what does not fit goes to stderr only */
 } kept;
 
 static void keep_complaint(const char *text)
@@ -27,7 +27,7 @@ void complain(const char *format, ...)
 	char text[1024];
 	va_list arguments;
 
-	fflush(stdout); /* results and complaints in the order in which they came */
+	fflush(stdout); /* keeps results and complaints in order */
 	va_start(arguments, format);
 	vsnprintf(text, sizeof(text), format, arguments);
 	va_end(arguments);

@@ -38,7 +38,7 @@ exit_status judge_beacon_task(const session *s, uint32_t status_before, exit_sta
 			 status_name(status));
 		return EXIT_REFUSED;
 	}
-	/* A controller that is there has not been found, or not been usable; nothing asks it again.
+	/* An attached controller was not found or not usable, and only a reset looks again.
 	 */
 	complain("no usable controller (status %s); vorlind does it as soon as one comes%s",
 		 status_name(status), "; if it is there: vorlinctl reset soft");

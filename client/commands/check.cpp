@@ -13,7 +13,7 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
-constexpr int64_t WORK_TIME = 8000; /* an exchange takes five seconds at most */
+constexpr int64_t WORK_TIME = 8000; /* longer than an exchange, which takes five seconds */
 
 static void set_verdict(check *c, exit_status status, const char *format, ...)
 	__attribute__((format(printf, 3, 4)));
@@ -41,7 +41,7 @@ static void add_reason(check *c, const char *format, ...)
 	va_end(arguments);
 }
 
-/* Watch the daemon until it is seen to take commands, to hang, or to be at work for long. */
+/* Watch the daemon until it takes commands, hangs, or works for too long. */
 static void watch_daemon(check *c)
 {
 	glance before = glance_at(c->daemon);
@@ -86,7 +86,7 @@ static void name_holder(check *c, pid_t pid)
 	proc_line(pid, "comm", c->holder_name, sizeof(c->holder_name));
 }
 
-/* Who has locked the file: the kernel tells its device and inode, and the process. */
+/* The process that has locked the file: the kernel lists device, inode and process. */
 static pid_t lock_owner(const struct stat *line)
 {
 	char text[128];
@@ -174,7 +174,7 @@ static unsigned long interval_of(const ble_record *record)
 	return strtoul(bounded_text(record->interval, sizeof(record->interval), text), nullptr, 10);
 }
 
-/* A beacon that is on by its own word, and has no identifier, is passed over. */
+/* The daemon skips a beacon that is on but has no identifier. */
 static void tell_beacons_without_uuid(check *c, const ble_record *record)
 {
 	char text[FIELD_TEXT];

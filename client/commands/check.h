@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Why is nothing on the air? All that can be seen without a command, and what it amounts to. */
+/* Why nothing is on the air: collects all that is visible without a command, and judges it. */
 #pragma once
 
 #include "client/cli/exit_status.h"
@@ -19,13 +19,13 @@ struct check {
 	bool takes_commands;
 	bool hangs;
 	pursuit waits_for;
-	const char *line; /* the first serial line that is there, or null */
-	pid_t holder;     /* who has it open, or 0 */
+	const char *line; /* the first serial line that exists, or null */
+	pid_t holder;     /* the process that has it open, or 0 */
 	char holder_name[32];
 	unsigned beacons; /* that are on */
-	bool differs;     /* what is set from what was started */
+	bool differs;     /* the settings differ from those at the start */
 	warnings said;
 };
 
-/* Look, for some seconds where the daemon is at work. `s` is open when a daemon runs. */
+/* Takes some seconds if the daemon is busy. `s` is open when a daemon runs. */
 void check_all(check *c, session *s);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands that the daemon carries out: beacons on and off, tests, read-outs, settings. */
+/* The commands that the daemon carries out: beacons on and off, values, settings. */
 #include "client/cli/command.h"
 #include "client/cli/output.h"
 #include "client/commands/beacon_task.h"
@@ -66,7 +66,7 @@ void print_result_json(const char *command, const char *result)
 	fputs("}\n", stdout);
 }
 
-/* A fault begins with the option, if that is a known one: so with what was typed. */
+/* The fault's text begins with a known option: print the words that the user typed. */
 static exit_status bad_option(const char *name, const daemon_option *options, const request *r,
 			      const fault *wrong)
 {
@@ -76,7 +76,7 @@ static exit_status bad_option(const char *name, const daemon_option *options, co
 	return EXIT_USAGE;
 }
 
-/* Send the option, if the controller has what it is about. */
+/* Send the option, if it concerns this controller. */
 static exit_status perform_option(const request *r, const char *name, const task *t, outcome *end)
 {
 	session s;

@@ -104,7 +104,7 @@ const daemon_option config_options[] = {
 static const struct {
 	const char *name;
 	uint32_t mask;
-} trace_categories[] = { /* as the daemon numbers them: bits of its mask */
+} trace_categories[] = { /* bits of the daemon's mask */
 	{ "hci-tx",  0x10 },
 	{ "hci-rx",  0x20 },
 	{ "hci",     0x30 },

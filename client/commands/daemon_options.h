@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The daemon's own "show" and "config" options, and what each takes. */
+/* The daemon's "show" and "config" options, and their arguments. */
 #pragma once
 
 #include "client/cli/command.h"
@@ -17,7 +17,7 @@ struct daemon_option {
 	bool needs_controller;
 	bool has_result;
 	hci_code_kind codes;
-	const char *failure; /* what the daemon says of it, or null */
+	const char *failure; /* the daemon's message for it, or null */
 	int64_t usual_timeout;
 	const argument_rule *arguments[4]; /* ends with null */
 };
@@ -29,8 +29,8 @@ extern const daemon_option config_options[]; /* likewise */
 const daemon_option *find_option(const daemon_option *options, const char *word);
 
 /*
- * The task that sends the first word and the option that `argv` begins with. False with a
- * fault for an option that is not there and for arguments that the daemon would not take.
+ * Make the task that sends the first word and the option in `argv`. False with a fault for
+ * an unknown option and for arguments that the daemon would refuse.
  */
 bool task_of_option(const char *first_word, const daemon_option *options, int argc,
 		    const char *const *argv, task *t, fault *wrong);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands that deal in files: apply and save. */
+/* The commands for files: apply and save. */
 #include "client/cli/command.h"
 #include "client/cli/output.h"
 #include "client/commands/beacon_task.h"
@@ -46,15 +46,15 @@ static bool edit(ble_record *record, void *context)
 	return edit_by_plan(record, static_cast<plan *>(context));
 }
 
-/* What it takes to make everything as the plan says, and no more. */
+/* The steps that the plan needs, and no more. */
 struct work {
 	ble_record before;
-	ble_segment after; /* the segment with the record changed */
+	ble_segment after; /* the segment with the changed record */
 	bool edits;
 	bool ends_test;
-	bool resets; /* the controller is told of settings only as it is set up */
+	bool resets; /* the controller gets these settings only at its start-up */
 	bool is_hard;
-	bool acts; /* the plan's start, stop or restart is to be sent */
+	bool acts; /* the plan's start, stop or restart must be sent */
 };
 
 static bool is_same(const ble_record *one, const ble_record *other)
@@ -71,7 +71,7 @@ static bool any_setting_differs(const ble_segment *segment, pid_t daemon)
 	       setting_differs(segment, daemon, "power-index");
 }
 
-/* Beacons that are on the air as they are set are left alone: a start would interrupt them. */
+/* Beacons that are on the air with their settings stay: a start would interrupt them. */
 static bool is_action_done(const ble_segment *after, pid_t daemon)
 {
 	const uint32_t status = after->config.opt.status;
@@ -90,7 +90,7 @@ static void work_out(const ble_segment *segment, pid_t daemon, work *w)
 
 	memcpy(static_cast<void *>(&w->after), segment, sizeof(w->after));
 	memcpy(static_cast<void *>(&w->before), &w->after.config, sizeof(w->before));
-	edit_by_plan(&w->after.config, &the_plan); /* no fault in it: it has been checked */
+	edit_by_plan(&w->after.config, &the_plan); /* it has been checked: no fault */
 	w->edits = !is_same(&w->before, &w->after.config);
 	w->resets = status >= BLE_STATUS_AVAILABLE &&
 		    (started_is_known(segment, daemon) ? any_setting_differs(&w->after, daemon)
@@ -127,8 +127,8 @@ static uint32_t pending_action(const char *action)
 }
 
 /*
- * One command does it all: for settings that the controller must be told it is the reset, and
- * the beacon task waits in the record until that is through.
+ * One command does everything: a reset if the controller must get settings. The beacon task
+ * waits in the record until the reset is done.
  */
 static exit_status apply(session *s, const work *w)
 {
@@ -157,12 +157,12 @@ static exit_status run_work(session *s, const request *r, const work *w)
 	const exit_status status = w->ends_test ? end_running_test(s) : EXIT_DONE;
 	if (status != EXIT_DONE)
 		return status;
-	if (r->timeout == 0) /* the dwell of the new interval is waited for, too */
+	if (r->timeout == 0) /* also for a dwell of the new interval */
 		s->deadline += dwells(&w->after.config);
 	return apply(s, w);
 }
 
-/* As a daemon begins: what a file amounts to where none runs. */
+/* Without a daemon: compares the file with the settings at a daemon's start. */
 static void print_work_without_daemon(FILE *out)
 {
 	static ble_segment fresh;

@@ -10,15 +10,15 @@
 #include <cstdlib>
 
 // clang-format off
-constexpr int64_t END_AFTER       = 5000;   /* what an exchange takes that SIGTERM waits for */
+constexpr int64_t END_AFTER       = 5000;   /* SIGTERM waits for a running exchange */
 constexpr int64_t FIRST_PAUSE     = 5000;
 constexpr int64_t LONGEST_PAUSE   = 300000;
-constexpr int64_t COMMAND_TIME    = 10000;  /* after it others may have their turn */
+constexpr int64_t COMMAND_TIME    = 10000;  /* then other clients may have the turn */
 constexpr int64_t LOCK_TIME       = 2000;
-constexpr int64_t FIRST_DWELL     = 5000;   /* and the interval: a start takes no longer */
+constexpr int64_t FIRST_DWELL     = 5000;   /* plus the interval: the longest start */
 constexpr int     ANSWERS_TIME    = 300;
 constexpr unsigned RESETS_BEFORE_CLEARING = 2;
-constexpr unsigned STEPS_BEFORE_GROWTH    = 2; /* so the line is cleared soon */
+constexpr unsigned STEPS_BEFORE_GROWTH    = 2; /* so that the line is cleared early */
 // clang-format on
 
 unsigned guard_steps(const ble_segment *segment)
@@ -32,7 +32,7 @@ static bool is_wanted(const ble_record *record)
 	       has_active_beacon(record);
 }
 
-/* The status is 2 until the first beacon has had its turn. */
+/* The status is 2 until the end of the first beacon's dwell. */
 static int64_t longest_start(const ble_record *record)
 {
 	char text[FIELD_TEXT];
@@ -71,16 +71,16 @@ trouble guard_look(guard_memory *memory, const session *s)
 	}
 	memory->daemon = s->daemon;
 	memory->last = seen;
-	/* Of a production test nothing is touched, whatever becomes of it. */
+	/* Never interfere with a production test. */
 	if (s->segment->config.opt.status == BLE_STATUS_TESTING)
 		return TROUBLE_NONE;
-	/* One that was sent SIGTERM has no other way any more. */
+	/* A daemon that got SIGTERM must end. */
 	if (memory->was_asked || now() - memory->moved >= STUCK_AFTER)
 		return TROUBLE_STUCK;
 	return judge_status(memory, &s->segment->config);
 }
 
-/* A step was taken: the next one later than this one was. */
+/* Record a step: the next pause is longer. */
 static void note_step(guard_memory *memory, ble_segment *segment)
 {
 	memory->steps++;
@@ -91,7 +91,7 @@ static void note_step(guard_memory *memory, ble_segment *segment)
 	segment->config.reserved = static_cast<char>(segment->config.reserved + 1);
 }
 
-/* The command, unless things have changed by the time that it is the guard's turn. */
+/* Send the command, unless the situation has changed when the guard gets the turn. */
 static bool command(guard_memory *memory, session *s, const command_words *words,
 		    bool (*still)(const ble_record *))
 {
@@ -131,8 +131,8 @@ static bool is_off_the_air(const ble_record *record)
 	       record->opt.status != BLE_STATUS_TESTING;
 }
 
-/* Not before a soft and a hard reset have failed, for it is hard on one that answers late. The
- * answers to the Resets must be gone before the daemon asks something. */
+/* Only after a soft and a hard reset have failed: it disturbs a controller that answers late. The
+ * answers to the Resets must be gone before the daemon sends a command. */
 static void clear_line(const session *s)
 {
 	if (send_resets(s->daemon))
@@ -142,7 +142,7 @@ static void clear_line(const session *s)
 static void reset(guard_memory *memory, session *s)
 {
 	const uint32_t status = s->segment->config.opt.status;
-	/* In turn: a controller that loses bytes after its power-up loses them to a hard one. */
+	/* Alternate: a hard one does not help a controller that loses bytes after its power-up. */
 	const char *kind = memory->resets % 2 == 0 ? "soft" : "hard";
 	const command_words words = { 3, { "config", "ble-reset", kind } };
 
@@ -194,7 +194,7 @@ static bool is_on_the_air(const ble_record *record)
 	return is_wanted(record) && record->opt.status == BLE_STATUS_ADVERTISING;
 }
 
-/* Any question does: the daemon starts its beacons anew behind it, which a dead controller fails.
+/* Any command works: the daemon then restarts its beacons, which fails with a dead controller.
  */
 static void probe(guard_memory *memory, session *s, int64_t every)
 {
@@ -223,7 +223,7 @@ void guard_act(guard_memory *memory, session *s, trouble what, const guard_optio
 		if (!memory->said_no_line)
 			complain("guard: there is no serial line: waiting for one");
 		memory->said_no_line = true;
-		memory->next_step = 0; /* one that comes is looked at at once */
+		memory->next_step = 0; /* a new trouble gets a step at once */
 		memory->pause = FIRST_PAUSE;
 		break;
 	case TROUBLE_STATUS:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* vorlinctl guard: looks every few seconds, for as long as it lives. */
+/* vorlinctl guard: checks every two seconds until it is ended. */
 #include "client/cli/command.h"
 #include "client/cli/output.h"
 #include "client/commands/guard.h"
@@ -9,7 +9,7 @@
 constexpr int LOOK = 2000;       /* milliseconds */
 constexpr int COMMAND_LOOK = 50; /* while others wait for their turn */
 
-/* Keep the session of a daemon that lives; open one as soon as there is one. */
+/* Keep the session of a living daemon; otherwise try to open a new one. */
 static session_state attend(session *s, guard_memory *memory)
 {
 	if (s->segment && session_alive(s))

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The command metrics: the state of an access point for a monitoring system, and no command sent.
+/* The command metrics: the state of an access point for a monitoring system; sends no command.
  */
 #include "client/cli/command.h"
 #include "client/cli/output.h"
@@ -27,7 +27,7 @@ static void print_metric(FILE *out, const char *name, const char *help, unsigned
 	fprintf(out, "vorlin_%s %u\n", name, value);
 }
 
-/* One sample for each name that there is; 1 for the one that holds. */
+/* One sample for each name; 1 for the current one. */
 static void print_states(FILE *out, const char *name, const char *help, uint32_t code,
 			 const char *(*name_of)(uint32_t), uint32_t last)
 {
@@ -51,7 +51,7 @@ static void print_controller(FILE *out, const ble_segment *segment)
 		info.kind, info.hci_version, info.hci_revision, info.manufacturer_name);
 }
 
-/* The 22nd field of /proc/PID/stat is the start, in ticks since the boot; -1: not told. */
+/* From the 22nd field of /proc/PID/stat, the start in ticks since boot; -1 if unknown. */
 static double seconds_since_start(pid_t pid)
 {
 	char text[512];
@@ -112,7 +112,7 @@ exit_status run_metrics(request *r)
 	const session_state found = session_try(&s);
 	if (found != SESSION_OPEN)
 		complain("%s", session_reason(found));
-	if (found == SESSION_NOT_ALLOWED) /* whether it is up cannot be told */
+	if (found == SESSION_NOT_ALLOWED) /* it is unknown whether it is up */
 		return EXIT_NO_DAEMON;
 	FILE *out = text_output();
 	print_metric(out, "up", "Whether a vorlind serves its clients.", found == SESSION_OPEN);

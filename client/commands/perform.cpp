@@ -39,7 +39,7 @@ exit_status open_for(session *s, const request *r, int64_t usual_timeout)
 	return status;
 }
 
-/* Edit a copy, then write what has changed: a client killed meanwhile leaves little half done. */
+/* Edit a copy, then write the changes: a killed client leaves little half done. */
 static bool edit_live(ble_record *live, bool (*edit)(ble_record *, void *), void *context)
 {
 	ble_record before;
@@ -84,7 +84,7 @@ static bool resets(const task *t)
 	return t->words.count > 1 && strcmp(t->words.word[1], "ble-reset") == 0;
 }
 
-/* Whether only the messages tell: of a reset, the status tells that a controller is usable. */
+/* Whether only the messages show the result; after a reset the status shows a usable controller. */
 static bool is_told_in_messages(const session *s, const task *t)
 {
 	return resets(t) ? is_usable(s) : !t->shows_in_status;
@@ -102,11 +102,11 @@ static exit_status judge(const session *s, const task *t, bool was_usable, const
 {
 	const hci_code_kind codes = is_ti(s->segment) ? t->codes : HCI_STANDARD;
 
-	/* A warning beside the result is another's: of an attach event, or of the start-up. */
+	/* A warning beside a result is of an attach event or the start-up, not of the command. */
 	if (t->has_result && end->result[0])
 		return EXIT_DONE;
-	/* So is one beside a good status, for a beacon task that fails leaves a bad one; unless
-	 * the command was a reset with the task behind it. */
+	/* Nor is one beside a good status, because a failed beacon task leaves a bad one; unless
+	 * the command was a reset followed by the task. */
 	if (t->settled && !t->pending_action && is_usable(s))
 		return EXIT_DONE;
 	if (end->error_code >= 0)
@@ -146,7 +146,7 @@ exit_status perform(session *s, const task *t, bool json, outcome *end)
 	started_note_end(s->segment, &t->words);
 	messages_stop(&m);
 	session_give_turn(s);
-	/* What came when another's command was over this one answers that. */
+	/* Messages after another client's command has replaced this one belong to that. */
 	messages_take(&m, json || status == EXIT_UNKNOWN ? nullptr : stdout, t->failure, end);
 	if (status == EXIT_DONE)
 		status = judge(s, t, was_usable, &m, end);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands that look at the segment or change its settings, without the daemon's help. */
+/* The commands that read the segment or change its settings, without the daemon. */
 #include "client/cli/command.h"
 #include "client/cli/output.h"
 #include "client/commands/perform.h"
@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 constexpr int WATCH_PERIOD = 500;       /* milliseconds */
-constexpr int IDENTITY_TIMEOUT = 11000; /* milliseconds: two questions without an answer */
+constexpr int IDENTITY_TIMEOUT = 11000; /* milliseconds: two exchanges without an answer */
 
 static exit_status print_no_daemon(session_state found, bool json)
 {
@@ -21,7 +21,7 @@ static exit_status print_no_daemon(session_state found, bool json)
 		return EXIT_NO_DAEMON;
 	}
 	json_begin(stdout, "status");
-	/* One that may not be looked at is neither there nor not. */
+	/* Without permission it is unknown whether one runs. */
 	printf(", \"running\": %s", found == SESSION_NOT_ALLOWED ? "null" : "false");
 	json_member(stdout, "reason", session_reason(found));
 	fputs("}\n", stdout);
@@ -31,7 +31,7 @@ static exit_status print_no_daemon(session_state found, bool json)
 struct status_view {
 	bool json;
 	bool with_payload;
-	bool in_place; /* on a terminal: over what was printed before */
+	bool in_place; /* on a terminal: overwrite the last output */
 };
 
 static void print_view(const status_view *view, const state *now_state)
@@ -45,7 +45,7 @@ static void print_view(const status_view *view, const state *now_state)
 	fflush(stdout);
 }
 
-/* Print the state again whenever it has changed, for as long as the daemon runs, or till then. */
+/* Print the state after each change until `end` or the daemon's end. */
 static exit_status watch(const session *s, const status_view *view, int64_t end)
 {
 	state shown;
@@ -93,15 +93,15 @@ exit_status run_status(request *r)
 	return status;
 }
 
-/* A status of "available" and more is reached by any status that can do what it can. */
+/* Any usable status counts as "available". */
 static bool has_reached(uint32_t status, uint32_t wanted)
 {
 	return status == wanted || (wanted == BLE_STATUS_AVAILABLE && status > wanted);
 }
 
 /*
- * A status that needs a controller comes before the answers that tell which one it is: not for
- * long, unless it refuses them.
+ * The status becomes usable shortly before the segment has the controller's identity; a
+ * controller may also refuse to tell it.
  */
 static bool is_identified(const session *s, uint32_t wanted)
 {
@@ -111,14 +111,14 @@ static bool is_identified(const session *s, uint32_t wanted)
 	return wanted < BLE_STATUS_AVAILABLE || kind != 0;
 }
 
-/* Whether the status is reached before `end` and while this daemon runs. */
+/* True if the status is reached before `end` and while this daemon runs. */
 static bool waits_for(const session *s, uint32_t wanted, int64_t end)
 {
 	int64_t patience = IDENTITY_TIMEOUT;
 	bool is_reached;
 
 	do {
-		/* One that may hang is no use, whatever its status was before. */
+		/* A daemon that may hang is not ready, whatever its status. */
 		is_reached = has_reached(s->segment->config.opt.status, wanted) &&
 			     !may_last(glance_at(s->daemon).what);
 		if (is_reached && (is_identified(s, wanted) || patience <= 0))
@@ -180,7 +180,7 @@ static void print_one_json(const session *s, const char *command, size_t i)
 	print_beacon_json(stdout, command, &snapshot, i);
 }
 
-/* What has become of a beacon: a UUID may have been chosen for the user. */
+/* Print the beacon: its UUID may be a random one. */
 static void tell_beacon(const session *s, const char *number, bool json)
 {
 	const ble_record *record = &s->segment->config;
@@ -195,7 +195,7 @@ static void tell_beacon(const session *s, const char *number, bool json)
 		complain("what is on the air changes with restart");
 }
 
-/* Nothing is changed that the controller could not take when it is set up next. */
+/* Refuse values that the controller would refuse at its next start-up. */
 static exit_status check_limits(const session *s, edit_arguments *arguments)
 {
 	ble_record after;
@@ -209,7 +209,7 @@ static exit_status check_limits(const session *s, edit_arguments *arguments)
 	return EXIT_REFUSED;
 }
 
-/* Check on a scratch record first, so that a fault is told without a daemon, too. */
+/* Check with a temporary record first: that reports faults without a daemon too. */
 static exit_status run_edit(const request *r, const char *name)
 {
 	static ble_record scratch;

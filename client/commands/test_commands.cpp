@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The command test: production tests begun and ended by hand, or timed and judged. */
+/* The command test: production tests with a manual end, or with a time and a limit. */
 #include "client/cli/command.h"
 #include "client/cli/output.h"
 #include "client/commands/daemon_options.h"
@@ -29,13 +29,13 @@ static const char *test_option(const char *word)
 }
 
 struct test_options {
-	int64_t length; /* milliseconds; 0: until somebody ends it */
-	int min;        /* packets that must come; -1: any number will do */
+	int64_t length; /* milliseconds; 0: until "test end" */
+	int min;        /* the least packets to receive; -1: any number */
 	bool is_csv;
 	const char *channels; /* of a sweep, or null */
 };
 
-/* Take what is for this client: false, with a complaint, for what it does not take. */
+/* Take the client's own options: false after a complaint about one that is wrong. */
 static bool take_options(request *r, const char *word, test_options *options)
 {
 	const char *text = nullptr;

@@ -76,7 +76,7 @@ static exit_status read_list(sweep *all, const char *list, int min)
 	return strlen(list) < sizeof(text) && all->count > 0 ? EXIT_DONE : bad_channels(list);
 }
 
-/* A channel a line, and behind it how many packets must come on this one. */
+/* Lines with a channel and, optionally, its minimum of packets. */
 static exit_status read_lines(sweep *all, FILE *file, int min)
 {
 	char line[128];
@@ -129,7 +129,7 @@ static void print_row(const sweep_row *row, bool is_csv)
 		snprintf(min, sizeof(min), "%d", row->min);
 	printf(is_csv ? "%u,%u,%s,%s,%s\n" : "%7u  %4u  %7s  %5s  %s\n", row->channel,
 	       2402 + 2 * row->channel, packets, min, verdict(row));
-	fflush(stdout); /* as it goes along */
+	fflush(stdout); /* each row at once */
 }
 
 static void print_json(const sweep *all, int64_t length, bool is_judged, bool has_failed)
@@ -162,11 +162,11 @@ static exit_status test_row(session *s, sweep_row *row, timed_test *test)
 
 	snprintf(channel, sizeof(channel), "%u", row->channel);
 	if (!task_of_option("config", config_options, 2, words, &test->begin, &wrong))
-		return EXIT_USAGE; /* cannot be: the channel has been checked */
+		return EXIT_USAGE; /* impossible: the channel has been checked */
 	return run_timed_test(s, test, &row->result);
 }
 
-/* A test that is cut short counts for nothing, and is the last one. */
+/* An interrupted test does not count, and is the last one. */
 static exit_status test_rows(session *s, const request *r, const sweep_request *wanted, sweep *all,
 			     int64_t length)
 {

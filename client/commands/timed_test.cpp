@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <unistd.h>
 
-constexpr int64_t STEP = 100; /* milliseconds between two looks at the test */
+constexpr int64_t STEP = 100; /* milliseconds between two checks of the test */
 
 static volatile sig_atomic_t caught;
 
@@ -63,7 +63,7 @@ exit_status expect_no_test(const session *s, const char *word)
 	return EXIT_REFUSED;
 }
 
-/* On a terminal: how far it is, over the line before. */
+/* On a terminal: show the progress, overwriting the last line. */
 static void show_progress(const timed_test *test, int64_t left)
 {
 	if (isatty(STDERR_FILENO))
@@ -79,7 +79,7 @@ static void clear_progress()
 		fputs("\r                                        \r", stderr);
 }
 
-/* Until its time is over, or somebody wants its end. */
+/* Wait until its time is over, or a signal or the daemon ends it. */
 static exit_status let_run(const session *s, const timed_test *test)
 {
 	const int64_t end = now() + test->length;
@@ -126,7 +126,7 @@ exit_status end_running_test(session *s)
 			 result.packets);
 	else
 		complain("a production test was running: it is ended");
-	return EXIT_DONE; /* a refusal, too: what comes next is to help */
+	return EXIT_DONE; /* also after a refusal: the next step shall help */
 }
 
 exit_status run_timed_test(session *s, const timed_test *test, test_result *result)
@@ -136,7 +136,7 @@ exit_status run_timed_test(session *s, const timed_test *test, test_result *resu
 	*result = {};
 	s->deadline = now() + test->timeout;
 	exit_status status = perform(s, &test->begin, true, &end);
-	/* That it runs is seen in the segment, wherever the daemon's messages go. */
+	/* The segment shows that it runs, even if the messages cannot be read. */
 	if (status == EXIT_DONE ||
 	    (status == EXIT_UNKNOWN && s->segment->config.opt.status == BLE_STATUS_TESTING)) {
 		status = let_run(s, test);

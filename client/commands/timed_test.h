@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* One production test from its begin over its time to its end, which Ctrl-C brings early. */
+/* One production test with a fixed time, which Ctrl-C ends early. */
 #pragma once
 
 #include "client/commands/perform.h"
@@ -12,25 +12,25 @@ struct timed_test {
 };
 
 struct test_result {
-	bool is_counted; /* else the count could not be read */
+	bool is_counted; /* false: the count could not be read */
 	unsigned packets;
 };
 
-/* From now on a signal that would end this process ends the running test first. */
+/* Catch the signals that would end this process: the running test is ended first. */
 void catch_interruptions();
 /* The signal that came, or 0. */
 int interruption();
-/* End as the signal would have ended this process; returns if none came. */
+/* End this process as the caught signal would; returns if there was none. */
 void pass_interruption_on();
 
-/* A pending start would end the test in the very round that begins it. */
+/* Needed before a test: a pending start would end it in the same round. */
 exit_status stop_beacons_for_test(session *s);
 
-/* EXIT_REFUSED with a complaint where one is running. */
+/* EXIT_REFUSED with a complaint if a test runs. */
 exit_status expect_no_test(const session *s, const char *word);
 
-/* End one that is running, and say so, before something that it would be in the way of. */
+/* End a running test, with a message, before a command that it would block. */
 exit_status end_running_test(session *s);
 
-/* Carry it out; a complaint unless it ran and ended, early or not. */
+/* Carry it out; complains unless it ran and ended, early or not. */
 exit_status run_timed_test(session *s, const timed_test *test, test_result *result);

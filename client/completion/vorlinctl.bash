@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
-# Completion of vorlinctl's command line for bash. The commands come from its own help.
+# Completion of vorlinctl's command line for bash. It reads the commands from vorlinctl's help.
 
 _vorlinctl_commands()
 {
 	vorlinctl --help 2>/dev/null | sed -n '/^Commands/,/^$/s/^  \([a-z]*\) .*/\1/p'
 }
 
-# What may follow the command's name and the words before the cursor.
+# The words that may follow the command's name and the words before the cursor.
 _vorlinctl_words()
 {
 	case $1 in
@@ -33,8 +33,8 @@ _vorlinctl_words()
 	esac
 }
 
-# What a name takes as its value, behind a blank or "=": $1 the words before it, $2 the name.
-# False for a name that takes none.
+# The values of a name, after a space or "=": $1 the words before it, $2 the name.
+# False for a name without values.
 _vorlinctl_value()
 {
 	case "$1 $2" in
@@ -55,13 +55,13 @@ _vorlinctl_value()
 	esac
 }
 
-# Whether a value may go on behind a comma; on and off of a trace stand alone.
+# Whether a value may continue after a comma; on and off of a trace may not.
 _vorlinctl_is_list()
 {
 	[[ $1 == trace || $1 == *--channels ]]
 }
 
-# bash takes a word apart at "=": the words up to the cursor, put together again.
+# bash splits a word at "=": joins the words up to the cursor again.
 _vorlinctl_join()
 {
 	local i word glue=''
@@ -118,7 +118,7 @@ _vorlinctl()
 	if [[ ($said == apply* || $said == 'test sweep') && -z $lead ]]; then
 		mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$word")
 	fi
-	# What stands before the last "=" is no part of the word for bash.
+	# For bash the word begins after the last "=".
 	COMPREPLY=("${COMPREPLY[@]#"${word%"$shown"}"}")
 }
 

@@ -6,11 +6,11 @@
 #include <cstring>
 #include <sys/stat.h>
 
-constexpr long TAIL = 65536; /* bytes of the messages that are read */
+constexpr long TAIL = 65536; /* bytes to read at the end of the messages */
 
 // clang-format off
 static const struct {
-	const char *warning; /* its beginning */
+	const char *warning; /* the beginning of its text */
 	const char *advice;
 } advices[] = {
 	{ "user_cmd_change() failed.",                    "an unknown command: look at the client" },
@@ -69,7 +69,7 @@ static void drop(warnings *w, size_t i)
 	w->count--;
 }
 
-/* The same one again counts as the newest; the oldest goes for it. */
+/* A repeated warning counts as the newest; the oldest is dropped for a new one. */
 static void add(warnings *w, const char *line)
 {
 	char text[WARNING_SIZE];
@@ -104,7 +104,7 @@ void read_warnings(warnings *w, pid_t daemon)
 		fseek(file, -TAIL, SEEK_END);
 	while (fgets(line, sizeof(line), file)) {
 		if (begins_with(line, "Start vorlind daemon..."))
-			w->count = 0; /* those before it were another daemon's */
+			w->count = 0; /* earlier ones are of another daemon */
 		else if (begins_with(line, "WARNING: ") || advice_for(line)[0])
 			add(w, line);
 	}

@@ -22,7 +22,7 @@ static bool is_named(pid_t pid)
 	return proc_line(pid, "comm", name, sizeof(name)) && strcmp(name, daemon_name) == 0;
 }
 
-/* The kernel names a System V mapping after its key, and gives its identifier as the inode. */
+/* The kernel shows a System V mapping with its key as name and its identifier as inode. */
 static bool is_segment(const char *map, int shm_id)
 {
 	char key_name[32];
@@ -55,7 +55,7 @@ bool is_daemon(pid_t pid, int shm_id, const shmid_ds *info)
 	if (!is_named(pid))
 		return false;
 	const attachment attached = attachment_of(pid, shm_id);
-	/* Of a process that may not be looked at, the segment's own record has to do. */
+	/* Without permission to read the process, use the segment's own record. */
 	if (attached == HIDDEN)
 		return pid == info->shm_cpid || pid == info->shm_lpid;
 	return attached == ATTACHED;

@@ -12,7 +12,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-/* The length in a packet's header has two bytes at most. */
+/* A packet's header has at most two bytes for the length. */
 constexpr size_t LONGEST_PACKET = 0x10000 + 8;
 constexpr int64_t RESETS_TIME = 8000;
 constexpr int LOOKS_APART = 50;
@@ -23,7 +23,7 @@ struct pursuit_row {
 };
 
 // clang-format off
-static const pursuit_row pursuits[] = { /* by the system call that it sleeps in */
+static const pursuit_row pursuits[] = { /* by the daemon's blocking system call */
 	{ SYS_clock_nanosleep, PURSUIT_PAUSE },
 	{ SYS_nanosleep,       PURSUIT_PAUSE },
 	{ SYS_pselect6,        PURSUIT_EXCHANGE },
@@ -56,7 +56,7 @@ static const pursuit_row pursuits[] = { /* by the system call that it sleeps in 
 #endif
 };
 
-static const char *const serial_lines[] = { /* as the daemon tries them */
+static const char *const serial_lines[] = { /* in the daemon's order */
 	"/dev/ttyMSM1",
 	"/dev/ttyBT0",
 	"/dev/ttyACM0",
@@ -74,7 +74,7 @@ static bool is_stopped(pid_t pid)
 	return state && strncmp(state, ") T", 3) == 0;
 }
 
-/* Its messages go to descriptor 2; what it reads and writes otherwise is the line. */
+/* Messages go to descriptor 2; other reads and writes are on the serial line. */
 static pursuit pursuit_of(long call, unsigned long descriptor)
 {
 	for (const pursuit_row &row : pursuits) {
@@ -84,7 +84,7 @@ static pursuit pursuit_of(long call, unsigned long descriptor)
 			return PURSUIT_MESSAGES;
 		return row.what;
 	}
-	return PURSUIT_UNKNOWN; /* of which nobody can say how long it may take */
+	return PURSUIT_UNKNOWN; /* its duration is unknown */
 }
 
 static pursuit read_pursuit(pid_t pid)
@@ -179,7 +179,7 @@ const char *find_line()
 	return nullptr;
 }
 
-/* The daemon's descriptor of its line, opened anew; -1 if it has none. */
+/* Opens the daemon's serial line; -1 if it has none. */
 static int open_line(pid_t daemon)
 {
 	char path[48];
@@ -218,7 +218,7 @@ bool send_resets(pid_t daemon)
 		packets[i] = reset[i % sizeof(reset)];
 	tcflush(line, TCIFLUSH);
 	while (sent < LONGEST_PACKET && !has_answered(line) && now() < end) {
-		const size_t from = sent % sizeof(reset); /* where the line took a part only */
+		const size_t from = sent % sizeof(reset); /* after a partial write */
 		const ssize_t written = write(line, packets + from, sizeof(packets) - from);
 		if (written > 0)
 			sent += static_cast<size_t>(written);

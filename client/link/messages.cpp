@@ -10,7 +10,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-/* What a command may say at most; traces of the bytes on the line are more. */
+/* The most that a command prints, without traces of the line. */
 constexpr long long MESSAGES_ROOM = 4096;
 
 static const char *const result_texts[] = {
@@ -62,7 +62,7 @@ bool judge_message(const char *line, const char *failure, outcome *end)
 	}
 	if (tells_refusal(line, failure))
 		end->refused = true;
-	int code = code_after(line, "(error code: "); /* said only of the command itself */
+	int code = code_after(line, "(error code: "); /* only in the command's own message */
 	if (code < 0 && !failure)
 		code = code_after(line, "hci_status=");
 	if (code >= 0)
@@ -70,7 +70,7 @@ bool judge_message(const char *line, const char *failure, outcome *end)
 	return false;
 }
 
-/* Where the daemon's next message goes: behind a file that was cut its own place counts. */
+/* Where the daemon's next message goes: without append to its own offset, even in a cut file. */
 static off_t next_place(const messages *m)
 {
 	struct stat info;
@@ -80,7 +80,7 @@ static off_t next_place(const messages *m)
 	return fstat(fileno(m->file), &info) == 0 ? info.st_size : 0;
 }
 
-/* How many bytes the daemon can still write: its own limit and the disk's. */
+/* How many bytes the daemon can still write, by its own limit and the disk's. */
 static long long room(const messages *m)
 {
 	struct statvfs disk;
@@ -93,7 +93,7 @@ static long long room(const messages *m)
 	return available < left ? available : left;
 }
 
-/* A file that is not appended to would only get a hole. */
+/* Not without append: the file would only get a hole. */
 static void empty(const messages *m)
 {
 	char path[48];
@@ -102,7 +102,7 @@ static void empty(const messages *m)
 	const int file = m->appends ? open(path, O_WRONLY | O_CLOEXEC) : -1;
 	if (file < 0)
 		return;
-	/* Where that fails the file stays full, and says so. */
+	/* If that fails the file stays full, which is reported. */
 	(void)!ftruncate(file, 0);
 	close(file);
 }
@@ -117,7 +117,7 @@ void messages_begin(messages *m, pid_t daemon)
 	snprintf(path, sizeof(path), "/proc/%d/fd/2", static_cast<int>(daemon));
 	const ssize_t length = readlink(path, m->place, sizeof(m->place) - 1);
 	m->place[length > 0 ? length : 0] = '\0';
-	/* A terminal or a pipe must not be opened: reading would take what is another's. */
+	/* Never open a terminal or a pipe: reading would take another reader's data. */
 	m->is_no_file = stat(path, &info) == 0 && !S_ISREG(info.st_mode);
 	if (!m->is_no_file)
 		m->file = fopen(path, "re");
@@ -147,7 +147,7 @@ void messages_take(messages *m, FILE *results, const char *failure, outcome *end
 	if (!m->file)
 		return;
 	end->heard = !m->may_be_cut;
-	clearerr(m->file); /* its end has moved since it was seen */
+	clearerr(m->file); /* its end has moved since the last read */
 	while (ftello(m->file) < m->until && fgets(line, sizeof(line), m->file)) {
 		const bool is_result = judge_message(line, failure, end);
 		if (!is_result)

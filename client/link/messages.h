@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the daemon says of a command: it writes results and warnings to its standard error. */
+/* Reads the daemon's messages for a command: it writes results and warnings to standard error. */
 #pragma once
 
 #include <cstdio>
@@ -7,40 +7,40 @@
 
 struct messages {
 	pid_t daemon;
-	FILE *file;      /* where the next message comes, or null: it cannot be read */
+	FILE *file;      /* the file of the messages, or null if it cannot be read */
 	bool is_no_file; /* they go to a pipe, a terminal, a device */
-	bool appends;    /* the daemon writes at the end of the file, wherever that is by then */
-	off_t from;      /* what stands before this was said before */
-	off_t until;     /* what stands behind this is said to others */
-	bool may_be_cut; /* there was no room for all that it said, or the file was cut meanwhile */
-	char place[128]; /* where the daemon's standard error goes */
+	bool appends;    /* the daemon always writes at the end of the file */
+	off_t from;      /* earlier messages end here */
+	off_t until;     /* messages for other clients begin here */
+	bool may_be_cut; /* messages may be lost: the file was full, or was cut meanwhile */
+	char place[128]; /* the name of the daemon's standard error */
 };
 
 struct outcome {
-	bool heard;       /* the messages could be read, every one of them */
+	bool heard;       /* all messages could be read */
 	bool refused;     /* a warning or a failure was among the messages */
-	int error_code;   /* the controller's, or -1 */
+	int error_code;   /* of the controller, or -1 */
 	char result[128]; /* the line with the result, or empty */
 };
 
-/* Note what the daemon has said so far. A file that is full is emptied, if that is allowed. */
+/* Remember the end of the earlier messages. Empties a full file if that is allowed. */
 void messages_begin(messages *m, pid_t daemon);
 
-/* Note that what it says from now on is for others. */
+/* Remember that later messages are for other clients. */
 void messages_stop(messages *m);
 
 /*
- * Take what it has said between: results to `results` (null: nowhere), all else to stderr, and
- * what they amount to into `end`. `failure` is what the command's own failure is known by
- * (null: any warning), for an attach event or the start-up may have warned as well.
+ * Read the messages between the two: results go to `results` (null: nowhere), others to stderr,
+ * and the outcome to `end`. `failure` is the message of the command's own failure (null: any
+ * warning): an attach event or the start-up may have printed warnings too.
  */
 void messages_take(messages *m, FILE *results, const char *failure, outcome *end);
 
-/* Why the messages could not be heard: what to tell the user. */
+/* Why the messages could not be read, as text for the user. */
 const char *messages_reason(const messages *m);
 
-/* Close what messages_begin has opened. */
+/* Close the file of messages_begin. */
 void messages_end(messages *m);
 
-/* One message's part of the outcome: true when it is a result. */
+/* Add one message to the outcome: true when it is a result. */
 bool judge_message(const char *line, const char *failure, outcome *end);

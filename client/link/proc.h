@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the kernel tells of a process, in the files of /proc. */
+/* Reads what the kernel shows of a process in /proc. */
 #pragma once
 
 #include <cstdio>
 #include <sys/types.h>
 
-/* /proc/PID/`file` to be read, or null with errno. */
+/* Open /proc/PID/`file` for reading; null with errno. */
 FILE *open_proc(pid_t pid, const char *file);
 
-/* The first line of it, without its end: false, and an empty text, if there is none. */
+/* Its first line without the line end; false with an empty text if there is none. */
 bool proc_line(pid_t pid, const char *file, char *text, int size);
 
-/* The number behind `name` at the beginning of a line there, in `base`; -1 if there is none. */
+/* The number in `base` after `name` at the beginning of a line; -1 if there is none. */
 long long proc_number(pid_t pid, const char *file, const char *name, int base);

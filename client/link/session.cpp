@@ -14,7 +14,7 @@
 #include <sys/sem.h>
 #include <unistd.h>
 
-/* How long a `cmd_doing` of unknown origin is given before its client counts as dead. */
+/* How long to wait for a `cmd_doing` of an unknown client before that counts as dead. */
 constexpr int64_t FOREIGN_COMMAND = 1000;
 constexpr int64_t ALIVE_CHECK = 100;
 
@@ -44,7 +44,7 @@ session_state session_try(session *s)
 	s->shm_id = shmget(static_cast<key_t>(BLE_SHM_KEY), 0, BLE_IPC_MODE);
 	if (s->shm_id < 0 || shmctl(s->shm_id, IPC_STAT, &s->info) != 0)
 		return state_of_errno();
-	/* Of any size: the daemon works with what it finds, for the kernel maps whole pages. */
+	/* Any size: the daemon accepts it too, because the kernel maps whole pages. */
 	s->daemon = find_daemon(s->shm_id, &s->info);
 	if (s->daemon == 0)
 		return SESSION_NO_DAEMON;
@@ -101,9 +101,9 @@ static exit_status ended()
 }
 
 /*
- * Whose turn it is stands in the segment's first word, which is the clients': a process id,
- * changed atomically and without the lock. So the lock sees only the client whose turn it is
- * and the daemon, and a dead client's turn goes to whoever finds it.
+ * The segment's first word, which belongs to the clients, has the process id of the client whose
+ * turn it is. It is changed atomically, without the lock. So only that client and the daemon use
+ * the lock, and the next client can take the turn of a dead one.
  */
 static exit_status take_turn(session *s, uint32_t *previous)
 {
@@ -136,7 +136,7 @@ void session_give_turn(session *s)
 				    __ATOMIC_SEQ_CST);
 }
 
-/* Let a command finish that is not a dead client's: another program may have sent it. */
+/* Wait for a command that may be another program's; not for a dead client's. */
 static void wait_for_foreign_command(const session *s, uint32_t previous)
 {
 	const int64_t end = now() + FOREIGN_COMMAND;
@@ -172,7 +172,7 @@ static exit_status busy()
 
 static exit_status take_lock(const session *s)
 {
-	/* A daemon that is starting has no handler yet: the signal would end it. */
+	/* A starting daemon has no handler yet: the signal would end it. */
 	while (!takes_commands(s->daemon)) {
 		if (!session_alive(s))
 			return ended();
@@ -199,17 +199,16 @@ exit_status session_lock(session *s)
 	return status;
 }
 
-/* Those of an emulator, for this program makes none. */
+/* Only an emulator's: this program creates none. */
 static bool has_threads()
 {
 	return proc_number(getpid(), "status", "Threads:", 10) > 1;
 }
 
 /*
- * As the end of this process would: the kernel undoes what it has noted for it, and nothing if a
- * new daemon has released the lock of a dead one meanwhile. An operation of +1 would then leave a
- * lock for two; it is for where a container forbids unshare, or threads share the note and the
- * last of them would undo it.
+ * Release the lock like the end of this process: the kernel applies its undo value, which is 0 if
+ * a new daemon has released the lock meanwhile. An operation of +1 would then let two in. It is
+ * only used where a container forbids unshare, or threads share the undo value.
  */
 static void give_back_lock(const session *s)
 {
@@ -223,13 +222,13 @@ void session_unlock(session *s)
 	session_give_turn(s);
 }
 
-/* The compiler keeps the order of what it writes: this process may be killed in between. */
+/* Makes the compiler keep the order of writes: this process may be killed between them. */
 static void written()
 {
 	__atomic_signal_fence(__ATOMIC_SEQ_CST);
 }
 
-/* The first character last, and gone first: half a command is a word that the daemon refuses. */
+/* Clears the first character first and writes it last: the daemon refuses a half command. */
 static void write_words(ble_segment *segment, const command_words *words)
 {
 	char *const first = segment->cmd.argv[0];
@@ -247,7 +246,7 @@ static void write_words(ble_segment *segment, const command_words *words)
 	first[0] = words->word[0][0];
 }
 
-/* Whether no other program has written a command over this one. */
+/* Whether no other program has overwritten the command. */
 static bool words_stand(const ble_segment *segment, const command_words *words)
 {
 	for (int i = 0; i < words->count; i++)
@@ -257,8 +256,8 @@ static bool words_stand(const ble_segment *segment, const command_words *words)
 }
 
 /*
- * The daemon interprets the command while it has the lock: that it had it last, after this
- * client, tells that it has begun. Who knows nothing of turns may have had it in between.
+ * The daemon interprets the command under the lock: if it had the lock last, after this client,
+ * it has begun. A client that ignores turns may have had the lock between.
  */
 static bool is_taken(const session *s)
 {
@@ -266,8 +265,8 @@ static bool is_taken(const session *s)
 }
 
 /*
- * Whether the daemon is through with the command. `cmd_doing` alone does not tell: the end of
- * an earlier round, or of an attach event, clears it too.
+ * Whether the daemon has carried out the command. `cmd_doing` alone is no proof: the end of an
+ * earlier round or of an attach event clears it too.
  */
 static bool is_done(const session *s)
 {
@@ -301,7 +300,7 @@ static exit_status wait_for_end(const session *s, const command_words *words,
 		}
 		pause_for(polls++ < 100 ? 1 : 10);
 	}
-	/* A new daemon in the place of a dead one, or another's command, ends the same way. */
+	/* A new daemon after a crash, or another client's command, looks the same. */
 	if (!session_alive(s))
 		return ended();
 	return words_stand(s->segment, words) ? EXIT_DONE : overwritten();
@@ -311,7 +310,7 @@ bool session_send(session *s, const command_words *words)
 {
 	write_words(s->segment, words);
 	give_back_lock(s);
-	/* Asked again, for its process id may have gone to another since. */
+	/* Checked again: another process may have got its process id. */
 	return session_alive(s) && kill(s->daemon, SIGUSR1) == 0;
 }
 

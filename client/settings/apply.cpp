@@ -24,7 +24,7 @@ static bool is_action(const char *word)
 	       strcmp(word, "restart") == 0;
 }
 
-/* Cut a line into words, up to a comment: how many, or -1 for too many. */
+/* Split a line into words, up to a comment: their number, or -1 for too many. */
 static int split(char *line, const char **words)
 {
 	int count = 0;
@@ -140,7 +140,7 @@ bool needs_reset(const ble_record *before, const ble_record *after)
 	       memcmp(before->power_index, after->power_index, sizeof(after->power_index)) != 0;
 }
 
-/* Only what can be read back: a field may hold anything. */
+/* Only a value that can be read back: a field may have any bytes. */
 static void print_field(FILE *out, const char *before, const text_field *field, const void *base,
 			const char *after)
 {
@@ -160,7 +160,7 @@ static bool differs(const text_field *field, const beacon_entry *one, const beac
 	return strcmp(field_text(field, one, text), field_text(field, other, usual)) != 0;
 }
 
-/* Only what differs from an entry that was never touched; nothing for such a one. */
+/* Only the differences from an entry of a new daemon. */
 static void print_entry(FILE *out, const beacon_entry *entry, int number)
 {
 	beacon_entry untouched;

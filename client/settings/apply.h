@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Beacons and settings as a file: reading one, writing one, telling what it changes. */
+/* Beacons and settings as a file: read it, write it, show what it changes. */
 #pragma once
 
 #include "client/settings/edit.h"
@@ -16,17 +16,17 @@ struct plan {
 	fault note;         /* the first line with a field that has no effect, or empty */
 };
 
-/* Read and check all of it: false with the fault. */
+/* Read and check the whole file: false with the fault. */
 bool read_plan(FILE *file, plan *p);
 
-/* Make the changes; false with the fault, `record` is then half changed. */
+/* Make the changes; false with the fault, and `record` half changed. */
 bool edit_by_plan(ble_record *record, plan *p);
 
-/* One line for each field that differs; how many there were. */
+/* Print one line for each field that differs; returns their number. */
 int print_differences(FILE *out, const ble_record *before, const ble_record *after);
 
-/* Whether the controller has to be told: the daemon does that only as it sets it up. */
+/* Whether the controller must get a setting, which the daemon sends only at its start-up. */
 bool needs_reset(const ble_record *before, const ble_record *after);
 
-/* The lines that make a record like this one. */
+/* Print the lines that make a record like this one. */
 void print_plan(FILE *out, const ble_record *record);

@@ -36,7 +36,7 @@ bool read_controller(const ble_segment *segment, controller_info *info)
 	info->hci_revision = low_byte_first(version + 8);
 	info->manufacturer = low_byte_first(version + 11);
 	info->manufacturer_name = name_manufacturer(info->manufacturer);
-	info->has_build = kind != KIND_QUALCOMM && revision[0] == 0x04; /* an event came */
+	info->has_build = kind != KIND_QUALCOMM && revision[0] == 0x04; /* it is an event */
 	info->build_user = low_byte_first(revision + 8);
 	info->build_system = low_byte_first(revision + 10);
 	return true;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Who the controller is, read from the segment's information area. */
+/* The controller's identity, from the segment's information area. */
 #pragma once
 
 #include "daemon/segment.h"
@@ -15,5 +15,5 @@ struct controller_info {
 	unsigned build_system;
 };
 
-/* False while no controller is usable: what the area holds is then of an earlier one. */
+/* False while no controller is usable: the area then describes an earlier one. */
 bool read_controller(const ble_segment *segment, controller_info *info);

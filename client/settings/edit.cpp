@@ -56,7 +56,7 @@ static void name_fields(const text_field *fields, char *text, size_t size)
 
 /*
  * Take one setting from the arguments: "--name value", "--name=value" or "name=value"; without
- * dashes also "name value". The number of arguments taken, 0 for a fault.
+ * dashes also "name value". Returns the number of arguments taken, 0 for a fault.
  */
 static int take_setting(const text_field *fields, void *base, int argc, const char *const *argv,
 			fault *wrong, fault *passed_over)

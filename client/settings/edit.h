@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Changes to beacons and settings as a user writes them, made to a record in memory. */
+/* Makes a user's changes to beacons and settings in a record in memory. */
 #pragma once
 
 #include "daemon/segment.h"
@@ -10,9 +10,9 @@ struct fault {
 
 /*
  * Carry out "beacon N ...", "beacon clear N|all" or "set NAME VALUE ..." on `record`. False
- * for a fault; the record may then be half changed, so hand in a copy. A field that the daemon
- * does not read is a fault; where `passed_over` is given it is left out and told there, because
- * files that were saved before have them.
+ * for a fault, with the record half changed: pass a copy. A field that the daemon does not read
+ * is a fault; if `passed_over` is given it is skipped and described there, because older saved
+ * files have such fields.
  */
 bool edit_record(ble_record *record, int argc, const char *const *argv, fault *wrong,
 		 fault *passed_over);
@@ -22,5 +22,5 @@ int beacon_index(const char *text, fault *wrong);
 
 void set_fault(fault *wrong, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-/* Write to `live` what differs between the copies; its status and action are left alone. */
+/* Write the differences between the copies to `live`, but not status and action. */
 void write_changes(ble_record *live, const ble_record *before, const ble_record *after);

@@ -41,7 +41,7 @@ static bool read_word(const char *text, const char *word, char *value)
 	return true;
 }
 
-/* Without leading zeros: "007" becomes "7", so that it fits whatever was written. */
+/* Removes leading zeros, so that it always fits: "007" becomes "7". */
 static bool read_limited(const char *text, unsigned limit, char *value)
 {
 	unsigned number;
@@ -57,7 +57,7 @@ static bool read_16_bits(const char *text, char *value)
 	return read_limited(text, 65535, value);
 }
 
-/* The slots of 0.625 ms that a controller counts end at 16384, whatever the daemon takes. */
+/* A controller accepts at most 16384 slots of 0.625 ms; the daemon accepts more. */
 static bool read_milliseconds(const char *text, char *value)
 {
 	unsigned number;
@@ -79,7 +79,7 @@ static bool read_power(const char *text, char *value)
 		return read_word(text, "NONE", value) || read_limited(text, 255, value);
 	if (!read_number(text + 1, 128, &below) || below == 0)
 		return false;
-	snprintf(value, FIELD_TEXT, "%u", 256 - below); /* the byte that means so many dBm */
+	snprintf(value, FIELD_TEXT, "%u", 256 - below); /* the byte for this many dBm */
 	return true;
 }
 
@@ -123,7 +123,7 @@ static bool random_uuid(char *value)
 	return true;
 }
 
-/* Hyphens only where a UUID has them; with one of them it must have all four. */
+/* Hyphens only at their places in a UUID: none or all four. */
 static bool read_uuid(const char *text, char *value)
 {
 	char digits[UUID_DIGITS + 1];

@@ -10,8 +10,8 @@
 struct controller_limits {
 	const char *kind;
 	bool has_gap_params;
-	bool keeps_address;    /* on a soft reset, which it is not even told of */
-	unsigned power_levels; /* 0: it has no index of them */
+	bool keeps_address;    /* at a soft reset, which the daemon does not send to it */
+	unsigned power_levels; /* 0: it has no power index */
 };
 
 // clang-format off
@@ -22,7 +22,7 @@ static const controller_limits controllers[] = {
 };
 // clang-format on
 
-/* Null while none is usable. */
+/* Null while no controller is usable. */
 static const controller_limits *limits_of(const ble_segment *segment)
 {
 	controller_info info;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the attached controller has and takes: nothing is sent that would have no effect. */
+/* The limits of the attached controller: commands without effect are not sent. */
 #pragma once
 
 #include "client/settings/edit.h"
@@ -7,18 +7,18 @@
 #include <cstdio>
 #include <sys/types.h>
 
-/* Whether it has what the daemon's option is about ("gap-param", ...); else a fault. */
+/* Whether the daemon's option ("gap-param", ...) has an effect on it; else a fault. */
 bool has_option(const ble_segment *segment, const char *option, fault *wrong);
 
 /*
- * Whether only a hard reset gives it the address that is set, its own: the newer TI controllers
- * keep what they were given on a soft one. `segment` is as it will be; false for no difference.
+ * Whether it gets the set address, its own one, only by a hard reset: newer TI controllers keep a
+ * given address at a soft one. `segment` has the new settings; false without a difference.
  */
 bool needs_hard_reset(const ble_segment *segment, pid_t daemon);
 
-/* What is set in the record, and is not for every controller: a line for each, if any. */
+/* Print a line for each setting that not every controller accepts. */
 void print_undecided(FILE *out, const ble_record *record);
 
-/* Whether it takes the settings that differ; anything will do while none is usable. */
+/* Whether it accepts the settings that differ; true while no controller is usable. */
 bool takes_settings(const ble_segment *segment, const ble_record *before, const ble_record *after,
 		    fault *wrong);

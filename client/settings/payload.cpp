@@ -102,7 +102,7 @@ struct payload_part {
 };
 
 // clang-format off
-static const payload_part beacon_parts[] = { /* of a prefix that announces a beacon */
+static const payload_part beacon_parts[] = { /* for an iBeacon prefix */
 	{  0, 3, "flags: general discoverable, no BR/EDR" },
 	{  3, 2, "26 bytes of manufacturer data follow" },
 	{  5, 2, "company 0x004C, low byte first" },

@@ -17,7 +17,7 @@ struct setting_row {
 };
 
 // clang-format off
-static const setting_row settings[] = { /* those that only a reset tells the controller */
+static const setting_row settings[] = { /* the controller gets these only by a reset */
 	{ "interval",    offsetof(ble_record, interval),    sizeof(ble_record::interval) },
 	{ "mac",         offsetof(ble_record, mac),         sizeof(ble_record::mac) },
 	{ "power-index", offsetof(ble_record, power_index), sizeof(ble_record::power_index) },
@@ -25,7 +25,7 @@ static const setting_row settings[] = { /* those that only a reset tells the con
 // clang-format on
 constexpr size_t SETTINGS = sizeof(settings) / sizeof(settings[0]);
 
-/* Behind the last word of a command: nothing reads there but this. */
+/* After the last word of a command, where nothing else reads. */
 struct notes {
 	uint8_t beacon[BLE_BEACONS][MARK_SIZE]; /* zeros: not started; STOPPED in the first */
 	uint8_t setting[SETTINGS][MARK_SIZE];
@@ -48,7 +48,7 @@ struct mark {
 
 static const mark STOPPED = { { 0, 0, 1 } }; /* no beacon has it */
 
-/* FNV-1a folded to 24 bits, and neither zeros nor STOPPED. */
+/* FNV-1a folded to 24 bits; never zeros or STOPPED. */
 static mark mark_of(const void *data, size_t length)
 {
 	const auto *bytes = static_cast<const uint8_t *>(data);
@@ -63,7 +63,7 @@ static mark mark_of(const void *data, size_t length)
 		   static_cast<uint8_t>(hash) } };
 }
 
-/* The daemon rotates all that read as 1, once one of them is active. */
+/* Once one entry is active, the daemon rotates all whose `enable` reads as 1. */
 static bool is_advertised(const beacon_entry *entry)
 {
 	char text[FIELD_TEXT];
@@ -86,7 +86,7 @@ static mark setting_mark(const ble_record *record, const setting_row *row)
 	char text[FIELD_TEXT];
 
 	bounded_text(reinterpret_cast<const char *>(record) + row->offset, row->width, text);
-	/* Without manufacturing data no address was given to the controller, as with NONE. */
+	/* An empty address, without manufacturing data, is not sent: like NONE. */
 	const char *given = text[0] ? text : "NONE";
 	return mark_of(given, strlen(given));
 }
@@ -145,7 +145,7 @@ void started_adopt(ble_segment *segment, pid_t daemon)
 	segment->config.opt.unused = static_cast<uint32_t>(daemon);
 }
 
-/* What comes next without a usable controller is bringing one up, with all that is set then. */
+/* Without a usable controller the next step is a start-up, with all settings of that time. */
 void started_note_change(ble_segment *segment)
 {
 	if (segment->config.opt.status >= BLE_STATUS_AVAILABLE)
@@ -155,7 +155,7 @@ void started_note_change(ble_segment *segment)
 		note_beacons(segment);
 }
 
-/* "config NAME VALUE" tells the controller a value that need not be the one that is set. */
+/* "config NAME VALUE" sends the controller a value that may differ from the setting. */
 static void note_config(ble_segment *segment, const command_words *words)
 {
 	const char *name =
@@ -177,7 +177,7 @@ void started_note_command(ble_segment *segment, const command_words *words)
 	started_note_change(segment);
 	if (strcmp(first, "config") == 0 && words->count > 1)
 		note_config(segment, words);
-	/* Any command makes a rotation begin anew, with what is set by then. */
+	/* Any command restarts a rotation with the current settings. */
 	if (strcmp(first, "ibeacon") != 0) {
 		if (is_start(segment->config.opt.action))
 			note_beacons(segment);

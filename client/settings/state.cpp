@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-/* Milliseconds: an event on the line takes 25 at most, and whoever asks wants to read on. */
+/* Milliseconds: an event on the line takes at most 25, and the user waits for the output. */
 constexpr int64_t SEEMS_STUCK_AFTER = 500;
 
 struct code_name {
@@ -68,7 +68,7 @@ void take_state(state *s, const ble_segment *live, pid_t daemon)
 {
 	s->daemon = daemon;
 	s->is_stuck = stays_stuck(daemon, SEEMS_STUCK_AFTER, &s->doing);
-	/* Byte for byte, without the lock: a word or a short field more or less fresh is no harm.
+	/* Without the lock: it does no harm if a word or a field is slightly older than others.
 	 */
 	memcpy(static_cast<void *>(&s->segment), live, sizeof(*live));
 }
@@ -88,7 +88,7 @@ bool is_ti(const ble_segment *segment)
 	return read_controller(segment, &info) && strncmp(info.kind, "ti-", 3) == 0;
 }
 
-/* An entry's UUID for a person: hyphenated, and harmless to a terminal. */
+/* An entry's UUID for display: hyphenated and printable. */
 static const char *uuid_text(const beacon_entry *entry, char *text)
 {
 	char field[FIELD_TEXT];
@@ -96,7 +96,7 @@ static const char *uuid_text(const beacon_entry *entry, char *text)
 	return printable(hyphenated(bounded_text(entry->uuid, sizeof(entry->uuid), field), text));
 }
 
-/* On by its own word, and passed over for want of an identifier. */
+/* On, but skipped by the daemon because it has no identifier. */
 static bool lacks_uuid(const beacon_entry *entry)
 {
 	char text[FIELD_TEXT];
@@ -105,7 +105,7 @@ static bool lacks_uuid(const beacon_entry *entry)
 	       strcmp(bounded_text(entry->enable, sizeof(entry->enable), text), "1") == 0;
 }
 
-/* Only while beacons are on the air is there something to differ from. */
+/* Beacons can only differ from those on the air. */
 static bool is_marked(const state *s, size_t i)
 {
 	return s->segment.config.opt.status == BLE_STATUS_ADVERTISING &&
@@ -196,7 +196,7 @@ static void print_settings(FILE *out, const state *s)
 	fputc('\n', out);
 }
 
-/* What keeps the daemon from taking a command now, in words. */
+/* Print why the daemon cannot take a command now. */
 static void print_doing(FILE *out, const state *s)
 {
 	if (s->is_stuck)
@@ -283,13 +283,13 @@ static void settings_object(FILE *out, const ble_record *record)
 			json_string(out, text);
 		else if (strcmp(text, "NONE") == 0)
 			fputs("null", out);
-		else /* what is sent, whatever the text says */
+		else /* the byte that is sent */
 			fprintf(out, "%d", static_cast<int8_t>(strtol(text, nullptr, 10)));
 	}
 	fputc('}', out);
 }
 
-/* The names of those that only a reset tells the controller. */
+/* Print the names of changed settings that the controller gets only by a reset. */
 static void differing_settings(FILE *out, const state *s)
 {
 	const char *comma = "";

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What the segment says of the daemon, the controller and the beacons: as text and as JSON. */
+/* The state of daemon, controller and beacons from the segment, as text and as JSON. */
 #pragma once
 
 #include "client/link/health.h"
@@ -8,30 +8,30 @@
 #include <cstdio>
 #include <sys/types.h>
 
-struct state { /* a copy, for the daemon goes on writing */
+struct state { /* a copy: the daemon goes on writing */
 	pid_t daemon;
 	pursuit doing;
-	bool is_stuck; /* it has not moved for a while where it may never move again */
+	bool is_stuck; /* no progress for a while, in a wait that may last for ever */
 	ble_segment segment;
 };
 
-/* Copy the segment as it stands; waits for a moment to see whether a busy daemon moves. */
+/* Copy the segment; waits for a moment to see whether a busy daemon makes progress. */
 void take_state(state *s, const ble_segment *live, pid_t daemon);
 
-/* "available", "start", ...; a number that has no name is "unknown". */
+/* "available", "start", ...; "unknown" for a number without a name. */
 const char *status_name(uint32_t status);
 const char *action_name(uint32_t action);
 
-/* "available", ... -> BLE_STATUS_*: false for a name that none has. */
+/* "available", ... -> BLE_STATUS_*: false for an unknown name. */
 bool find_status(const char *name, uint32_t *status);
 
-/* Whether a beacon is active, and so whether a start has anything to put on the air. */
+/* Whether a beacon is active: then a start puts something on the air. */
 bool has_active_beacon(const ble_record *record);
 
-/* Whether the attached controller is one of TI's: its refusals are then the vendor's own. */
+/* Whether the attached controller is one of TI's, which have their own error codes. */
 bool is_ti(const ble_segment *segment);
 
-/* For people; beacons by their index from 0. */
+/* As text; beacons by their index from 0. */
 void print_state(FILE *out, const state *s, bool with_payload);
 void print_beacons(FILE *out, const state *s, bool with_payload);
 void print_beacon(FILE *out, const ble_record *record, size_t i);
