@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What is on the air, in words: beacons decoded from their payloads, tests by their channel. */
+/* Describes what is on the air: beacons decoded from their payloads, tests with their channel. */
 #include "sim/air/advertisement.h"
 
 #include <algorithm>
@@ -41,7 +41,7 @@ std::optional<beacon> decode_beacon(byte_view payload)
 {
 	size_t at = 0;
 
-	/* A payload is a row of structures: a length, a type, and length - 1 bytes. */
+	/* A payload is a sequence of structures: a length, a type, and length - 1 bytes. */
 	while (at + 1 < payload.size() && payload[at] != 0) {
 		const size_t length = payload[at];
 		if (at + 1 + length > payload.size())

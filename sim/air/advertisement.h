@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What is on the air, in words: beacons decoded from their payloads, tests by their channel. */
+/* Describes what is on the air: beacons decoded from their payloads, tests with their channel. */
 #pragma once
 
 #include "sim/controller/controller.h"
@@ -16,20 +16,20 @@ struct beacon {
 	bool operator==(const beacon &) const = default;
 };
 
-/* The iBeacon in an advertisement's payload; nothing when there is none. */
+/* The iBeacon in an advertisement's payload, or nothing. */
 std::optional<beacon> decode_beacon(byte_view payload);
 
 double interval_ms(uint16_t slots);
 double channel_mhz(uint8_t channel);
 const char *pattern_name(uint8_t pattern);
 
-/* "100", "100.625": as short as it can be */
+/* "100", "100.625": as short as possible */
 std::string number_text(double value);
 
 /* "uuid ... major 1 minor 2 power -54 dBm", or the payload's bytes */
 std::string payload_text(byte_view payload);
 
-/* One line, without its end, for whatever is on the air. */
+/* One line for what is on the air, without line end. */
 std::string air_text(const air_state &air);
 
 } // namespace sim

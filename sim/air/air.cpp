@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The air that several simulators share: who sends what, and what of it one of them hears. */
+/* The air that several simulators share: what each sends, and what each receives. */
 #include "sim/air/air.h"
 
 #include <algorithm>
@@ -10,8 +10,8 @@ namespace sim
 {
 
 /*
- * One bit lasts a microsecond. Preamble 1, access address 4, header 2 and check 3 bytes frame
- * the payload; packets begin a multiple of 625 us apart, at least 249 us after the last ended.
+ * One bit lasts a microsecond. The payload has 10 more bytes around it: preamble 1, access address
+ * 4, header 2, check 3. Packets begin a multiple of 625 us apart, at least 249 us after an end.
  */
 moment test_packet_interval(uint8_t length)
 {
@@ -105,7 +105,7 @@ bool neighbours::take(const std::string &message, moment now)
 	const auto before = m_all.find(name);
 	const bool is_known = before != m_all.end();
 	if (is_known && before->second.air == *air && before->second.chance == chance)
-		return true; /* told again for a newcomer */
+		return true; /* repeated for a newcomer */
 	if (is_known && before->second.air.doing == radio::transmitting)
 		m_ended.push_back({ before->second, now });
 	if (air->doing == radio::off)
@@ -115,7 +115,7 @@ bool neighbours::take(const std::string &message, moment now)
 	return true;
 }
 
-/* Packets of a test that have begun while the receiver listened as well. */
+/* The packets of a test that began while the receiver listened. */
 uint64_t neighbours::sent_by(const neighbour &other, moment since, moment until)
 {
 	const moment both = until - std::max(since, other.since);
@@ -179,7 +179,7 @@ std::string air_link::open(const std::string &path)
 	return listen_at(path, m_listener);
 }
 
-/* Whoever kept the air has ended: somebody else of us takes it over. */
+/* The keeper of the air has ended: another simulator takes it over. */
 void air_link::rejoin()
 {
 	if (m_path.empty() || is_open())
@@ -221,7 +221,7 @@ static std::string name_in(const std::string &message)
 	return name;
 }
 
-/* A simulator that was killed has nothing on the air any more, and cannot say so. */
+/* A killed simulator cannot report its end: do it here. */
 void air_link::part_from_gone(std::vector<std::string> &heard)
 {
 	for (const peer &gone : m_peers)

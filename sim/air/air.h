@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The air that several simulators share: who sends what, and what of it one of them hears. */
+/* The air that several simulators share: what each sends, and what each receives. */
 #pragma once
 
 #include "sim/air/advertisement.h"
@@ -12,27 +12,27 @@
 namespace sim
 {
 
-/* The others on the air, as their messages tell. */
+/* The other simulators on the air, according to their messages. */
 class neighbours
 {
       public:
 	struct neighbour {
 		air_state air;
-		uint32_t chance = 0; /* from which the delays of its advertising events come */
+		uint32_t chance = 0; /* seed of the delays of its advertising events */
 		moment since = {};
-		uint64_t counted = 0; /* of its test packets, by the receiver test that runs */
+		uint64_t counted = 0; /* test packets counted by the running receiver test */
 	};
 
 	/*
-	 * Takes a message; false when it is none of a neighbour's. What somebody sent before it
-	 * stays to be counted.
+	 * Takes a message; false when it is not of a neighbour. Packets sent before it can still
+	 * be counted.
 	 */
 	bool take(const std::string &message, moment now);
 
-	/* The test packets that a receiver on this channel since `since` has not counted yet. */
+	/* The new test packets for a receiver that listens on this channel since `since`. */
 	uint32_t new_packets(uint8_t channel, moment since, moment now);
 
-	/* The receiver starts or does not run: nothing is counted yet. */
+	/* The receiver starts, or does not run: begin at zero. */
 	void begin_count();
 
 	const std::map<std::string, neighbour> &all() const
@@ -44,7 +44,7 @@ class neighbours
 		m_all.clear();
 	}
 
-	/* A line for each that is on the air. */
+	/* A line for each simulator on the air. */
 	std::string list() const;
 
       private:
@@ -58,16 +58,16 @@ class neighbours
 	std::vector<ended_test> m_ended;
 };
 
-/* The time from the start of one test packet to the next, for its payload's length. */
+/* The time from one test packet's start to the next, for this payload length. */
 moment test_packet_interval(uint8_t length);
 
-/* How a simulator tells the others what it has on the air; `chance` is that of a neighbour. */
+/* The message with which a simulator reports its air to the others. */
 std::string air_message(const std::string &name, const air_state &air, uint32_t chance);
 
-/* What a newcomer says so that all others tell theirs. */
+/* The message of a newcomer: all others then report their air. */
 constexpr const char *AIR_HELLO = "hello";
 
-/* The socket of the air: the first who comes keeps it for all others. */
+/* The socket of the air: the first simulator keeps it for all others. */
 class air_link
 {
       public:
@@ -83,10 +83,10 @@ class air_link
 	}
 	void say(const std::string &message);
 
-	/* What the others have said; what somebody who has gone can say no more is said for him. */
+	/* The messages of the others, and a final message for each simulator that has gone. */
 	std::vector<std::string> hear();
 
-	/* The keeper of the air has gone, and with him all that he told; to be asked once. */
+	/* True once after the keeper of the air has gone: all reports are lost. */
 	bool take_loss()
 	{
 		return std::exchange(m_lost_keeper, false);
@@ -96,7 +96,7 @@ class air_link
       private:
 	struct peer {
 		text_socket socket;
-		std::string name = {}; /* by which it calls itself */
+		std::string name = {}; /* from its messages */
 	};
 
 	void accept_all();

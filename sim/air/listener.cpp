@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A scan: which advertising events of the others fall into its windows, and what is told of them.
+/* A scan: which advertising events of the others fall into its windows, and the reports of them.
  */
 #include "sim/air/listener.h"
 
@@ -13,22 +13,22 @@ namespace sim
 
 constexpr moment SLOT = std::chrono::microseconds(625);
 constexpr moment BETWEEN_PACKETS = std::chrono::microseconds(150);
-constexpr int64_t LONGEST_DELAY_US = 10'000; /* at random, behind each interval */
+constexpr int64_t LONGEST_DELAY_US = 10'000; /* random, after each interval */
 constexpr unsigned CHANNELS = 3;
 constexpr uint8_t EVENT_LE_META = 0x3E;
 constexpr uint8_t ADVERTISING_REPORT = 0x02;
 constexpr uint8_t REPORT_OF_SCAN_RESPONSE = 0x04;
-constexpr size_t MOST_TOLD = 1000; /* beyond that duplicates are told again */
+constexpr size_t MOST_TOLD = 1000; /* with more senders duplicates are reported again */
 
-/* Preamble 1, access address 4, header 2, address 6 and check 3 bytes frame the payload. */
+/* With preamble 1, access address 4, header 2, address 6 and check 3 bytes. */
 static moment packet_duration(size_t payload)
 {
 	return std::chrono::microseconds(static_cast<int64_t>(16 + payload) * 8);
 }
 
 /*
- * The packets of one event go out on the three channels, one after the other. A scan listens on
- * one channel for its window, and on the next one in the next interval. A whole packet counts.
+ * The packets of one event are sent on the three channels in turn. A scan listens on one channel
+ * during its window, and on the next channel in the next interval. Only whole packets count.
  */
 unsigned listener::times_heard(const scan_state &scan, const air_state &air, moment at) const
 {
@@ -84,7 +84,7 @@ void listener::tell(const scan_state &scan, const air_state &air, std::vector<by
 		return true;
 	};
 
-	/* What is directed is meant for somebody else. */
+	/* Directed advertising is for another device. */
 	if (!is_wanted || air.type == DIRECTED_FAST || air.type == DIRECTED_SLOW)
 		return;
 	if (is_new(air.type))
@@ -93,7 +93,7 @@ void listener::tell(const scan_state &scan, const air_state &air, std::vector<by
 		told.push_back(report(REPORT_OF_SCAN_RESPONSE, air, air.scan_response));
 }
 
-/* A scan that begins has heard nobody yet, and listens from now on. */
+/* A new scan has heard no sender yet. */
 void listener::begin(const scan_state &scan, moment now)
 {
 	m_scan = scan.number;

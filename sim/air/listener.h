@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A scan: which advertising events of the others fall into its windows, and what is told of them.
+/* A scan: which advertising events of the others fall into its windows, and the reports of them.
  */
 #pragma once
 
@@ -11,16 +11,16 @@ namespace sim
 class listener
 {
       public:
-	/* All that it hears is as strong as this, in dBm. */
+	/* It receives everything with this strength, in dBm. */
 	explicit listener(int8_t strength) : m_strength(strength) {}
 
 	/*
-	 * The report events of what was heard since the last call. To be asked before a change of
-	 * the others is taken, too: what they sent until then was heard.
+	 * The report events since the last call. Call it also before a change of the others is
+	 * taken: what they sent until then was heard.
 	 */
 	std::vector<bytes> hear(const neighbours &others, const scan_state &scan, moment now);
 
-	/* When the next advertising event of anybody begins; empty: nobody sends or nobody scans.
+	/* When the next advertising event begins; empty: no sender, or no scan.
 	 */
 	std::optional<moment> next() const
 	{
@@ -28,7 +28,7 @@ class listener
 	}
 
       private:
-	/* One who advertises: its events go on through changes of what it sends. */
+	/* An advertiser: its rhythm continues when its payload changes. */
 	struct sender {
 		uint32_t chance = 0;
 		std::mt19937 random{ chance };
@@ -41,10 +41,10 @@ class listener
 	bytes report(uint8_t type, const air_state &air, byte_view data) const;
 
 	int8_t m_strength;
-	uint32_t m_scan = 0; /* its number */
+	uint32_t m_scan = 0; /* the scan's number */
 	moment m_since = {};
 	std::map<std::string, sender> m_senders;
-	std::vector<std::pair<uint8_t, peer_address>> m_told; /* of which duplicates are dropped */
+	std::vector<std::pair<uint8_t, peer_address>> m_told; /* reported: duplicates are dropped */
 	std::optional<moment> m_next;
 };
 

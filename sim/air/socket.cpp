@@ -66,7 +66,7 @@ bool text_socket::write(const std::string &text)
 
 	if (count == static_cast<ssize_t>(text.size()))
 		return true;
-	close(); /* who does not listen is left behind */
+	close(); /* the other end does not read: give it up */
 	return false;
 }
 
@@ -97,7 +97,7 @@ std::string connect_to(const std::string &path, text_socket &result)
 	return "";
 }
 
-/* Makes room for a socket: one without a listener goes, and nothing else. */
+/* Removes a socket without a listener, and nothing else. */
 static std::string clear_old_socket(const std::string &path)
 {
 	struct stat status;

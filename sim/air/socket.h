@@ -8,7 +8,7 @@
 namespace sim
 {
 
-/* A socket that ends with its owner. */
+/* Closes its socket at the end of its lifetime. */
 class text_socket
 {
       public:
@@ -28,10 +28,10 @@ class text_socket
 	}
 	void close();
 
-	/* The whole lines that are there, without their ends; closes at the end of the stream. */
+	/* The whole lines received, without line ends; closes at the end of the stream. */
 	std::vector<std::string> read_lines();
 
-	/* False when the other end takes nothing any more. */
+	/* False when the other end no longer reads. */
 	bool write(const std::string &text);
 
       private:
@@ -39,13 +39,13 @@ class text_socket
 	std::string m_partial;
 };
 
-/* Waits at `path`; a stale socket there, without a listener, is replaced. */
+/* Listens at `path`; replaces a stale socket without a listener. */
 std::string listen_at(const std::string &path, text_socket &result);
 
-/* The other end at `path`; what is wrong, or nothing. */
+/* Connects to `path`; returns a fault or an empty text. */
 std::string connect_to(const std::string &path, text_socket &result);
 
-/* Somebody who wants in at a listening socket; not open: there is nobody. */
+/* Accepts a connection; not open if there is none. */
 text_socket accept_from(const text_socket &listener);
 
 } // namespace sim

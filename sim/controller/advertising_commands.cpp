@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The standard commands about what a controller advertises, and under which address. */
+/* The standard commands for advertising and its address. */
 #include "sim/controller/advertising_rules.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace sim
 
 constexpr uint16_t LONGEST_INTERVAL = 0x4000;
 constexpr uint16_t SHORTEST_INTERVAL = 0x0020;
-constexpr uint16_t SHORTEST_BEACON_INTERVAL = 0x00A0; /* nobody can connect, before 5.0 */
+constexpr uint16_t SHORTEST_BEACON_INTERVAL = 0x00A0; /* of non-connectable ones, before 5.0 */
 constexpr uint8_t HCI_VERSION_5_0 = 9;
 
 bool is_interval_allowed(const controller_settings &settings, uint8_t type, uint16_t slots)
@@ -57,7 +57,7 @@ static reply set_advertising_parameters(controller_core &core, byte_view params)
 	return {};
 }
 
-/* The levels of TI's two generations; the other maker's power cannot be chosen. */
+/* The levels of TI's two generations; the Qualcomm controller's power is fixed. */
 static int8_t tx_power_dbm(const controller_core &core)
 {
 	constexpr std::array<int8_t, 4> older = { -23, -6, 0, 4 };
@@ -76,7 +76,7 @@ static reply read_tx_power(controller_core &core, byte_view)
 	return { .payload = { static_cast<uint8_t>(tx_power_dbm(core)) } };
 }
 
-/* A length and as many bytes, in a field of one size. */
+/* A length and as many bytes, in a field of fixed size. */
 static reply set_data(bytes &target, byte_view params)
 {
 	if (params[0] > LONGEST_ADVERTISING_DATA)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands that every host begins with: the reset, the masks, what the controller is. */
+/* The first commands of every host: the reset, the masks, the controller's identity. */
 #include "sim/controller/controller.h"
 #include "sim/controller/packet.h"
 
@@ -12,12 +12,12 @@ constexpr uint8_t ACL_BUFFERS = 4;
 /* No BR/EDR, but LE: bits 37 and 38. */
 constexpr std::array<uint8_t, 8> FEATURES = { 0, 0, 0, 0, 0x60, 0, 0, 0 };
 
-/* Each kind of advertising, each kind of scanning, and any two of them at once. */
+/* All kinds of advertising and of scanning, and any combination of one of each. */
 constexpr std::array<uint8_t, 8> LE_STATES = { 0x3F, 0xFF, 0, 0, 0, 0, 0, 0 };
 
 /*
- * A reset starts the patch that has been loaded. Without strict checks it also ends the
- * download: a host may send more than the header announces, or less.
+ * A reset starts the loaded patch. Without strict checks it also ends the download: a host may
+ * send more or less than the header announces.
  */
 static reply reset(controller_core &core, byte_view)
 {
@@ -53,7 +53,7 @@ static reply read_address(controller_core &core, byte_view)
 	return { .payload = bytes(address.begin(), address.end()) };
 }
 
-/* From the tables of the commands themselves, so that none is told of that is not there. */
+/* Made from the command tables, so that it lists only commands that exist. */
 static reply read_supported_commands(controller_core &core, byte_view)
 {
 	bytes mask(SUPPORTED_COMMANDS_SIZE);
@@ -76,7 +76,7 @@ static reply read_buffer_size(controller_core &, byte_view)
 	bytes payload;
 
 	append_low_first_16(payload, LONGEST_ACL_DATA);
-	payload.push_back(0); /* synchronous data: none */
+	payload.push_back(0); /* no synchronous data */
 	append_low_first_16(payload, ACL_BUFFERS);
 	append_low_first_16(payload, 0);
 	return { .payload = payload };
@@ -91,7 +91,7 @@ static reply read_le_buffer_size(controller_core &, byte_view)
 	return { .payload = payload };
 }
 
-/* None of the features is one of broadcasting or listening. */
+/* No feature concerns broadcasting or scanning. */
 static reply read_le_features(controller_core &, byte_view)
 {
 	return { .payload = bytes(8) };
@@ -117,7 +117,7 @@ static reply set_event_mask(controller_core &core, byte_view params)
 	return {};
 }
 
-/* Its events are all of BR/EDR or of connections. */
+/* All its events are for BR/EDR or connections. */
 static reply set_event_mask_page_2(controller_core &, byte_view)
 {
 	return {};

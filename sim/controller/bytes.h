@@ -16,7 +16,7 @@ namespace sim
 using bytes = std::vector<uint8_t>;
 using byte_view = std::span<const uint8_t>;
 
-/* Six bytes in the order of the line: the least significant comes first. */
+/* Six bytes in the order on the line: least significant first. */
 using device_address = std::array<uint8_t, 6>;
 
 uint16_t low_first_16(byte_view data, size_t offset);
@@ -27,10 +27,10 @@ void append(bytes &data, byte_view more);
 /* "01 03 0C 00" */
 std::string hex_text(byte_view data);
 
-/* Pairs of digits, with or without blanks or colons between them; nothing for other text. */
+/* Pairs of digits, with or without spaces or colons between them; nothing for other text. */
 std::optional<bytes> parse_hex(std::string_view text);
 
-/* "02:00:00:00:00:01", the most significant byte first */
+/* "02:00:00:00:00:01", most significant byte first */
 std::string address_text(const device_address &address);
 std::optional<device_address> parse_address(std::string_view text);
 

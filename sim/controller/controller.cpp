@@ -24,7 +24,7 @@ constexpr uint8_t EVENT_COMMAND_STATUS = 0x0F;
 constexpr uint8_t EVENT_VENDOR = 0xFF;
 constexpr uint64_t MASK_LE_META = uint64_t{ 1 } << 61;
 constexpr uint64_t MASK_ADVERTISING_REPORT = uint64_t{ 1 } << 1;
-constexpr uint16_t TI_EXTENSION_EVENT = 0x0400; /* and the low byte of the opcode */
+constexpr uint16_t TI_EXTENSION_EVENT = 0x0400; /* plus the low byte of the opcode */
 constexpr uint16_t TI_GAP_COMMAND_STATUS = 0x067F;
 constexpr uint16_t PATCH_COMMAND = 0xFC00;
 
@@ -39,7 +39,7 @@ static std::array<uint16_t, GAP_PARAM_COUNT> initial_gap_params()
 {
 	std::array<uint16_t, GAP_PARAM_COUNT> params = {};
 
-	params[1] = 180; /* seconds of limited advertising; general advertising has no end */
+	params[1] = 180; /* seconds of limited advertising; general advertising has no limit */
 	params[2] = params[3] = 10240;
 	params[6] = params[7] = params[8] = params[9] = 160;
 	params[10] = params[11] = 2048;
@@ -52,7 +52,7 @@ controller_state power_up_state(const controller_settings &settings)
 	const bool is_ti = settings.kind->vendor == vendor::ti;
 	controller_state state;
 
-	/* One maker's controller waits for its patch, the other's for its GAP layer. */
+	/* A Qualcomm controller waits for its patch, a TI one for its GAP layer. */
 	state.firmware = is_ti ? firmware::running : firmware::missing;
 	state.gap_ready = !is_ti;
 	state.gap_params = initial_gap_params();
@@ -112,7 +112,7 @@ static bytes command_complete(uint8_t credits, uint16_t opcode, const reply &ans
 	return event;
 }
 
-/* For a command without a Command Complete of its own. */
+/* For a command without Command Complete. */
 static bytes command_status(uint8_t credits, uint16_t opcode, uint8_t status)
 {
 	bytes event = { PACKET_EVENT, EVENT_COMMAND_STATUS, 4, status, credits };
@@ -146,7 +146,7 @@ static bytes gap_command_status(uint16_t opcode, const reply &answer)
 	return event;
 }
 
-/* A refusal has all return parameters too: an analyser would call it malformed. */
+/* A refusal needs all return parameters too: otherwise an analyser calls it malformed. */
 static reply filled_up(const reply &answer, size_t returns)
 {
 	reply whole = answer;

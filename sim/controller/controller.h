@@ -16,13 +16,13 @@ struct controller_kind {
 	enum vendor vendor;
 	uint16_t manufacturer;
 	uint8_t hci_version;
-	uint8_t highest_tx_power; /* of the levels that the host may choose */
+	uint8_t highest_tx_power; /* the host's highest level */
 };
 
 extern const std::array<controller_kind, 3> controller_kinds;
 
 // clang-format off
-enum quirk : uint32_t { /* what some firmware does and other does not */
+enum quirk : uint32_t { /* behaviour of some firmware only */
 	QUIRK_CREDIT_0           = 0x01,
 	QUIRK_FIRST_UNANSWERED   = 0x02,
 	QUIRK_LATE_RESET         = 0x04,
@@ -40,10 +40,10 @@ struct controller_settings {
 	uint16_t manufacturer = 0x000D;
 	uint8_t hci_version = 8;
 	device_address address = { 0x01, 0x00, 0x00, 0x00, 0x00, 0x02 };
-	uint16_t receiver_count = 0; /* what a receiver test hears without any other simulator */
+	uint16_t receiver_count = 0; /* what a receiver test counts without other simulators */
 	bool strict_patch = false;
 	uint32_t quirks = 0;
-	uint64_t seed = 1; /* of the numbers that LE Rand gives */
+	uint64_t seed = 1; /* for the numbers of LE Rand */
 };
 
 controller_settings settings_of(const controller_kind &kind);
@@ -53,20 +53,20 @@ enum class radio : uint8_t { off, advertising, receiving, transmitting };
 enum class firmware : uint8_t {
 	missing, /* only the version, download and reset commands work */
 	loading,
-	loaded, /* whole, but it starts with the next reset */
+	loaded, /* complete; starts with the next reset */
 	running,
 };
 
-/* What somebody with a receiver would notice. */
+/* What a receiver would notice. */
 struct air_state {
 	radio doing = radio::off;
 	uint8_t type = 0;   /* of the advertisement: 3 is non-connectable */
-	uint16_t slots = 0; /* between two advertisements, of 0.625 ms */
+	uint16_t slots = 0; /* the interval, in slots of 0.625 ms */
 	device_address address = {};
 	bool is_random_address = false;
-	uint8_t channels = 0; /* that it is sent on: bit 0 is 37, bit 2 is 39 */
+	uint8_t channels = 0; /* channels of advertising: bit 0 is 37, bit 2 is 39 */
 	bytes payload = {};
-	bytes scan_response = {}; /* for who asks a scannable one */
+	bytes scan_response = {}; /* of a scannable one */
 	uint8_t channel = 0;      /* of a test */
 	uint8_t test_length = 0;
 	uint8_t test_pattern = 0;
@@ -74,7 +74,7 @@ struct air_state {
 	bool operator==(const air_state &) const = default;
 };
 
-/* A device that another one has told of: the type of its address, and that. */
+/* Another device: the type of its address, and the address. */
 struct peer_address {
 	uint8_t type;
 	device_address address;
@@ -85,19 +85,19 @@ struct peer_address {
 /* How a controller listens for advertisements. */
 struct scan_state {
 	bool is_on = false;
-	bool asks = false; /* scannable ones for their scan response */
+	bool asks = false; /* for scan responses */
 	uint16_t interval_slots = 0x0010;
 	uint16_t window_slots = 0x0010;
 	uint8_t own_address_type = 0;
 	uint8_t filter = 0;
 	bool drops_duplicates = false;
-	uint32_t number = 0;                   /* another one each time that it is switched on */
+	uint32_t number = 0;                   /* a new one each time it is switched on */
 	std::vector<peer_address> wanted = {}; /* the filter accept list */
 };
 
 constexpr size_t GAP_PARAM_COUNT = 104;
 
-/* All that a command can change and a loss of power forgets. */
+/* All that commands can change; a loss of power resets it. */
 struct controller_state {
 	radio doing = radio::off;
 	enum firmware firmware = firmware::running;
@@ -123,24 +123,24 @@ struct controller_state {
 	uint8_t test_channel = 0;
 	uint8_t test_length = 0;
 	uint8_t test_pattern = 0;
-	uint16_t received = 0; /* packets, by the receiver test */
+	uint16_t received = 0; /* packets of the receiver test */
 };
 
-/* What the commands work on: a controller and how it is set up. */
+/* What the commands work on: a controller and its settings. */
 struct controller_core {
 	controller_settings settings;
 	controller_state state;
 	std::mt19937_64 random;
-	uint32_t scans = 0; /* that were begun; a reset does not forget them */
+	uint32_t scans = 0; /* the number of scans begun; kept by a reset */
 };
 
 controller_state power_up_state(const controller_settings &settings);
 
-/* What a command makes of its parameters; the dispatcher puts it into events. */
+/* A command's result, which the dispatcher puts into events. */
 struct reply {
 	uint8_t status = 0;
 	bytes payload = {};
-	std::vector<bytes> further = {}; /* whole events that follow the answer of a success */
+	std::vector<bytes> further = {}; /* whole events that follow a successful answer */
 	bool patch_arrived = false;
 };
 
@@ -148,14 +148,14 @@ struct reply {
 enum status : uint8_t {
 	STATUS_SUCCESS            = 0x00,
 	STATUS_UNKNOWN_COMMAND    = 0x01,
-	STATUS_GAP_BAD_PARAMETER  = 0x02, /* of TI's GAP layer alone */
+	STATUS_GAP_BAD_PARAMETER  = 0x02, /* only of TI's GAP layer */
 	STATUS_NO_MEMORY          = 0x07,
 	STATUS_WRONG_STATE        = 0x0C,
 	STATUS_BAD_PARAMETER      = 0x12,
-	STATUS_GAP_WRONG_MODE     = 0x12, /* the same byte, from TI's GAP layer */
+	STATUS_GAP_WRONG_MODE     = 0x12, /* the same byte, of TI's GAP layer */
 };
 
-enum allowed : uint8_t { /* where a command is taken; elsewhere: wrong state */
+enum allowed : uint8_t { /* in which state a command is accepted */
 	WHEN_OFF          = 0x01,
 	WHEN_ADVERTISING  = 0x02,
 	WHEN_RECEIVING    = 0x04,
@@ -166,9 +166,9 @@ enum allowed : uint8_t { /* where a command is taken; elsewhere: wrong state */
 };
 // clang-format on
 
-constexpr int ANY_LENGTH = -1; /* the command looks at the length itself */
+constexpr int ANY_LENGTH = -1; /* the command checks the length itself */
 
-/* Where a command stands among the supported ones that a controller tells of. */
+/* The place of a command in the mask of supported commands. */
 struct mask_place {
 	uint8_t octet;
 	uint8_t bit;
@@ -180,8 +180,8 @@ struct command {
 	uint8_t allowed;
 	reply (*run)(controller_core &, byte_view params);
 	const char *name;
-	uint8_t returns = 0; /* bytes behind the status, which an analyser misses in a refusal */
-	std::optional<mask_place> place = {}; /* a maker's own have none */
+	uint8_t returns = 0; /* bytes after the status, which a refusal needs too */
+	std::optional<mask_place> place = {}; /* vendor commands have none */
 };
 
 std::span<const command> basic_commands();
@@ -191,16 +191,16 @@ std::span<const command> test_commands();
 std::span<const command> ti_commands();
 std::span<const command> qualcomm_commands();
 
-/* All that a vendor's controller knows, its own first. */
+/* All commands of a vendor's controller, its own first. */
 std::vector<std::span<const command>> command_groups(enum vendor vendor);
 
-/* The row of a vendor's controller for an opcode; null: it knows no such command. */
+/* The row of a vendor's controller for an opcode; null for an unknown command. */
 const command *find_command(enum vendor vendor, uint16_t opcode);
 
 struct outcome {
 	std::vector<bytes> events = {};
 	std::optional<air_state> air = {}; /* when it has changed */
-	bytes patch = {};                  /* when one has arrived whole */
+	bytes patch = {};                  /* when one is complete */
 };
 
 class controller
@@ -214,10 +214,10 @@ class controller
 	/* Answers a command with an error, without carrying it out. */
 	outcome refuse(byte_view packet, uint8_t status);
 
-	/* The power goes and comes back. */
+	/* Switches the power off and on. */
 	outcome restart();
 
-	/* A receiver test hears packets of somebody else. */
+	/* A receiver test receives packets. */
 	void hear(uint32_t packets);
 
 	air_state air() const;
@@ -226,7 +226,7 @@ class controller
 		return m_core.state.scan;
 	}
 
-	/* Does the host want to be told of advertisements? */
+	/* Whether the host has enabled reports of advertisements. */
 	bool reports_advertisements() const;
 	const controller_settings &settings() const
 	{

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Finding whole packets in the bytes that arrive at a UART. */
+/* Finds whole packets in the bytes from a UART. */
 #include "sim/controller/packet.h"
 
 #include <algorithm>
@@ -47,7 +47,7 @@ void packet_reader::keep_what_may_be_reset()
 	}
 }
 
-/* A controller that skips takes every kind of packet; else those that a host sends to one. */
+/* A controller that skips stray bytes accepts all kinds of packets; else only those of a host. */
 bool packet_reader::is_stray(uint8_t byte) const
 {
 	if (m_stray == stray::skip)

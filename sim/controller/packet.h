@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Finding whole packets in the bytes that arrive at a UART. */
+/* Finds whole packets in the bytes from a UART. */
 #pragma once
 
 #include "sim/controller/bytes.h"
@@ -8,7 +8,7 @@ namespace sim
 {
 
 // clang-format off
-enum indicator : uint8_t { /* the byte in front of every packet on the line */
+enum indicator : uint8_t { /* the first byte of every packet on the line */
 	PACKET_COMMAND      = 0x01,
 	PACKET_ACL_DATA     = 0x02,
 	PACKET_SYNCHRONOUS  = 0x03,
@@ -17,7 +17,7 @@ enum indicator : uint8_t { /* the byte in front of every packet on the line */
 };
 // clang-format on
 
-/* How the packets begin by which a host brings a controller back in step. */
+/* The beginnings of the packets with which a host synchronizes a controller again. */
 inline bytes standard_reset_head()
 {
 	return { PACKET_COMMAND, 0x03, 0x0C, 0x00 };
@@ -28,13 +28,13 @@ inline bytes ti_reset_head()
 	return { PACKET_COMMAND, 0x1D, 0xFC, 0x01 };
 }
 
-/* What a reader makes of bytes that begin no packet. */
+/* What a reader does with bytes that begin no packet. */
 enum class stray : uint8_t {
-	lose_sync, /* nobody knows where the next packet begins: only a reset is looked for */
-	skip,      /* they are passed over */
+	lose_sync, /* the next packet's begin is unknown: search for a reset only */
+	skip,
 };
 
-constexpr size_t LONGEST_ACL_DATA = 27; /* that the controller has room for */
+constexpr size_t LONGEST_ACL_DATA = 27; /* the size of the controller's buffer */
 
 class packet_reader
 {
@@ -46,25 +46,25 @@ class packet_reader
 	}
 
 	/*
-	 * Takes one byte; the whole packet, indicator first, when this was its last byte. With
-	 * this byte the step may be lost.
+	 * Takes one byte; returns the whole packet, indicator first, if it was the last byte. The
+	 * byte may make the reader lose sync.
 	 */
 	std::optional<bytes> take(uint8_t byte);
 
-	/* Bytes thrown away because no packet begins with them, since the last call. */
+	/* The bytes skipped since the last call because no packet begins with them. */
 	bytes take_junk();
 
-	/* From now on only a reset is found, wherever in the bytes it stands; it ends this. */
+	/* Find only a reset, anywhere in the bytes; the reset ends this state. */
 	void lose_sync();
 	bool is_lost() const
 	{
 		return m_is_lost;
 	}
 
-	/* The reader forgets the packet that it is in: its controller has just started. */
+	/* Drops an incomplete packet: the controller has just started. */
 	void restart();
 
-	/* Inside a packet, the bytes of it so far. */
+	/* The bytes of an incomplete packet so far. */
 	size_t pending() const
 	{
 		return m_packet.size();
@@ -83,7 +83,7 @@ class packet_reader
 	bool m_is_lost = false;
 };
 
-/* The bytes that a packet will have, once its header is there; 0 before. */
+/* The length of the whole packet, or 0 before its header is complete. */
 size_t packet_length(byte_view packet);
 
 } // namespace sim

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The patch file that a Qualcomm controller is given: its header, its download, a made-up one. */
+/* The patch file of a Qualcomm controller: its header, its download, and artificial ones. */
 #include "sim/controller/patch.h"
 
 #include <random>
@@ -8,8 +8,8 @@ namespace sim
 {
 
 /*
- * Offsets in the file: the kind in byte 0 and the bytes from offset 4 on in the next three;
- * those bytes again as a word; the bytes of code alone; then version fields and the entry.
+ * The file begins with the kind (1 byte), the size from offset 4 on (3 bytes), that size again
+ * (4 bytes) and the size of the code (4 bytes); then come version fields and the entry.
  */
 constexpr uint8_t PATCH_KIND = 0x02;
 constexpr size_t AFTER_LENGTH = 4;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The patch file that a Qualcomm controller is given: its header, its download, a made-up one. */
+/* The patch file of a Qualcomm controller: its header, its download, and artificial ones. */
 #pragma once
 
 #include "sim/controller/bytes.h"
@@ -9,13 +9,13 @@ namespace sim
 
 constexpr size_t PATCH_HEADER_SIZE = 28;
 
-/* The bytes that the whole patch will have by its own account, once that is there. */
+/* The size of the whole patch from its header, once that has arrived. */
 std::optional<size_t> announced_patch_size(byte_view patch);
 
-/* What is wrong with the header as far as it has arrived; empty: nothing. */
+/* The fault in the part of the header that has arrived, or an empty text. */
 std::string patch_problem(byte_view patch);
 
-/* A patch that holds in every check: `size` bytes, the same ones for the same seed. */
+/* A patch that passes every check: `size` bytes, the same for the same seed. */
 bytes make_patch(size_t size, uint64_t seed);
 
 struct patch_download {

@@ -10,7 +10,7 @@ namespace sim
 constexpr uint8_t PATCH_VERSION = 0x19;
 constexpr uint8_t PATCH_SEGMENT = 0x1E;
 constexpr uint8_t LONGEST_SEGMENT = 243;
-constexpr size_t PATCH_MEMORY = size_t{ 1024 } * 1024; /* what the controller can hold */
+constexpr size_t PATCH_MEMORY = size_t{ 1024 } * 1024; /* of the controller */
 
 static reply read_patch_version(controller_core &core)
 {
@@ -27,7 +27,7 @@ static void begin_download(controller_core &core)
 {
 	const bool heard = core.state.heard_a_command;
 
-	core.state = power_up_state(core.settings); /* the old patch ends, and what it sent */
+	core.state = power_up_state(core.settings); /* ends the old patch and its advertising */
 	core.state.heard_a_command = heard;
 	core.state.firmware = firmware::loading;
 	core.state.download.open = true;
@@ -67,7 +67,7 @@ static reply patch_command(controller_core &core, byte_view params)
 	return { STATUS_BAD_PARAMETER, { params[0] } };
 }
 
-/* The host gives the most significant byte first here, unlike everywhere else. */
+/* Here the host sends the most significant byte first, unlike everywhere else. */
 static reply set_address(controller_core &core, byte_view params)
 {
 	std::reverse_copy(params.begin(), params.end(), core.state.address.begin());

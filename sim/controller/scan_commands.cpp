@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The standard commands about listening: the scan, and the list of those who are wanted. */
+/* The standard commands for scanning, and for the filter accept list. */
 #include "sim/controller/advertising_rules.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@ namespace sim
 constexpr uint16_t SHORTEST_SCAN = 0x0004;
 constexpr uint16_t LONGEST_SCAN = 0x4000;
 constexpr uint8_t ACCEPT_LIST_SIZE = 8;
-constexpr uint8_t ANONYMOUS = 0xFF; /* an address type that has no address */
+constexpr uint8_t ANONYMOUS = 0xFF; /* the address type without an address */
 
 static reply set_scan_parameters(controller_core &core, byte_view params)
 {
@@ -58,7 +58,7 @@ static reply read_accept_list_size(controller_core &, byte_view)
 	return { .payload = { ACCEPT_LIST_SIZE } };
 }
 
-/* The list stays as it is while somebody is chosen by it. */
+/* The list must not change while a filter uses it. */
 static bool is_list_in_use(const controller_state &state)
 {
 	return (state.scan.is_on && state.scan.filter % 2 == 1) ||

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The standard commands of the radio's tests. */
+/* The standard commands for receiver and transmitter tests. */
 #include "sim/controller/controller.h"
 
 namespace sim

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands of TI's network processor: its extensions of the radio and its GAP layer. */
+/* The commands of TI's network processors: extensions for the radio, and the GAP layer. */
 #include "sim/controller/advertising_rules.h"
 
 #include <algorithm>
@@ -18,10 +18,10 @@ enum gap_param : uint8_t {
 	LIMITED_LONGEST   = 7,
 	GENERAL_SHORTEST  = 8,
 	GENERAL_LONGEST   = 9,
-	LAST_INTERVAL     = 11, /* 10 and 11 are those of a connectable device */
+	LAST_INTERVAL     = 11, /* 10 and 11: for a connectable device */
 };
 
-enum gap_event : uint16_t { /* what the GAP layer reports when it is done */
+enum gap_event : uint16_t { /* the GAP layer's events for completion */
 	DEVICE_INIT_DONE      = 0x0600,
 	DATA_UPDATE_DONE      = 0x0602,
 	MAKE_DISCOVERABLE_DONE = 0x0603,
@@ -53,7 +53,7 @@ static reply set_address(controller_core &core, byte_view params)
 	return {};
 }
 
-/* Mode 0 stores the host's own revision, mode 1 only reads. */
+/* Mode 0 stores the host's revision, mode 1 only reads. */
 static reply build_revision(controller_core &core, byte_view params)
 {
 	bytes payload;
@@ -84,14 +84,14 @@ static reply device_init(controller_core &core, byte_view params)
 		return { STATUS_GAP_BAD_PARAMETER };
 	core.state.gap_ready = true;
 	core.state.gap_role = params[0];
-	core.state.doing = radio::off; /* the layer starts afresh, its advertising with it */
+	core.state.doing = radio::off; /* the layer restarts, and its advertising ends */
 	append_low_first_16(done, 27);
 	done.push_back(4);
-	append(done, params.subspan(2, 32)); /* the two keys as the host gave them */
+	append(done, params.subspan(2, 32)); /* the host's two keys */
 	return { .further = { gap_done(DEVICE_INIT_DONE, done) } };
 }
 
-/* Limited discovery has intervals of its own; the flags in the data choose. */
+/* Limited discovery has its own intervals; the flags in the data select it. */
 static bool is_limited_discoverable(const bytes &data)
 {
 	return data.size() >= 3 && data[1] == 0x01 && data[2] & FLAG_LIMITED_DISCOVERABLE;
@@ -120,7 +120,7 @@ static reply make_discoverable(controller_core &core, byte_view params)
 	state.advertising_slots = type == DIRECTED_FAST ? FASTEST_SLOTS : slots;
 	state.advertising_channels = params[8];
 	state.advertising_filter = params[9];
-	state.own_address_type = 0; /* the layer sends under the device's own address */
+	state.own_address_type = 0; /* the layer sends with the public address */
 	if (core.settings.quirks & QUIRK_LONG_DISCOVERABLE)
 		append_low_first_16(more, slots);
 	return { .further = { gap_done(MAKE_DISCOVERABLE_DONE, more) } };
@@ -160,7 +160,7 @@ static reply set_param(controller_core &core, byte_view params)
 	return {};
 }
 
-/* The id is all it needs; hosts that send the value's two bytes as well are understood. */
+/* Needs only the id, but also accepts the two bytes of a value that some hosts send. */
 static reply get_param(controller_core &core, byte_view params)
 {
 	bytes payload;

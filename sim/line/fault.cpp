@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What can go wrong on purpose: the names of the faults, and one fault as it was asked for. */
+/* The faults that can be set: their names and keys, and one fault with its values. */
 #include "sim/line/fault.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace sim
 
 constexpr size_t LONGEST_EVENT = 258;
 
-/* What somebody has said of a key: one of its words, a number, or bytes. */
+/* A key's value in a fault's text: one of its words, a number, or bytes. */
 struct told {
 	std::string_view word = {};
 	uint32_t number = 0;
@@ -18,9 +18,9 @@ struct told {
 
 struct key_row {
 	const char *name;
-	std::optional<fault_kind> only; /* empty: of all faults that have such a key */
+	std::optional<fault_kind> only; /* empty: for all faults with this key */
 	uint32_t least;
-	uint32_t most; /* 0: no number */
+	uint32_t most; /* 0: not a number */
 	std::array<const char *, 3> words;
 	void (*set)(fault &, const told &);
 };
@@ -28,7 +28,7 @@ struct key_row {
 struct fault_row {
 	const char *name;
 	fault_kind kind;
-	const char *keys; /* its own, as they are unless told */
+	const char *keys; /* its own keys with their defaults */
 	const char *help;
 };
 
@@ -104,7 +104,7 @@ static void set_skip(fault &f, const told &what)
 
 static void set_times(fault &f, const told &what)
 {
-	f.times = what.number; /* 0 with the word */
+	f.times = what.number; /* 0 for the word */
 }
 
 static void set_chance(fault &f, const told &what)
@@ -186,7 +186,7 @@ static std::string words_of(const key_row &key)
 	return text;
 }
 
-/* What a key can be: "a number from 1 to 255, or random or each". */
+/* The values of a key: "a number from 1 to 255, or random or each". */
 static std::string right_value(const key_row &key)
 {
 	if (is_hex(key))
@@ -198,7 +198,7 @@ static std::string right_value(const key_row &key)
 	return key.words[0] ? number + ", or " + words_of(key) : number;
 }
 
-/* A value as it was told; nothing when the key cannot be that. */
+/* The parsed value; nothing if the key does not accept it. */
 static std::optional<told> parse_value(const key_row &key, std::string_view text)
 {
 	if (is_hex(key)) {
@@ -216,7 +216,7 @@ static std::optional<told> parse_value(const key_row &key, std::string_view text
 	return told{ .number = static_cast<uint32_t>(*number) };
 }
 
-/* One "key=value" of a list, the list without it. */
+/* Takes one "key=value" from the front of a list. */
 struct assignment {
 	std::string_view key;
 	std::string_view value;
@@ -252,11 +252,11 @@ static const key_row *find_key(const fault_row &row, std::string_view name)
 	return nullptr;
 }
 
-/* What would have been right, or nothing. */
+/* Sets one key; returns the right values after a fault, or an empty text. */
 static std::string set_key(fault &result, const fault_row &row, const assignment &one)
 {
 	std::string_view own = row.keys;
-	/* "late:200": of a single key the value is enough. */
+	/* "late:200": for a single key the value is enough. */
 	const std::string_view only = take_assignment(own).key;
 	const bool is_alone = !one.has_key && own.empty();
 	const key_row *const key = find_key(row, is_alone ? only : one.key);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What can go wrong on purpose: the names of the faults, and one fault as it was asked for. */
+/* The faults that can be set: their names and keys, and one fault with its values. */
 #pragma once
 
 #include "sim/line/pace.h"
@@ -34,18 +34,18 @@ enum class fault_kind : uint8_t {
 	write_limit,
 };
 
-/* A number that may be left to chance, or go through all values from strike to strike. */
+/* A number that may be random, or take the next value with each strike. */
 struct choice {
 	enum kind : uint8_t { fixed, random, each, all } how = fixed;
 	uint32_t value = 0;
 };
 
-/* Where an event that nobody asked for comes: around the events of an answer. */
+/* The place of an unasked event around the events of an answer. */
 enum class place : uint8_t { before, between, after };
 
 struct fault {
 	fault_kind kind = fault_kind::drop;
-	std::string text = {}; /* as it was asked for */
+	std::string text = {}; /* the user's text */
 	std::optional<uint16_t> opcode = {};
 	uint32_t event = 1; /* of the answer; 0: any */
 	uint32_t skip = 0;
@@ -53,7 +53,7 @@ struct fault {
 	uint32_t chance = 100;
 	bool from_host = false;
 	choice at = {};    /* which byte */
-	choice value = {}; /* what the fault's own key says: a mask, a code, a baud rate */
+	choice value = {}; /* of the fault's own key: a mask, a code, a baud rate */
 	uint32_t count = 1;
 	uint8_t status = 0;
 	moment delay = {};
@@ -63,15 +63,16 @@ struct fault {
 	uint64_t struck = 0;
 };
 
-/* "NAME[:KEY=VALUE[,KEY=VALUE]...]"; what is wrong with it and what is right, or nothing. */
+/* Parses "NAME[:KEY=VALUE[,KEY=VALUE]...]"; returns the fault in it with the right values, or an
+ * empty text. */
 std::string parse_fault(std::string_view text, fault &result);
 
 const char *fault_name(fault_kind kind);
 
-/* The faults with their keys as they are unless told, and what each key can be. */
+/* The help text: the faults with their keys and defaults, and the values of each key. */
 std::string fault_help();
 
-/* A name and the keys of its own, "at=random,way=out"; of a key: what it can be. */
+/* A fault's name and its own keys, "at=random,way=out"; or a key and its values. */
 struct described {
 	const char *name;
 	std::string values;

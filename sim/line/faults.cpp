@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* All the faults that are set: which of them strike now, and what they do to an answer. */
+/* All set faults: which of them strike now, and their effect on an answer. */
 #include "sim/line/faults.h"
 
 #include "sim/line/misread.h"
@@ -11,7 +11,7 @@ namespace sim
 {
 
 constexpr size_t STATUS_OF_SECOND_EVENT = 5;
-constexpr uint32_t USUAL_BAUD = 115200; /* what an unpaced line is taken for */
+constexpr uint32_t USUAL_BAUD = 115200; /* for a line without pace */
 
 std::string fault_set::add(std::string_view text)
 {
@@ -52,7 +52,7 @@ bool fault_set::strikes(fault &one, uint16_t opcode, uint32_t event)
 	return true;
 }
 
-/* `each` takes the next value with every strike and begins again after the last. */
+/* `each` takes the next value with every strike, and the first again after the last. */
 uint32_t fault_set::pick(const fault &one, const choice &from, uint32_t least, uint32_t most)
 {
 	const uint64_t span = uint64_t{ most } - least + 1;
@@ -193,7 +193,7 @@ static bool is_event_fault(const fault &one)
 		one.kind == fault_kind::wrong_baud || one.kind == fault_kind::junk);
 }
 
-/* Bends one event; the bytes that come in front of it. */
+/* Changes one event; returns the bytes to send before it. */
 bytes fault_set::bend_event(bytes &event, uint16_t opcode, uint32_t number)
 {
 	bytes ahead;
@@ -231,7 +231,7 @@ void fault_set::add_event(answer_plan &plan, bytes event, uint16_t opcode, uint3
 	plan.pieces.insert(plan.pieces.end(), pieces.begin(), pieces.end());
 }
 
-/* Cut, reboot and unplug: the event ends early, and with it the whole answer. */
+/* Cut, reboot and unplug: the event ends early, and the answer with it. */
 bool fault_set::stop_within(bytes &event, answer_plan &plan, uint16_t opcode, uint32_t number)
 {
 	for (fault &one : m_faults) {
@@ -249,7 +249,7 @@ bool fault_set::stop_within(bytes &event, answer_plan &plan, uint16_t opcode, ui
 	return false;
 }
 
-/* What concerns the answer as a whole; false: there is none. */
+/* Faults for the whole answer; false: no answer is sent. */
 bool fault_set::bend_answer(answer_plan &plan, uint16_t opcode, std::vector<bytes> &events)
 {
 	for (fault &one : m_faults) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* All the faults that are set: which of them strike now, and what they do to an answer. */
+/* All set faults: which of them strike now, and their effect on an answer. */
 #pragma once
 
 #include "sim/line/fault.h"
@@ -10,19 +10,19 @@
 namespace sim
 {
 
-/* Bytes that leave together, after a pause. */
+/* Bytes that are sent together, after a pause. */
 struct piece {
 	moment pause = {};
 	bytes data = {};
-	bytes event = {}; /* the whole event, for the records, with its last piece */
+	bytes event = {}; /* with its last piece: the whole event, for the records */
 };
 
-/* How an answer leaves, and what becomes of the controller after it. */
+/* How an answer is sent, and what the controller does after it. */
 struct answer_plan {
 	moment delay = {};
 	std::vector<piece> pieces = {};
 	enum : uint8_t { stays, reboots, goes } after = stays;
-	moment away = {}; /* or the time that starting takes */
+	moment away = {}; /* or the time of the start-up */
 };
 
 class fault_set
@@ -30,7 +30,7 @@ class fault_set
       public:
 	fault_set(uint64_t seed, uint32_t baud) : m_random(seed), m_baud(baud) {}
 
-	/* What is wrong with the text, or nothing. */
+	/* Adds a fault; returns the fault in the text, or an empty text. */
 	std::string add(std::string_view text);
 	void clear()
 	{
@@ -41,30 +41,30 @@ class fault_set
 		return m_faults.empty();
 	}
 
-	/* One line for each, with how often it has struck. */
+	/* One line for each fault, with the number of its strikes. */
 	std::string list() const;
 
-	/* The bytes of a command as they reach the controller. */
+	/* The bytes of a command that reach the controller. */
 	bytes bend_command(const bytes &packet);
 
-	/* The status with which a command is refused instead of carried out. */
+	/* The status to refuse a command with, if a fault does that. */
 	std::optional<uint8_t> refusal(uint16_t opcode, uint32_t segment);
 
-	/* The code of the error that comes instead of an answer. */
+	/* The hardware error to send instead of an answer, if a fault does that. */
 	std::optional<uint8_t> hardware_error(uint16_t opcode);
 
-	/* How long the controller is deaf after this reset; 0: it is not. */
+	/* How long the controller is deaf after this reset; 0: not at all. */
 	moment deafness(uint16_t opcode);
 
-	/* Does a power-up tell the host of its credit? */
+	/* Whether a power-up reports the host's credit. */
 	bool announces_start();
 
-	/* What a bridge lets through of one write of the host. */
+	/* The part of a host's write that a bridge lets through. */
 	byte_view limit_write(byte_view data);
 
 	answer_plan plan(uint16_t opcode, std::vector<bytes> events);
 
-	/* What has struck since the last call, in words. */
+	/* The strikes since the last call, as text. */
 	std::vector<std::string> take_struck()
 	{
 		return std::exchange(m_struck, {});

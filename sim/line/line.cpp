@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The pty that stands for the serial port, and the link under which the host finds it. */
+/* The pty that acts as the serial port, and the link to it for the host. */
 #include "sim/line/line.h"
 
 #include <cerrno>
@@ -15,7 +15,7 @@
 namespace sim
 {
 
-/* Where a link leads; empty: it is no link. */
+/* The target of a link; empty if it is no link. */
 static std::string link_target(const std::string &path)
 {
 	char target[PATH_MAX];
@@ -24,7 +24,7 @@ static std::string link_target(const std::string &path)
 	return length < 0 ? "" : std::string(target, static_cast<size_t>(length));
 }
 
-/* A simulator that was killed leaves its link behind, to a pty that is gone. */
+/* A killed simulator leaves its link to a pty that no longer exists. */
 static std::string clear_old_link(const std::string &path)
 {
 	struct stat status;
@@ -66,7 +66,7 @@ std::string line::open(const std::string &link)
 {
 	char port[64];
 
-	/* Before the pty is there: it may get the number that an old link leads to. */
+	/* Before the pty exists: it may get the number that the old link has. */
 	std::string problem = link.empty() ? "" : clear_old_link(link);
 	if (!problem.empty())
 		return problem;

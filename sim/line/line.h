@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The pty that stands for the serial port, and the link under which the host finds it. */
+/* The pty that acts as the serial port, and the link to it for the host. */
 #pragma once
 
 #include "sim/controller/bytes.h"
@@ -18,10 +18,10 @@ class line
 	line(const line &) = delete;
 	line &operator=(const line &) = delete;
 
-	/* Opens a pty and makes the link; what is wrong, or nothing. An empty link: none. */
+	/* Opens a pty and makes the link, if one is given; returns a fault or an empty text. */
 	std::string open(const std::string &link);
 
-	/* Takes the port away: whoever has it open finds it hung up. */
+	/* Removes the port: a host that has it open gets a hang-up. */
 	void close();
 
 	bool is_open() const
@@ -37,20 +37,20 @@ class line
 		return m_port;
 	}
 
-	/* Up to `most` bytes of the host; empty: there are none now. */
+	/* Up to `most` bytes from the host; empty if there are none now. */
 	bytes read(size_t most) const;
 
-	/* Sends what the port takes of `data` and drops that from its front. */
+	/* Sends as much of `data` as the port takes, and removes that from its front. */
 	void write(bytes &data) const;
 
-	/* Has the host asked its port for RTS/CTS? */
+	/* Whether the host has enabled RTS/CTS on its port. */
 	bool has_flow_control() const;
 
       private:
 	std::string make_link();
 
-	int m_host_side = -1; /* the pty's master: the other end of the host's cable */
-	int m_port_side = -1; /* kept open so that a host that closes the port ends nothing */
+	int m_host_side = -1; /* the pty's master: the simulator's end of the host's cable */
+	int m_port_side = -1; /* kept open, so that the pty survives a host that closes it */
 	std::string m_port;
 	std::string m_link;
 };

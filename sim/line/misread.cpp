@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What a UART makes of bytes that were sent at another rate than it listens at. */
+/* What a UART receives of bytes that were sent with another baud rate. */
 #include "sim/line/misread.h"
 
 namespace sim
@@ -20,8 +20,8 @@ static std::vector<bool> levels_of(byte_view sent)
 }
 
 /*
- * Time runs in units in which the sender's bit lasts `read_at` and the reader's `sent_at`: so
- * both are whole. A byte whose stop bit is not there reads as 0, as a terminal gives it.
+ * Time is counted in units in which the sender's bit lasts `read_at` and the reader's `sent_at`,
+ * so that both are whole numbers. A byte without a stop bit reads as 0, as from a terminal.
  */
 bytes misread(byte_view sent, uint32_t sent_at, uint32_t read_at)
 {
@@ -36,7 +36,7 @@ bytes misread(byte_view sent, uint32_t sent_at, uint32_t read_at)
 	bytes read;
 
 	while (now < end) {
-		if (level(now)) { /* idle: on to the next edge of the sender's bits */
+		if (level(now)) { /* idle: go to the next edge of the sender's bits */
 			now = (now / sent_bit + 1) * sent_bit;
 			continue;
 		}
@@ -48,7 +48,7 @@ bytes misread(byte_view sent, uint32_t sent_at, uint32_t read_at)
 		const bool is_framed = level(now);
 		read.push_back(is_framed ? byte : uint8_t{ 0 });
 		while (!is_framed && now < end &&
-		       !level(now)) /* a break lasts till the line rises */
+		       !level(now)) /* a break lasts until the line rises */
 			now += sent_bit;
 	}
 	return read;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* What a UART makes of bytes that were sent at another rate than it listens at. */
+/* What a UART receives of bytes that were sent with another baud rate. */
 #pragma once
 
 #include "sim/controller/bytes.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The pace of a serial line: bytes go in at once and come out one after the other. */
+/* The pace of a serial line: bytes enter at once and leave one after the other. */
 #include "sim/line/pace.h"
 
 #include <algorithm>
@@ -7,7 +7,7 @@
 namespace sim
 {
 
-/* Counted from the start of a chunk, so that no rounding adds up. */
+/* From the start of a chunk, so that rounding errors do not add up. */
 moment line_pace::duration(size_t count) const
 {
 	if (m_baud == 0)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The pace of a serial line: bytes go in at once and come out one after the other. */
+/* The pace of a serial line: bytes enter at once and leave one after the other. */
 #pragma once
 
 #include "sim/controller/bytes.h"
@@ -18,10 +18,10 @@ constexpr unsigned BITS_PER_BYTE = 10; /* with start and stop bit */
 class line_pace
 {
       public:
-	/* With a baud rate of 0 every byte is through at once. */
+	/* With a baud rate of 0 every byte arrives at once. */
 	explicit line_pace(uint32_t baud) : m_baud(baud) {}
 
-	/* The bytes start down the line at `start`, or when those before them are through. */
+	/* Sends bytes from `start` on, or after those before them. */
 	void push(byte_view data, moment start);
 
 	struct arrival {
@@ -29,10 +29,10 @@ class line_pace
 		moment at;
 	};
 
-	/* The next byte, if it is through by `now`. */
+	/* The next byte, if it has arrived by `now`. */
 	std::optional<arrival> take(moment now);
 
-	/* When the next byte is through. */
+	/* When the next byte arrives. */
 	std::optional<moment> next() const;
 
 	/* When the line is free again. */

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The plain text about what is on the air: a line for each change, or now and then a summary. */
+/* The air as text: a line for each change, or summaries at intervals. */
 #include "sim/output/air_log.h"
 
 #include "sim/air/advertisement.h"

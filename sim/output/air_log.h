@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The plain text about what is on the air: a line for each change, or now and then a summary. */
+/* The air as text: a line for each change, or summaries at intervals. */
 #pragma once
 
 #include "sim/output/timeline.h"
@@ -10,13 +10,13 @@ namespace sim
 class air_log
 {
       public:
-	/* With a summary interval a known beacon gets no further line of its own. */
+	/* With a summary interval a known beacon gets no further line. */
 	explicit air_log(moment summary_every) : m_every(summary_every), m_next(summary_every) {}
 
-	/* The line for a change, to be asked before the timeline has it; may be empty. */
+	/* The line for a change, which may be empty; call it before the timeline's change. */
 	std::string change(const air_state &air, const timeline &before, moment at);
 
-	/* The summary, when it is time for one; else empty. */
+	/* The summary if it is time for one; else empty. */
 	std::string summary(const timeline &times, moment now);
 	std::optional<moment> next() const;
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The record of the line as a btsnoop file, which packet analysers open. */
+/* The record of the line as a btsnoop file for packet analysers. */
 #include "sim/output/capture.h"
 
 #include "sim/controller/packet.h"
@@ -16,7 +16,7 @@ constexpr uint32_t FLAG_TO_HOST = 0x01;
 constexpr uint32_t FLAG_COMMAND_OR_EVENT = 0x02;
 constexpr size_t RECORD_HEADER = 24;
 
-/* Microseconds of the file's year 0 at the first second of 2000, and that second since 1970. */
+/* The first second of 2000: in microseconds of the file, and in seconds since 1970. */
 constexpr uint64_t YEAR_2000_IN_FILE = 0x00E03AB44A676000;
 constexpr uint64_t YEAR_2000 = 946'684'800;
 
@@ -95,7 +95,7 @@ void capture::add(byte_view packet, direction way, wall_time at)
 			  (way == direction::to_host ? FLAG_TO_HOST : 0) |
 				  (is_message ? FLAG_COMMAND_OR_EVENT : 0),
 			  4);
-	append_high_first(record, 0, 4); /* none was dropped */
+	append_high_first(record, 0, 4); /* dropped packets: none */
 	append_high_first(record, file_time(at), 8);
 	append(record, packet);
 	m_is_flushed = false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The record of the line as a btsnoop file, which packet analysers open. */
+/* The record of the line as a btsnoop file for packet analysers. */
 #pragma once
 
 #include "sim/controller/bytes.h"
@@ -25,18 +25,18 @@ class capture
 	capture &operator=(const capture &) = delete;
 
 	/*
-	 * Half of `most` bytes are kept in the file and half in FILE.1, which holds what was
-	 * before; 0: no bound. What is wrong, or nothing.
+	 * Keeps up to half of `most` bytes in the file and half in FILE.1, which has the older
+	 * packets; 0: no limit. Returns a fault or an empty text.
 	 */
 	std::string open(const std::string &path, uint64_t most);
 
 	/* Adds a packet, indicator first. */
 	void add(byte_view packet, direction way, wall_time at);
 
-	/* Hands everything to the system, so that a reader sees it. */
+	/* Writes everything, so that a reader sees it. */
 	void flush();
 
-	/* Why the record is not whole; empty: it is. */
+	/* Why the record is incomplete, or an empty text. */
 	const std::string &problem() const
 	{
 		return m_problem;

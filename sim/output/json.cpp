@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The record of everything as JSON: one object a line. */
+/* The record of all that happens as JSON, one object on each line. */
 #include "sim/output/json.h"
 
 #include "sim/air/advertisement.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The record of everything as JSON: one object a line. */
+/* The record of all that happens as JSON, one object on each line. */
 #pragma once
 
 #include "sim/output/record.h"
@@ -7,7 +7,7 @@
 namespace sim
 {
 
-/* The object for one record, with the end of its line. */
+/* The object for one record, with line end. */
 std::string json_line(const record &what, enum vendor vendor);
 
 /* The object that introduces the run. */

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The live view: what is on the air now, what was, and the last seconds as a row of blocks. */
+/* The live view: what is and was on the air, and the last seconds as rows of blocks. */
 #include "sim/output/live_view.h"
 
 #include "sim/air/advertisement.h"
@@ -13,12 +13,12 @@ namespace sim
 
 constexpr moment WINDOW = std::chrono::seconds(10);
 constexpr size_t LINES_PER_ROW = 3;
-constexpr size_t OTHER_LINES = 4;     /* title, state, blank and axis */
-constexpr size_t LEAST_WITH_BARS = 8; /* lines; with less there is one for each row */
+constexpr size_t OTHER_LINES = 4;     /* title, state, empty line, axis */
+constexpr size_t LEAST_WITH_BARS = 8; /* lines; with fewer a row has one line without blocks */
 
 struct glyphs {
 	const char *cells[5]; /* from never on the air to always */
-	const char *mark;     /* before what is on the air */
+	const char *mark;     /* before the row that is on the air */
 	const char *cut;
 };
 
@@ -45,7 +45,7 @@ static size_t letters_in(const std::string &text)
 		text, [](char c) { return (static_cast<uint8_t>(c) & 0xC0) != 0x80; }));
 }
 
-/* A line that the terminal breaks would push the others down; half a number would be another. */
+/* A wrapped line would push the others down, and half a number would be a wrong one. */
 static std::string fit(const std::string &text, size_t columns, const glyphs &g)
 {
 	if (letters_in(text) <= columns)
@@ -57,7 +57,7 @@ static std::string fit(const std::string &text, size_t columns, const glyphs &g)
 	return part.substr(0, space == std::string::npos ? 0 : space + 1) + g.cut;
 }
 
-/* The share of each cell of the window in which a row was on the air. */
+/* For each cell of the window, the share of time in which a row was on the air. */
 static std::vector<double> shares(const timeline &times, size_t index, moment now, size_t cells)
 {
 	std::vector<double> share(cells, 0);
@@ -96,7 +96,7 @@ static std::string bar(const std::vector<double> &share, const glyphs &g)
 	return text;
 }
 
-/* What is sent, with less of the UUID where the line is short: it is the numbers that differ. */
+/* The row's text; shortens the UUID on a short line, because the numbers differ. */
 static std::string heading(const air_state &air, size_t columns, const glyphs &g)
 {
 	const auto found = decode_beacon(air.payload);
@@ -161,7 +161,7 @@ static std::string first_line(const std::string &title, moment now, size_t colum
 	return fit(title, room, g) + clock;
 }
 
-/* How many of the rows fit into so many lines, the last of which tells of those that do not. */
+/* How many rows fit into the lines; the last line may be needed to count the others. */
 static size_t rows_shown(size_t rows, size_t lines, size_t lines_per_row)
 {
 	if (rows * lines_per_row <= lines)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The live view: what is on the air now, what was, and the last seconds as a row of blocks. */
+/* The live view: what is and was on the air, and the last seconds as rows of blocks. */
 #pragma once
 
 #include "sim/output/timeline.h"
@@ -14,12 +14,12 @@ struct view_size {
 
 enum class colours : uint8_t { none, terminal };
 
-/* What blocks, dots and the sign for a cut are drawn with. */
+/* The characters for blocks, dots and the sign for a cut. */
 enum class letters : uint8_t { utf8, ascii };
 
 /*
- * One whole picture of at most so many lines, `title` first; lines end with a newline. What is
- * too long for a line is cut between two words, with a sign.
+ * Draws a picture within `size`, `title` first; lines end with a newline. A long line is cut
+ * between two words and marked.
  */
 std::string draw_view(const std::string &title, const timeline &times, moment now, view_size size,
 		      colours colour, letters alphabet = letters::utf8);

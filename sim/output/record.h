@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* One thing that happened: the form in which the simulation reports to all who keep records. */
+/* One event of the simulation, in the form in which all records get it. */
 #pragma once
 
 #include "sim/controller/controller.h"
@@ -12,10 +12,10 @@ namespace sim
 
 enum class happened : uint8_t {
 	command, /* a whole packet from the host */
-	event,   /* what was sent to it, as it stood on the line */
-	air,     /* a change of what is on the air */
-	patch,   /* a patch has arrived whole */
-	fault,   /* a fault that was asked for has struck */
+	event,   /* sent to the host, with the bytes on the line */
+	air,     /* what is on the air has changed */
+	patch,   /* a patch is complete */
+	fault,   /* a set fault has struck */
 	notice,  /* something that a strict controller dislikes */
 };
 

@@ -52,7 +52,7 @@ static std::string box(double x, double y, double width, double height, const ch
 	return text;
 }
 
-/* What part of the run the picture shows, and where a moment of it lies. */
+/* The part of the run in the picture, and the place of a moment in it. */
 struct scale {
 	moment from;
 	moment to;
@@ -93,7 +93,7 @@ static std::string axis(const scale &in, double y)
 	const moment step = tick_step(in.to - in.from);
 	std::string text = box(MARGIN, y, WIDTH - 2 * MARGIN, 1, "#888");
 
-	/* The times are those of the log, whatever the picture begins with. */
+	/* The times are those of the log, wherever the picture begins. */
 	for (moment tick = (in.from + step - moment(1)) / step * step; tick <= in.to;
 	     tick += step) {
 		const double x = in.x(tick);

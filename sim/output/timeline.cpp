@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Who was on the air when: one row for each advertisement or test, and its stretches of time. */
+/* What was on the air and when: one row for each advertisement or test, with its periods. */
 #include "sim/output/timeline.h"
 
 #include <algorithm>
@@ -7,7 +7,7 @@
 namespace sim
 {
 
-/* A run may last for weeks: the timeline does not grow with it. */
+/* A run may last for weeks: the timeline must not grow with it. */
 constexpr size_t MOST_ROWS = 64;
 constexpr size_t MOST_STRETCHES = 20000;
 

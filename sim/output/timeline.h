@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Who was on the air when: one row for each advertisement or test, and its stretches of time. */
+/* What was on the air and when: one row for each advertisement or test, with its periods. */
 #pragma once
 
 #include "sim/controller/controller.h"
@@ -13,10 +13,10 @@ class timeline
       public:
 	struct row {
 		air_state air;
-		uint64_t times = 0; /* that it came on */
-		moment total = {};  /* on the air, without the stretch that still lasts */
+		uint64_t times = 0; /* how often it began */
+		moment total = {};  /* on the air, without the current period */
 		moment first = {};
-		moment last = {}; /* it came on */
+		moment last = {}; /* its last begin */
 	};
 	struct stretch {
 		size_t row;
@@ -24,7 +24,7 @@ class timeline
 		moment to;
 	};
 
-	/* From now on this is on the air. */
+	/* `air` is on the air from `at` on. */
 	void change(const air_state &air, moment at);
 
 	const std::vector<row> &rows() const
@@ -46,10 +46,10 @@ class timeline
 		return m_since;
 	}
 
-	/* The time that a row has been on the air, up to now. */
+	/* How long a row has been on the air until `now`. */
 	moment total(size_t index, moment now) const;
 
-	/* Rows and stretches are bounded: what had to be left out. */
+	/* The number of rows and periods dropped because of the limits. */
 	uint64_t forgotten() const
 	{
 		return m_forgotten;

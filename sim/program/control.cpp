@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands to a running simulator, from its control socket and from a script. */
+/* The commands for a running simulator, from its control socket or a script. */
 #include "sim/program/control.h"
 
 #include <algorithm>
@@ -11,10 +11,10 @@ constexpr uint32_t LONGEST_MS = 3'600'000;
 
 struct control_row {
 	const char *word;
-	const char *argument; /* null: none; "[...]": it may be left out */
-	/* What it says; a problem begins with "error: ". */
+	const char *argument; /* null: none; "[...]": optional */
+	/* Returns the answer; a failure begins with "error: ". */
 	std::string (*run)(controlled &, const std::string &argument);
-	/* What is wrong with its argument; null: nothing can be. */
+	/* Returns the fault in the argument; null: there can be none. */
 	std::string (*check)(const std::string &argument);
 	const char *help;
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The commands to a running simulator, from its control socket and from a script. */
+/* The commands for a running simulator, from its control socket or a script. */
 #pragma once
 
 #include "sim/air/air.h"
@@ -13,15 +13,15 @@ struct controlled {
 	session &controller;
 	const neighbours &others;
 	moment now;
-	std::optional<moment> unplug_for = {}; /* what a command has asked for */
+	std::optional<moment> unplug_for = {}; /* set by a command */
 	bool plug = false;
 	bool quit = false;
 };
 
-/* The answer's lines, the last of them "ok" or "error: ..." */
+/* Returns the lines of the answer, the last one "ok" or "error: ..." */
 std::string run_control(const std::string &command, controlled &target);
 
-/* What is wrong with a command, as far as can be said before it runs. */
+/* Returns a command's fault, as far as it is known before it runs. */
 std::string check_control(const std::string &command);
 
 std::string control_help();

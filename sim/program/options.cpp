@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The options: one table of what each takes, sets and is told of in the help. */
+/* The table of options: the value, the setter and the help text of each. */
 #include "sim/program/options.h"
 
 #include <algorithm>
@@ -56,7 +56,7 @@ static std::string set_time(moment &target, std::string_view text, double unit_s
 	return "";
 }
 
-/* A time that must pass: no time at all would mean something else, or nothing. */
+/* A time above zero: zero would have another meaning, or none. */
 template <moment options::*period> static std::string set_period(options &o, std::string_view value)
 {
 	const std::string right = set_time(o.*period, value, 1);
@@ -219,7 +219,7 @@ static std::string set_live(options &o, std::string_view)
 	return "";
 }
 
-/* "100x30": for whoever passes the picture on to a terminal. */
+/* "100x30": for a program that shows the picture on a terminal. */
 static std::string set_live_size(options &o, std::string_view value)
 {
 	const size_t cross = std::min(value.find('x'), value.size());
@@ -305,7 +305,7 @@ std::string set_option(const option &row, options &result, std::string_view valu
 
 	if (right.empty())
 		return "";
-	if (row.set == add_fault) /* that tells the whole itself */
+	if (row.set == add_fault) /* its text is complete */
 		return right;
 	return "--" + std::string(row.name) + " cannot be '" + std::string(value) + "': it is " +
 	       right;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The options: one table of what each takes, sets and is told of in the help. */
+/* The table of options: the value, the setter and the help text of each. */
 #pragma once
 
 #include "sim/output/live_view.h"
@@ -31,7 +31,7 @@ struct options {
 	size_t patch_size = 5000;
 	moment run_time = {}; /* 0: until a signal */
 	view shown = view::changes;
-	view_size live_size = { 0, 0 }; /* 0: as the terminal has it */
+	view_size live_size = { 0, 0 }; /* 0: the terminal's */
 	moment summary_every = {};
 	std::vector<std::string> logs = {};
 	std::string capture = {};
@@ -40,7 +40,7 @@ struct options {
 	std::string script = {};
 	std::string control = {};
 	std::string air = {};
-	int8_t rssi = -60; /* dBm of all that is heard */
+	int8_t rssi = -60; /* dBm of everything that is received */
 	std::string remote_command = {};
 	std::optional<uint16_t> manufacturer = {};
 	std::optional<uint8_t> hci_version = {};
@@ -48,14 +48,14 @@ struct options {
 
 struct option {
 	const char *name;
-	const char *value; /* what the help calls it; null: the option has none */
-	std::string (*set)(options &, std::string_view value); /* what would be right, or nothing */
-	const char *help; /* null: it is on the line of the one before */
+	const char *value; /* its name in the help; null: the option has none */
+	std::string (*set)(options &, std::string_view value); /* the right values, or "" */
+	const char *help; /* null: on the line of the option before */
 };
 
 std::span<const option> option_table();
 
-/* What is wrong with the value and what would be right, or nothing. */
+/* Returns a fault in the value with the right values, or an empty text. */
 std::string set_option(const option &row, options &result, std::string_view value);
 
 std::string quirk_help();

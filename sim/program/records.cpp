@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Everything that a run leaves behind: what is shown meanwhile, and the files. */
+/* The output of a run: the display and the files. */
 #include "sim/program/records.h"
 
 #include "sim/output/json.h"
@@ -20,7 +20,7 @@ namespace sim
 
 constexpr moment VIEW_EVERY = std::chrono::milliseconds(200);
 
-/* As the environment has it, with "" for what it has not. */
+/* A variable of the environment, or "". */
 static std::string_view environment(const char *name)
 {
 	const char *value = getenv(name);
@@ -35,7 +35,7 @@ static bool can_move_pictures()
 	return isatty(STDOUT_FILENO) == 1 && !terminal.empty() && terminal != "dumb";
 }
 
-/* By its name alone: the locale itself need not be installed where the program runs. */
+/* By the locale's name only: the locale itself may not be installed. */
 static letters terminal_letters()
 {
 	for (const char *name : { "LC_ALL", "LC_CTYPE", "LANG" }) {
@@ -56,7 +56,7 @@ records::records(const options &settings)
 {
 }
 
-/* What is written at the end only is tried at the start, and left as it is. */
+/* Tries at the start whether a file can be written at the end, without a change of it. */
 static bool is_writable(const std::string &path)
 {
 	const int made = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -89,7 +89,7 @@ std::string records::open()
 	return m_capture.open(m_options.capture, m_options.capture_most);
 }
 
-/* A run goes on without a record that cannot be written, but it does not end well. */
+/* A run goes on without a record that cannot be written, but then fails. */
 void records::complain(const std::string &problem)
 {
 	if (std::ranges::find(m_problems, problem) != m_problems.end())
@@ -117,7 +117,7 @@ void records::begin(const std::string &title)
 	check_output();
 }
 
-/* A picture that moves needs a terminal; without one there are lines, and one picture at the end.
+/* The live view needs a terminal; otherwise there are lines, and one picture at the end.
  */
 bool records::shows_changes() const
 {
@@ -191,8 +191,8 @@ void records::draw(moment now)
 	std::string frame;
 
 	if (m_is_terminal)
-		picture.pop_back(); /* behind the last line of the terminal it would scroll */
-	/* Each line clears its own rest: a picture that is wiped first would flicker. */
+		picture.pop_back(); /* after the terminal's last line it would scroll */
+	/* Each line clears the rest of its line: a cleared screen would flicker. */
 	for (const char letter : picture)
 		frame += m_is_terminal && letter == '\n' ? "\033[K\n" : std::string(1, letter);
 	if (m_is_terminal)

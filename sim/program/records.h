@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Everything that a run leaves behind: what is shown meanwhile, and the files. */
+/* The output of a run: the display and the files. */
 #pragma once
 
 #include "sim/output/air_log.h"
@@ -17,18 +17,18 @@ class records
       public:
 	explicit records(const options &settings);
 
-	/* Opens the files; what is wrong, or nothing. */
+	/* Opens the files; returns a fault or an empty text. */
 	std::string open();
 
-	/* The line that introduces the run. */
+	/* Prints the first line of the run. */
 	void begin(const std::string &title);
 	void note(const record &what);
 
-	/* Shows what time alone brings. */
+	/* Shows changes that only depend on time. */
 	void tick(moment now);
 	std::optional<moment> next() const;
 
-	/* The last picture and the report; false when something of all could not be written. */
+	/* Writes the last picture and the report; false when any record could not be written. */
 	bool finish(moment now);
 
       private:
@@ -56,7 +56,7 @@ class records
 	air_log m_air_log;
 	timeline m_timeline;
 	capture m_capture;
-	std::vector<std::string> m_problems; /* each is told once */
+	std::vector<std::string> m_problems; /* each is printed once */
 	std::vector<file> m_logs;
 	capture::wall_time m_start;
 	moment m_next_view = {};

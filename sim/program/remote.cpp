@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The other end of a running simulator: a command to its control socket, a look at its air. */
+/* Uses a running simulator: sends a command to its control socket, or scans its air. */
 #include "sim/program/remote.h"
 
 #include "sim/air/air.h"

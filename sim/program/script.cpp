@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A file of control commands, each at its time. */
+/* A file of control commands with their times. */
 #include "sim/program/script.h"
 
 #include "sim/program/control.h"
@@ -64,9 +64,9 @@ std::string read_script(const std::string &path, std::vector<timed_command> &res
 	std::ifstream file(path);
 	std::ostringstream text;
 
-	if (file.peek() != std::ifstream::traits_type::eof()) /* nothing to copy is no failure */
+	if (file.peek() != std::ifstream::traits_type::eof()) /* an empty file is no failure */
 		text << file.rdbuf();
-	if (!file.is_open() || file.bad()) /* a folder opens, and cannot be read */
+	if (!file.is_open() || file.bad()) /* a folder can be opened but not read */
 		return "cannot read " + path + ": " + strerror(errno);
 	const std::string problem = parse_script(text.str(), result);
 	return problem.empty() ? "" : path + ", " + problem;

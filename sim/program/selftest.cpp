@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A check of the installed program: one dialogue with each controller, over a real pty. */
+/* A check of the installed program: one dialogue with each controller over a real pty. */
 #include "sim/program/selftest.h"
 
 #include "sim/line/line.h"
@@ -16,7 +16,7 @@ namespace sim
 constexpr int ANSWER_MS = 1000;
 constexpr size_t READ_AT_ONCE = 4096;
 
-/* A packet and all that comes back. */
+/* A packet and the expected answer. */
 struct exchange {
 	const char *command;
 	const char *answer;
@@ -53,7 +53,7 @@ static const dialogue dialogues[] = {
 };
 // clang-format on
 
-/* The host's end of the pty: what it reads within the time that an answer may take. */
+/* Reads at the host's end of the pty within the time limit for an answer. */
 static bytes read_answer(int host, session &controller, line &port, size_t expected)
 {
 	bytes answer;

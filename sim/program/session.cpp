@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A controller at the end of its line: bytes and time in, bytes at their time out. */
+/* A controller on its line: bytes and time in, bytes at their time out. */
 #include "sim/program/session.h"
 
 #include <algorithm>
@@ -15,9 +15,9 @@ constexpr uint8_t EVENT_COMMAND_COMPLETE = 0x0E;
 constexpr uint8_t EVENT_COMMAND_STATUS = 0x0F;
 constexpr uint8_t EVENT_HARDWARE_ERROR = 0x10;
 constexpr moment LATE_RESET = std::chrono::milliseconds(5500); /* hosts give up after 5 s */
-constexpr uint8_t LOST_SYNC = 0x01;                            /* the code of that hardware error */
+constexpr uint8_t LOST_SYNC = 0x01;                            /* the code of its hardware error */
 constexpr size_t SWALLOWED = 8;
-constexpr size_t MOST_UNSENT = 1024; /* what a controller keeps of what it tells by itself */
+constexpr size_t MOST_UNSENT = 1024; /* bytes of reports that a controller keeps */
 
 static std::vector<bytes> resets_of(enum vendor vendor)
 {
@@ -72,7 +72,7 @@ moment session::latency_of(uint16_t opcode) const
 	return own == m_settings.latency_of.end() ? m_settings.latency : own->second;
 }
 
-/* Counted from 1 with each download; 0 for any other command. */
+/* The number of a patch segment, from 1 in each download; 0 for any other command. */
 uint32_t session::segment_number(byte_view packet)
 {
 	const bool is_segment = packet.size() > 4 && packet[4] == PATCH_SEGMENT &&
@@ -90,7 +90,7 @@ void session::publish(const outcome &result, moment at)
 		m_report({ .at = at, .what = happened::air, .air = *result.air });
 }
 
-/* Power is there: some firmware tells the host at once that it may send a command. */
+/* Power-up: some firmware reports at once that the host may send a command. */
 void session::start(moment at)
 {
 	const bytes first_credit = { PACKET_EVENT, 0x0E, 0x03, 0x01, 0x00, 0x00 };
@@ -117,7 +117,7 @@ void session::restart(moment now, moment down_for)
 	start(m_deaf_until);
 }
 
-/* What leaves no byte any more is done with; it may take the controller with it. */
+/* Completes answers whose bytes are sent; such an end may restart or unplug the controller. */
 void session::finish_sent(moment at)
 {
 	while (!m_sending.empty() && m_sending.front().left == 0) {
@@ -134,7 +134,7 @@ void session::finish_sent(moment at)
 	}
 }
 
-/* When the first whole event has left, unless there is none. */
+/* Sends an answer; returns when its first whole event is sent, if there is one. */
 std::optional<moment> session::send(const answer_plan &plan, moment at)
 {
 	moment start = at + plan.delay;
@@ -154,7 +154,7 @@ std::optional<moment> session::send(const answer_plan &plan, moment at)
 	return answered;
 }
 
-/* A maker's own events have no such field, and leave the host as free as an answer does. */
+/* Whether the host may send a command after it; vendor events have no such field: they allow it. */
 static bool gives_credit(const bytes &event)
 {
 	if (event[1] == EVENT_COMMAND_COMPLETE)
@@ -164,7 +164,7 @@ static bool gives_credit(const bytes &event)
 	return true;
 }
 
-/* A host may send its next command when an answer has said so, and not before. */
+/* A host may send its next command only after an answer has allowed it. */
 void session::spend_credit(const bytes &packet, moment began, moment at)
 {
 	if (!m_credit_since || began < *m_credit_since)
@@ -193,7 +193,7 @@ void session::execute(const bytes &packet, moment at)
 	tell_struck(at);
 }
 
-/* Something is wrong with the controller or its line: it wants to be reset. */
+/* A hardware error: the controller accepts only a reset then. */
 void session::fail(uint8_t code, moment at)
 {
 	const bytes error = { PACKET_EVENT, EVENT_HARDWARE_ERROR, 0x01, code };
@@ -203,7 +203,7 @@ void session::fail(uint8_t code, moment at)
 	send({ .pieces = { { .data = error, .event = error } } }, at);
 }
 
-/* Counted from the end of the answer; what comes before that is lost as well. */
+/* Counted from the end of the answer; bytes before that are lost too. */
 void session::be_deaf(moment how_long)
 {
 	if (how_long.count() == 0)
@@ -239,7 +239,7 @@ std::optional<bytes> session::read(uint8_t byte, moment at)
 	return packet;
 }
 
-/* A controller works on one command at a time; what comes meanwhile waits. */
+/* A controller works on one command at a time; others wait. */
 void session::work(moment now)
 {
 	while (!m_buffer.empty() && m_busy_until <= now) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* A controller at the end of its line: bytes and time in, bytes at their time out. */
+/* A controller on its line: bytes and time in, bytes at their time out. */
 #pragma once
 
 #include "sim/controller/packet.h"
@@ -14,7 +14,7 @@ namespace sim
 struct session_settings {
 	controller_settings controller = {};
 	uint32_t baud = 115200;
-	size_t buffer_size = 1024; /* of the controller, for bytes that it has no time for yet */
+	size_t buffer_size = 1024; /* of the controller, for bytes that wait */
 	moment latency = {};       /* from the end of a command to the start of its answer */
 	std::map<uint16_t, moment> latency_of = {}; /* by opcode */
 	uint64_t seed = 1;
@@ -29,32 +29,32 @@ class session
 	/* The host has sent these bytes. */
 	void receive(byte_view data, moment now);
 
-	/* Carries out all that is due by now; the bytes that have left for the host. */
+	/* Carries out all that is due by `now`; returns the bytes sent to the host. */
 	bytes advance(moment now);
 
-	/* When advance() has something to do again, if nothing else comes. */
+	/* When advance() is next needed without further input. */
 	std::optional<moment> next() const;
 
-	/* Bytes that the controller can still take without losing one. */
+	/* How many bytes the controller can take without a loss. */
 	size_t room() const;
 
-	/* Bytes that the host has sent and that are still on the line. */
+	/* How many bytes from the host are still on the line. */
 	size_t on_the_way() const
 	{
 		return m_in.waiting();
 	}
 
-	/* The power goes; it takes this long until the controller hears again. */
+	/* Restarts the power; the controller hears nothing for `down_for`. */
 	void restart(moment now, moment down_for);
 
-	/* Bytes that no command has asked for go to the host. */
+	/* Sends bytes to the host without a command. */
 	void inject(byte_view data, moment now);
 
-	/* The controller tells of something by itself; lost when the host takes nothing any more.
+	/* Sends an event without a command; drops it when the host no longer reads.
 	 */
 	void notify(const bytes &event, moment now);
 
-	/* A fault has taken the port away: for how long. To be asked after advance(). */
+	/* How long a fault has unplugged the port; call it after advance(). */
 	std::optional<moment> take_unplug()
 	{
 		return std::exchange(m_unplug_for, std::nullopt);
@@ -72,7 +72,7 @@ class session
       private:
 	struct sending {
 		size_t left = 0;
-		bytes event = {}; /* for the records, when its last byte has left */
+		bytes event = {}; /* for the records, when its last byte is sent */
 		decltype(answer_plan::after) after = answer_plan::stays;
 		moment away = {};
 	};
@@ -110,7 +110,7 @@ class session
 	std::deque<sending> m_sending;
 	moment m_busy_until = {};
 	moment m_packet_began = {};
-	std::optional<moment> m_credit_since = moment{}; /* empty: the host has none */
+	std::optional<moment> m_credit_since = moment{}; /* empty: the host has no credit */
 	moment m_deaf_until = {};
 	bool m_has_started = false;
 	size_t m_swallow = 0;

@@ -18,7 +18,7 @@ namespace sim
 constexpr size_t READ_AT_ONCE = 4096;
 constexpr moment LONGEST_WAIT = std::chrono::hours(1);
 
-/* The number of the process alone is not its own: every sandbox begins to count anew. */
+/* The process id alone is not unique: every sandbox has its own ids. */
 static std::string own_name()
 {
 	char text[48];
@@ -70,7 +70,7 @@ void simulator::note(const record &what)
 		m_receiving_since = what.at;
 		m_neighbours.begin_count();
 	}
-	/* A new payload does not disturb the rhythm; a new start does. */
+	/* A new payload keeps the rhythm; a new start begins another one. */
 	const bool is_advertising = what.air.doing == radio::advertising;
 	if (is_advertising && !m_was_advertising)
 		m_chance_of_beacon = static_cast<uint32_t>(m_chance());
@@ -94,7 +94,7 @@ static int open_signals()
 std::string simulator::open()
 {
 	setvbuf(stdout, nullptr, _IOLBF, 0);
-	prctl(PR_SET_TIMERSLACK, 1); /* a byte takes less than the usual slack */
+	prctl(PR_SET_TIMERSLACK, 1); /* a byte takes less than the default slack */
 	m_signals = open_signals();
 	if (m_signals < 0)
 		return std::string("cannot watch for signals: ") + strerror(errno);
@@ -116,9 +116,9 @@ std::string simulator::open()
 }
 
 /*
- * How much to take from the host now. With RTS/CTS it is made to wait while the controller has
- * no room, by leaving its bytes in the pty; and never is there more on the line than a while's
- * worth, just as a UART takes no more than it can send.
+ * How many bytes to read from the host now. With RTS/CTS they stay in the pty while the controller
+ * has no room, so that the host waits. Like a UART, it never has more on the line than it can send
+ * in a short time.
  */
 size_t simulator::appetite() const
 {
@@ -211,7 +211,7 @@ void simulator::tell_air()
 	m_air.say(air_message(m_name, m_session.chip().air(), m_chance_of_beacon));
 }
 
-/* A host that does not read loses what it would be told: it is not kept for it without end. */
+/* A host that does not read loses reports: they cannot be kept without limit. */
 void simulator::listen()
 {
 	const moment at = now();
@@ -259,7 +259,7 @@ moment simulator::wait_until() const
 	return until;
 }
 
-/* What to sleep on; the signals come first. */
+/* The descriptors to wait for; the signals are first. */
 std::vector<pollfd> simulator::watched() const
 {
 	std::vector<pollfd> all = { { m_signals, POLLIN, 0 } };
@@ -277,7 +277,7 @@ std::vector<pollfd> simulator::watched() const
 	return all;
 }
 
-/* Sleeps until something is to be done; false when it is time to end. */
+/* Sleeps until there is work; false at the end of the run. */
 bool simulator::wait()
 {
 	std::vector<pollfd> all = watched();

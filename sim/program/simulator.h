@@ -21,10 +21,10 @@ class simulator
 	simulator(const simulator &) = delete;
 	simulator &operator=(const simulator &) = delete;
 
-	/* Opens everything; what is wrong, or nothing. */
+	/* Opens everything; returns a fault or an empty text. */
 	std::string open();
 
-	/* Runs until a signal, a command or the end of its time; false: not all was written. */
+	/* Runs until a signal, a command or the end of its time; false: a record is incomplete. */
 	bool run();
 
       private:
