@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# The picture that ./run fleet draws: gnuplot -c bench/fleet.gnuplot DATA PICTURE SECONDS
-# A line of DATA: access points, processor time of daemons and simulators, memory of both.
+# Draws the picture of ./run fleet: gnuplot -c bench/fleet.gnuplot DATA PICTURE SECONDS
+# Each line of DATA: access points, processor time of daemons and simulators, memory of both.
 
 set terminal svg size 860,330 font "sans-serif,12" background "white"
 set output ARG2
@@ -19,5 +19,5 @@ do for [first in "2 4"] {
 		linecolor "#c2703d" title "simulators", \
 		"" using 1:(column(first + 0)) with linespoints pointtype 7 pointsize 0.4 \
 		linecolor "#2f6690" title "daemons"
-	unset label # once is enough for both
+	unset label # shown only once
 }

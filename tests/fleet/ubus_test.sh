@@ -1,6 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# What docs/fleet.md tells of ubus, with a stand-in. Run in tools/sandbox. usage: ubus_test.sh BUILD
+# The ubus example of docs/fleet.md, with a stand-in for ubus. Run in tools/sandbox.
+# usage: ubus_test.sh BUILD
 # shellcheck disable=SC2016 # the quotes of markdown stand in quotes
 
 set -u
@@ -12,19 +13,19 @@ lay_over daemon client
 PATH=$here:$PATH
 page=$here/../../docs/fleet.md
 
-# The value behind a name of the JSON on standard input, as Python has it.
+# The value of a name in the JSON on standard input, printed by Python.
 value()
 {
 	python3 -c 'import json, sys; print(json.load(sys.stdin)[sys.argv[1]], end="")' "$1"
 }
 
-answers() # with the status CODE
+answers() # CODE: the answer has this exit status
 {
 	sh -c "$call" >$scratch/answer 2>$scratch/error
 	[ "$(value code <$scratch/answer)" = "$1" ]
 }
 
-# The lines of the page as they stand there.
+# The lines of the page, unchanged.
 call=$(grep '^ubus call' "$page")
 [ "$(echo "$call" | wc -l)" = 1 ] || fail "the page has these calls: $call"
 list=$(sed -n 's,^.*`\(/usr/share/rpcd/acl.d/[a-z]*.json\)`.*$,\1,p' "$page")
@@ -32,12 +33,12 @@ mkdir -p "${list%/*}"
 sed -n '/^{"monitoring"/,/^```/{/^```/!p}' "$page" >"$list"
 [ -s "$list" ] || fail 'the page has no access list'
 
-### Without a daemon the answer says so, too
+### The answer also reports a missing daemon
 answers 2 || fail "without a daemon: $(cat $scratch/answer $scratch/error)"
 value stdout <$scratch/answer | grep -q '"running": false' ||
 	fail "without a daemon it answers $(cat $scratch/answer)"
 
-### What is on the air comes as JSON
+### The state of the air is JSON
 plug_in
 vorlind 2>>$scratch/messages &
 daemon=$!
@@ -49,7 +50,7 @@ answers 0 || fail "with a daemon: $(cat $scratch/answer $scratch/error)"
 [ "$(value stdout <$scratch/answer | value running)" = True ] ||
 	fail "it answers $(cat $scratch/answer)"
 
-### Whoever has a session may run what the list grants, and nothing else
+### A session may run only what its list grants
 as_session() # MESSAGE without its last bracket
 {
 	ubus call file exec "$1, \"ubus_rpc_session\": \"monitoring\"}" >$scratch/answer 2>$scratch/error

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# ./run ap ends at once when it is interrupted, wherever it is, and leaves nothing behind. The
-# machine and the controller are scripts that do what ./run ap looks for.
+# ./run ap ends at once when it is interrupted at any point, and leaves nothing behind. The
+# machine and the controller are scripts that print what ./run ap waits for.
 # usage: ap_test.sh INT|HUP|TERM|PIPE
 
 set -u
@@ -28,7 +28,7 @@ fail()
 	failures=$((failures + 1))
 }
 
-# What ./run ap finds built and unpacked, and what it packs that with.
+# The built and unpacked files for ./run ap, and the programs that it packs them with.
 device=$scratch/device
 mkdir -p "$scratch/bin" "$scratch/tmp" "$device/ap/bin" "$device/ap/boot" "$device/ap/lib/modules" \
 	"$device/sysroot/lib/aarch64-linux-musl"
@@ -59,7 +59,7 @@ while :; do
 done
 STUB
 
-# The machine: its console and its monitor are pipes. How far it comes is its name for the moment.
+# The machine, with pipes as console and monitor; $MOMENT says how far it gets.
 cat >"$scratch/bin/qemu-system-aarch64" <<'STUB'
 #!/bin/sh
 for word; do
@@ -91,7 +91,7 @@ done
 STUB
 chmod +x "$scratch"/bin/*
 
-# Each moment, and the text of ./run ap that tells that it is there.
+# For each moment, the text of ./run ap that shows that it is reached.
 arrived()
 {
 	case $moment in
@@ -103,8 +103,8 @@ arrived()
 	esac >/dev/null 2>&1
 }
 
-# As a terminal would, to all of it; as somebody with kill would, to the first process; or by not
-# reading on.
+# Interrupts it like a terminal (all its processes), like kill (the first one), or by closing its
+# output.
 interrupt()
 {
 	case $signal in
@@ -115,10 +115,10 @@ interrupt()
 }
 
 mkfifo "$scratch/pipe" "$scratch/typed"
-exec 5<>"$scratch/typed" # a terminal on which nobody types
+exec 5<>"$scratch/typed" # a terminal without input
 TMPDIR=$scratch/tmp
 for moment in packing booting deaf watching staying; do
-	# Who no longer reads is noticed where something is written.
+	# A closed output is only noticed while something is written.
 	[ "$signal" != PIPE ] || [ $moment = watching ] || continue
 	seconds=0
 	[ $moment != watching ] || seconds=86400

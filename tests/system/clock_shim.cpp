@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * Loaded before the C library (LD_PRELOAD): the clock that only goes forward is ahead by as many
- * seconds as the file says that VORLIND_TEST_AHEAD names, so that nobody has to wait for minutes.
+ * Loaded before the C library (LD_PRELOAD): moves the monotonic clock ahead by the seconds in the
+ * file VORLIND_TEST_AHEAD, so that a test need not wait for minutes.
  */
 #include <cstdio>
 #include <cstdlib>

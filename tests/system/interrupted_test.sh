@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 # ./run test and ./run mutants end at once when they are interrupted, and leave nothing behind.
-# What they build and run is stood in for by programs that end only when they are told to.
+# Stand-ins for the programs that they build and run end only by a signal.
 # usage: interrupted_test.sh test|mutants
 
 set -u
@@ -36,7 +36,7 @@ done
 mkdir -p "$scratch/copy/build" "$scratch/copy/.git" "$scratch/copy/tests/unit/tea"
 : >"$scratch/copy/tests/unit/tea/cup_test.cpp"
 
-# Makes scratch, and waits with a child.
+# Makes a temporary file, and waits with a child.
 cat >"$scratch/bin/ctest" <<'STUB'
 #!/bin/sh
 mktemp >/dev/null
@@ -44,7 +44,7 @@ sleep 86400 &
 : >"$ARRIVED"
 wait
 STUB
-# The unit tests that mutants runs are the same.
+# The unit tests for mutants do the same.
 cat >"$scratch/bin/ninja" <<'STUB'
 #!/bin/sh
 mkdir -p "$2/tests"
@@ -59,7 +59,7 @@ printf '#!/bin/sh\nexit 1\n' >"$scratch/bin/apt-get"
 cp "$scratch/bin/apt-get" "$scratch/bin/sudo"
 chmod +x "$scratch"/bin/*
 
-# As a terminal would, to all of it; or as somebody with kill would, to the first process.
+# Interrupts it like a terminal (all its processes), or like kill (the first one).
 interrupt()
 {
 	case $how in
@@ -92,7 +92,7 @@ for how in ctrl-c closed-terminal INT HUP TERM; do
 	wait "$run"
 	status=$?
 	[ $status -gt 128 ] || fail "the status is $status"
-	tries=0 # the kernel takes a moment for the last of a namespace
+	tries=0 # the kernel needs a moment to end a namespace
 	while grep -qsF "$scratch/arrived" /proc/[0-9]*/environ && [ $tries -lt 100 ]; do
 		tries=$((tries + 1))
 		sleep 0.1

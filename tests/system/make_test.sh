@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# What a rule of make lacks it says in one line, and it has touched nothing by then.
+# A make rule says in one line which packages are missing, before it changes anything.
 # usage: make_test.sh
 
 set -u
@@ -25,7 +25,7 @@ done
 cd "$scratch/copy" || exit 1
 make=$(command -v make)
 
-# It fails with just this, and what make says of that itself.
+# It fails with only this message and make's own.
 expect_only()
 {
 	PATH=$scratch/bin "$make" --no-print-directory "$target" >"$scratch/answer" 2>&1 </dev/null &&
@@ -50,7 +50,7 @@ package cmake ninja-build g++ dpkg-dev file
 dist git
 LIST
 
-### In a release archive, in which nothing says which files are the project's
+### In a release archive, without git's list of files
 for program in git clang-format shellcheck; do
 	printf '#!/bin/sh\necho "%s has run"\n' $program >"$scratch/bin/$program"
 	chmod +x "$scratch/bin/$program"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
- * The plugin for Wireshark: of the whole life of each controller it leaves no byte untold, tells
- * the values that went over the line, and is not upset by what no controller sends.
+ * The plugin for Wireshark: it decodes every byte of each controller's session, shows the values
+ * on the line, and survives packets that no controller sends.
  */
 #include "tests/system/sim_host.h"
 
@@ -25,7 +25,7 @@ static std::vector<std::string> lines_of(const std::string &text)
 static const std::string vendor_packets =
 	"(bthci_cmd.opcode.ogf == 0x3f || bthci_evt.opcode.ogf == 0x3f || bthci_evt.code == 0xff)";
 
-/* What a filter finds, and the fields of the first that it finds. */
+/* A filter, and the fields of the first packet that it finds. */
 struct told {
 	const char *filter;
 	std::vector<std::string> names;
@@ -35,7 +35,7 @@ struct told {
 class SimDissector : public SimulatorTest
 {
       protected:
-	/* The plugin where a user puts it; tshark finds it there by itself. */
+	/* Installs the plugin like a user: tshark finds it there by itself. */
 	void SetUp() override
 	{
 		SimulatorTest::SetUp();
@@ -62,7 +62,7 @@ class SimDissector : public SimulatorTest
 		return content_of(analyser.out);
 	}
 
-	/* One line for each packet that the filter lets through, with the fields in columns. */
+	/* One line for each packet that the filter finds, with the fields in columns. */
 	std::vector<std::string> fields(const std::string &filter,
 					const std::vector<std::string> &names)
 	{
@@ -75,7 +75,7 @@ class SimDissector : public SimulatorTest
 		return lines_of(tshark(words));
 	}
 
-	/* All that the daemon can have a controller do, from its start to its end. */
+	/* Everything that the daemon sends to a controller, from its start to its end. */
 	void record_life(const std::string &controller, std::vector<std::string> more = {})
 	{
 		program maker;
@@ -110,7 +110,7 @@ class SimDissector : public SimulatorTest
 		EXPECT_EQ(stop(simulator, SIGTERM), 0);
 	}
 
-	/* A capture of these packets, in hexadecimal, after the answer that tells the manufacturer.
+	/* Write these packets, in hexadecimal, after the answer that names the manufacturer.
 	 */
 	void write_capture(uint8_t manufacturer, const std::vector<std::string> &packets) const;
 
@@ -156,8 +156,8 @@ void SimDissector::write_capture(uint8_t manufacturer,
 }
 
 /*
- * Wireshark itself notes "Event undecoded" beside each vendor's event, also where it is a vendor's
- * that it knows: nothing else may be remarkable in any packet.
+ * Wireshark itself notes "Event undecoded" at every vendor event, even of a vendor that it knows.
+ * No packet may have any other note.
  */
 void SimDissector::expect_all_told()
 {
@@ -174,7 +174,7 @@ void SimDissector::expect_all_told()
 			<< line;
 }
 
-/* Each byte of a packet is that of a field with a value, or padding. */
+/* Each byte of a packet belongs to a field with a value, or is padding. */
 void SimDissector::expect_every_byte_told()
 {
 	static const std::regex leaf(
@@ -201,7 +201,7 @@ void SimDissector::expect_every_byte_told()
 	EXPECT_GT(packets, 50u);
 }
 
-/* Commands have the names that they have in the simulator's own records. */
+/* Commands have the names of the simulator's records. */
 void SimDissector::expect_names_of_the_log()
 {
 	static const std::regex command(R"re("name":"([^"]*)".*"bytes":"01 .. F)re");
@@ -307,7 +307,7 @@ TEST_F(SimDissector, TellsTheValuesOfAQualcommController)
 	});
 }
 
-/* What this daemon does not say, and what controllers answer to it. */
+/* Commands that the daemon does not send, and their answers. */
 TEST_F(SimDissector, TellsRefusalsAndOtherCommands)
 {
 	struct row {
@@ -381,7 +381,7 @@ TEST_F(SimDissector, TellsWhatIsTooShortAndTooLong)
 	}
 }
 
-/* In the units that people have; only an interval is one. */
+/* In milliseconds; only an interval has this unit. */
 TEST_F(SimDissector, TellsIntervalsInMilliseconds)
 {
 	write_capture(13, { host::from_hex("01 30 FE 03 06 A1 00"),
@@ -393,7 +393,7 @@ TEST_F(SimDissector, TellsIntervalsInMilliseconds)
 	EXPECT_EQ(count_of(all, "    Interval: 161 (100.625 ms)\n"), 1u) << all;
 }
 
-/* A record that does not begin with the controller's start has nobody to tell which it is. */
+/* A record without the controller's start does not show which controller it is. */
 TEST_F(SimDissector, ReadsARecordWithoutItsBeginningWhenTold)
 {
 	write_capture(99, { host::from_hex("01 30 FE 03 06 A0 00") });
@@ -406,7 +406,7 @@ TEST_F(SimDissector, ReadsARecordWithoutItsBeginningWhenTold)
 		  std::string::npos);
 }
 
-/* Of other commands of these vendors, and of other data of the beacons' company, it says nothing.
+/* It ignores other commands of these vendors, and other data of the beacons' company.
  */
 TEST_F(SimDissector, LeavesAloneWhatItDoesNotKnow)
 {
@@ -417,7 +417,7 @@ TEST_F(SimDissector, LeavesAloneWhatItDoesNotKnow)
 	EXPECT_EQ(fields("frame.number > 2", { "frame.number" }).size(), 3u);
 }
 
-/* Packets cut, extended and turned at random, the same in each run. */
+/* Packets cut, extended and changed at random, the same in each run. */
 TEST_F(SimDissector, IsNotUpset)
 {
 	static const std::vector<std::string> packets = {

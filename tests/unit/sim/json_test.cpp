@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The record of everything as JSON: each line, letter for letter. */
+/* The record of everything as JSON: each line exactly. */
 #include "sim/output/json.h"
 #include "tests/unit/sim/talk.h"
 
