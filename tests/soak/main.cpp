@@ -3,6 +3,7 @@
 #include "tests/soak/steps.h"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -45,12 +46,13 @@ static void interrupt(int)
 	_exit(2);
 }
 
-static double number_of(const std::string &name, const std::string &text)
+template <typename T> static T number_of(const std::string &name, const std::string &text)
 {
-	char *end;
-	const double value = strtod(text.c_str(), &end);
+	const char *const end = text.data() + text.size();
+	T value = 0;
+	const auto [stop, error] = std::from_chars(text.data(), end, value);
 
-	if (text.empty() || *end != '\0' || !(value >= 0) || value > 1e15)
+	if (error != std::errc() || stop != end || !(value >= 0))
 		bad_usage(name + " takes a number, not " + text);
 	return value;
 }
@@ -58,11 +60,11 @@ static double number_of(const std::string &name, const std::string &text)
 static void take_option(soak_options &o, const std::string &name, const std::string &value)
 {
 	if (name == "--minutes") {
-		o.minutes = number_of(name, value);
+		o.minutes = number_of<double>(name, value);
 	} else if (name == "--steps") {
-		o.steps = static_cast<uint64_t>(number_of(name, value));
+		o.steps = number_of<uint64_t>(name, value);
 	} else if (name == "--seed") {
-		o.seed = static_cast<uint64_t>(number_of(name, value));
+		o.seed = number_of<uint64_t>(name, value);
 	} else if (name == "--json") {
 		o.json = value;
 	} else if (name == "--log") {
