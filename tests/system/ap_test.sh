@@ -69,6 +69,7 @@ for word; do
 	esac
 done
 exec >"$console.out"
+: >"$ARRIVED"
 [ "$MOMENT" != booting ] || exec sleep 86400
 echo 'The access point is up'
 [ "$MOMENT" != deaf ] || exec sleep 86400
@@ -96,7 +97,7 @@ arrived()
 {
 	case $moment in
 	packing) grep -q '^== Packing' "$scratch/output" ;;
-	booting) grep -q '^== Starting a sim' "$scratch/output" && ls "$TMPDIR"/*/*/console ;;
+	booting) [ -e "$scratch/arrived" ] ;;
 	deaf) grep -q '^== At its console' "$scratch/output" ;;
 	watching) grep -q '^three beacons' "$scratch/output" ;;
 	staying) grep -q "^== You are at" "$scratch/output" ;;
@@ -122,10 +123,11 @@ for moment in packing booting deaf watching staying; do
 	[ "$signal" != PIPE ] || [ $moment = watching ] || continue
 	seconds=0
 	[ $moment != watching ] || seconds=86400
+	rm -f "$scratch/arrived"
 	: >"$scratch/output"
 	tee "$scratch/output" <"$scratch/pipe" >"$scratch/copy" &
 	reader=$!
-	TMPDIR=$TMPDIR MOMENT=$moment PATH=$scratch/bin:$PATH TERM=dumb setsid \
+	TMPDIR=$TMPDIR ARRIVED=$scratch/arrived MOMENT=$moment PATH=$scratch/bin:$PATH TERM=dumb setsid \
 		env --default-signal=INT,PIPE tools/leash tools/ap "$scratch/bin/simulator" "$device" \
 		$seconds stay <&5 >"$scratch/pipe" 2>&1 &
 	ap=$!
