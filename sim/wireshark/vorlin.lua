@@ -1,14 +1,14 @@
 -- SPDX-License-Identifier: Apache-2.0
--- What Wireshark and tshark make of what only these controllers say: the extensions and the GAP layer
--- of TI's network processor, Qualcomm's patch download, and the beacons that each is given.
+-- A plugin for Wireshark and tshark. It decodes the extension and GAP packets of TI's network
+-- processor, Qualcomm's patch download, and beacons in advertising data.
 
--- Which of them it is tells the answer to Read Local Version Information; where a record has none, or
--- another manufacturer in it, "Decode As" does.
+-- Wireshark takes the manufacturer from the answer to Read Local Version Information. For a record
+-- without this answer, or with another manufacturer in it, the user chooses with "Decode As".
 local TI, QUALCOMM, APPLE = 0x000D, 0x001D, 0x004C
 local EVENT_COMMAND_COMPLETE, EVENT_VENDOR = 0x0E, 0xFF
 
----- The packets: a name, and its fields in their order. What stands behind a "?" need not be there.
----- Some words are not fields but stand for what depends on the fields before them; see `special`.
+---- The packets: a name, and the fields in their order. Fields after a "?" may be missing.
+---- Some words are no fields: a function in `special` reads what depends on earlier fields.
 
 local ti_commands = {
 	--           name                            parameters                       what the answer returns
@@ -31,7 +31,7 @@ local ti_events = {
 	[0x0604] = { "GAP End Discoverable Done",        "gap_status" },
 	[0x067F] = { "GAP Command Status",               "gap_status opcode payload_length ? returns" },
 }
--- 0x0400 and the low byte of the command, for every extension command.
+-- For every extension command: 0x0400 and the low byte of the command.
 local extension_done = { "HCI Extension Done", "status opcode ? returns" }
 local FIRST_EXTENSION_EVENT, LAST_EXTENSION_EVENT = 0x0400, 0x04FF
 
@@ -44,12 +44,12 @@ local patch_commands = {
 	[0x1E] = { "Segment", "length segment",  "" },
 }
 local command_complete = "opcode status ? returns"
-local patch_event = { "Patch Download Event", "event answered status" } -- beside the answer, of some firmware
+local patch_event = { "Patch Download Event", "event answered status" } -- some firmware sends it too
 local patch_header = "kind announced total_size code_size format signature download_mode reserved " ..
 	"product rom_build patch_version reserved2 entry"
 local PATCH_HEADER_SIZE, PATCH_KIND = 28, 0x02
 
--- Advertising data is a row of these; what the manufacturer's begins with is a company.
+-- Types of structures in advertising data; manufacturer data begins with a company.
 local AD_FLAGS, AD_MANUFACTURER = 0x01, 0xFF
 
 local beacon_layout = "kind length uuid major minor power"
@@ -185,7 +185,7 @@ local beacon_fields = {
 	{ "power",            "Measured power (dBm)",     "int8",   1, DEC },
 }
 
--- `is_low_first`: whether its numbers and addresses have their low byte first.
+-- `is_low_first`: numbers have their low byte first.
 local function make_protocol(name, label, rows, is_low_first)
 	local proto = Proto(name, label)
 	local made = { proto = proto, is_low_first = is_low_first, fields = {} }
@@ -249,7 +249,7 @@ local function turned_address(range)
 	return Address.ether(table.concat(text, ":"))
 end
 
--- A Qualcomm controller is told its address as people write it, most significant byte first.
+-- Only a Qualcomm controller takes its address with the most significant byte first.
 local function read_field(reader, word)
 	local field = reader.protocol.fields[word]
 	local bytes = field.bytes or bytes_left(reader)
@@ -283,7 +283,7 @@ local function read_layout(reader, layout)
 	end
 end
 
--- What a command returns is told by the opcode that its answer has.
+-- The opcode in the answer decides which fields follow.
 function special.returns(reader)
 	local command = reader.commands[reader.values.opcode]
 
@@ -292,7 +292,7 @@ function special.returns(reader)
 	end
 end
 
--- A beacon as the manufacturer's data has it, behind the company; other data is left alone.
+-- Manufacturer data after the company; returns 0 if it is no beacon.
 function beacon.proto.dissector(tvb, pinfo, tree)
 	if tvb:len() ~= BEACON_SIZE or tvb(0, 1):uint() ~= BEACON_KIND or
 		tvb(1, 1):uint() ~= BEACON_LENGTH then
@@ -302,7 +302,7 @@ function beacon.proto.dissector(tvb, pinfo, tree)
 	return tvb:len()
 end
 
--- The next bytes of a packet, to be read as if nothing came behind them.
+-- A reader of the next `length` bytes only.
 local function part_of(reader, length)
 	local range = reader.tvb(reader.at, length)
 
@@ -330,7 +330,7 @@ local function read_structure(reader)
 	read_field(one, "ad_data")
 end
 
--- Wireshark's own dissector of these cannot be called from here: it wants to know more.
+-- Wireshark's own dissector for this needs data that Lua cannot pass.
 function special.advertising_data(reader)
 	local length = reader.values.data_length
 
@@ -341,7 +341,7 @@ function special.advertising_data(reader)
 	while bytes_left(data) > 0 and data.tvb(data.at, 1):uint() > 0 do
 		read_structure(data)
 	end
-	read_field(data, "ad_data") -- an empty structure ends them before their length does
+	read_field(data, "ad_data") -- an empty structure ends the list early
 end
 
 local function read_slots(reader, word)
@@ -376,7 +376,7 @@ end
 function special.patch_parameters(reader) read_patch(reader, 2) end
 function special.patch_returns(reader) read_patch(reader, 3) end
 
--- The first one begins with the header of the file, which tells its length twice.
+-- The first segment begins with the header of the file, which has the length twice.
 local function begins_patch(tvb)
 	return tvb:len() >= PATCH_HEADER_SIZE and tvb(0, 1):uint() == PATCH_KIND and
 		tvb(1, 3):le_uint() == tvb(4, 4):le_uint()
@@ -395,7 +395,7 @@ function special.segment(reader)
 	read_field(segment, "data")
 end
 
--- The line of the list of packets, and what is to be said of bytes that are left.
+-- Set the line in the list of packets, and report bytes that are left.
 local function finish(reader, verb, name)
 	local status = reader.values.status or reader.values.gap_status or 0
 	local text = name .. (status ~= 0 and string.format(", status 0x%02X", status) or "")
@@ -408,11 +408,11 @@ local function finish(reader, verb, name)
 	return reader.tvb:len()
 end
 
----- What Wireshark calls, with everything but the H4 indicator; 0 leaves the packet to Wireshark
+---- Wireshark calls these without the H4 indicator; 0 leaves the packet to Wireshark
 
 local event_code = Field.new("bthci_evt.code")
 
--- "Patch Download Segment": the one opcode has more than one command.
+-- One opcode has several patch commands: "Patch Download Segment".
 local function command_name(reader, row)
 	local patch_command = patch_commands[reader.values.patch_command]
 
@@ -427,7 +427,7 @@ local function read_command(protocol, commands, tvb, pinfo, tree)
 	end
 	local reader = new_reader(protocol, tvb, pinfo, tree:add(protocol.proto, tvb()), 0)
 	read_field(reader, "opcode")
-	reader.at = 3 -- behind the length, which Wireshark shows
+	reader.at = 3 -- Wireshark itself shows the length
 	read_layout(reader, row[2])
 	return finish(reader, "Sent", command_name(reader, row))
 end
@@ -439,7 +439,7 @@ local function ti_event(code)
 	return ti_events[code]
 end
 
--- An event tells the command that it answers, if it names one.
+-- Add the command that an event answers, if the event names one.
 local function with_command(reader, name)
 	local command = reader.commands[reader.values.opcode]
 
