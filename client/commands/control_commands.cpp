@@ -66,7 +66,7 @@ void print_result_json(const char *command, const char *result)
 	fputs("}\n", stdout);
 }
 
-/* The fault's text begins with a known option: print the words that the user typed. */
+/* With a known option the fault's text begins with it: no colon then. */
 static exit_status bad_option(const char *name, const daemon_option *options, const request *r,
 			      const fault *wrong)
 {

@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-# Completion of vorlin-sim's command line for bash. Options, faults and quirks come from its helps.
+# Completion of vorlin-sim's command line for bash. It reads options, faults and quirks from its
+# help texts.
 
-# The words at the beginning of the indented lines of a help.
+# The first words of the indented lines of a help text.
 _vorlin_sim_names()
 {
 	vorlin-sim --help="$1" 2>/dev/null | sed -n '/^$/,/^$/s/^  \([a-z][a-z0-9-]*\) .*/\1/p'
@@ -12,14 +13,14 @@ _vorlin_sim_options()
 	vorlin-sim --help 2>/dev/null | grep -o -e '--[a-z][a-z-]*' | sort -u
 }
 
-# The keys of one fault, and those of all.
+# The keys of one fault, and the common ones.
 _vorlin_sim_keys()
 {
 	vorlin-sim --help=faults 2>/dev/null |
 		sed -n "s/^  $1 .*  \([a-z]*=.*\)/\1/p; s/^for all: //p" | grep -o '[a-z]*='
 }
 
-# What an option takes; "-" is a file, and false: it takes nothing.
+# The values of an option; "-" is a file; false for an option without a value.
 _vorlin_sim_values()
 {
 	case $1 in
@@ -46,7 +47,7 @@ _vorlin_sim()
 	local joined=() i word glue='' lead='' words='' name
 	local shown=${COMP_WORDS[COMP_CWORD]}
 
-	# bash takes words apart at "=" and ":".
+	# bash splits words at "=" and ":".
 	for ((i = 1; i <= COMP_CWORD; i++)); do
 		word=${COMP_WORDS[i]}
 		if [[ ${#joined[@]} -gt 0 && ($word == [=:] || -n $glue) ]]; then
@@ -89,7 +90,7 @@ _vorlin_sim()
 		read -ra words <<<"${words//$'\n'/ }"
 		mapfile -t COMPREPLY < <(compgen -W "${words[*]/#/$lead}" -- "$word")
 	fi
-	# What stands before the last "=" or ":" is no part of the word for bash.
+	# For bash the word begins after the last "=" or ":".
 	COMPREPLY=("${COMPREPLY[@]#"${word%"$shown"}"}")
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The command line: read, and its help, by the table of options. */
+/* The command line: reads it and prints its help, from the table of options. */
 #include "sim/program/command_line.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ static std::string spelled(const option &row)
 	return row.value ? text + " " + row.value : text;
 }
 
-/* The settings that depend on more than one option. */
+/* Settings that depend on more than one option. */
 static void complete(options &result)
 {
 	controller_settings &controller = result.session.controller;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The command line: read, and its help, by the table of options. */
+/* The command line: reads it and prints its help, from the table of options. */
 #pragma once
 
 #include "sim/program/options.h"
@@ -7,7 +7,7 @@
 namespace sim
 {
 
-/* Fills `result`; what is wrong with the arguments and what would be right, or nothing. */
+/* Fills `result`; returns a fault in the arguments with the right values, or an empty text. */
 std::string parse_options(std::span<const char *const> arguments, options &result);
 
 std::string help_text();
