@@ -303,27 +303,26 @@ agree uuid random NONE 0123456789abcdef0123456789ABCDEF 01234567-89ab-cdef-0123-
 	0123456-789ab-cdef-0123-456789abcdef 0123456789abcdef0123456789abcdeg
 
 ### A radio without a name works; booleans are those of config_get_bool, others get a message
+enabled_by() # WORD...: prints settings with a beacon for each word, which is its `enabled`
+{
+	printf 'config vorlind\n\toption enabled yes\n'
+	number=0
+	for word; do
+		number=$((number + 1))
+		printf 'config beacon\n\toption number %s\n\toption enabled %s\n' $number "$word"
+	done
+}
+
 within 20 no_restore
 : >/run/syslog
 {
-	printf 'config vorlind\n\toption enabled yes\nconfig radio\n\toption interval 175\n'
-	number=0
-	for word in 1 on true yes enabled; do
-		number=$((number + 1))
-		printf 'config beacon\n\toption number %s\n\toption enabled %s\n' $number $word
-	done
+	enabled_by 1 on true yes enabled
+	printf 'config radio\n\toption interval 175\n'
 } >$config
 $script reload || fail 'sections without names are refused'
 [ "$(grep -c '^beacon [1-5] on$' $generated)" = 5 ] || fail "a word for on is off: $(cat $generated)"
 grep -qx 'set interval 175' $generated || fail 'a radio without a name does not count'
-{
-	printf 'config vorlind\n\toption enabled yes\n'
-	number=0
-	for word in 0 off false no perhaps; do
-		number=$((number + 1))
-		printf 'config beacon\n\toption number %s\n\toption enabled %s\n' $number $word
-	done
-} >$config
+enabled_by 0 off false no perhaps >$config
 logged perhaps && fail 'the log tells of a word too early'
 $script reload || fail 'a word that is neither on nor off is refused'
 [ "$(grep -c '^beacon [1-5] off$' $generated)" = 5 ] || fail "a word for off is on: $(cat $generated)"

@@ -35,17 +35,7 @@ class SimCaptures : public SimulatorTest
 					 "--strict-patch" });
 		load_beacon(0, "00112233445566778899AABBCCDDEEFF", "1");
 		load_beacon(1, "F7826DA64FA24E988024BC5B71E0893E", "2");
-		ask({ "ibeacon", "start" });
-		EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
-		EXPECT_TRUE(comes_true(
-			[&] { return control("air").find("minor 2 ") != std::string::npos; }));
-		ask({ "ibeacon", "stop" });
-		ask({ "config", "le-receiver-test", "5" });
-		ask({ "config", "le-test-end" });
-		ask({ "config", "le-transmitter-test", "0", "37", "0" });
-		ask({ "config", "le-test-end" });
-		EXPECT_EQ(stop(daemon, SIGTERM), 0);
-		EXPECT_EQ(stop(simulator, SIGTERM), 0);
+		rotate_test_and_end();
 	}
 
 	/* The number of packets in the log: the capture must have as many. */

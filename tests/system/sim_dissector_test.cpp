@@ -98,16 +98,7 @@ class SimDissector : public SimulatorTest
 		load_beacon(0, "00112233445566778899AABBCCDDEEFF", "258");
 		load_beacon(1, "F7826DA64FA24E988024BC5B71E0893E", "2");
 		strcpy(segment->config.beacon[1].measured_power, "200");
-		ask({ "ibeacon", "start" });
-		EXPECT_TRUE(comes_true(
-			[&] { return control("air").find("minor 2 ") != std::string::npos; }));
-		ask({ "ibeacon", "stop" });
-		ask({ "config", "le-receiver-test", "5" });
-		ask({ "config", "le-test-end" });
-		ask({ "config", "le-transmitter-test", "0", "37", "0" });
-		ask({ "config", "le-test-end" });
-		EXPECT_EQ(stop(daemon, SIGTERM), 0);
-		EXPECT_EQ(stop(simulator, SIGTERM), 0);
+		rotate_test_and_end();
 	}
 
 	/* Write these packets, in hexadecimal, after the answer that names the manufacturer.

@@ -68,6 +68,22 @@ class SimulatorTest : public SystemTest
 		return printed_now();
 	}
 
+	/* Rotate two loaded beacons, run both production tests, end both programs. */
+	void rotate_test_and_end()
+	{
+		ask({ "ibeacon", "start" });
+		EXPECT_EQ(segment->config.opt.status, BLE_STATUS_ADVERTISING);
+		EXPECT_TRUE(comes_true(
+			[&] { return control("air").find("minor 2 ") != std::string::npos; }));
+		ask({ "ibeacon", "stop" });
+		ask({ "config", "le-receiver-test", "5" });
+		ask({ "config", "le-test-end" });
+		ask({ "config", "le-transmitter-test", "0", "37", "0" });
+		ask({ "config", "le-test-end" });
+		EXPECT_EQ(stop(daemon, SIGTERM), 0);
+		EXPECT_EQ(stop(simulator, SIGTERM), 0);
+	}
+
 	/* Set a fault and ask the daemon for the address; returns what it prints. */
 	std::string address_with(const std::string &fault)
 	{
