@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The five beacon entries as the daemon writes them when it starts. */
+/* The five beacon entries that the daemon writes at its start. */
 #pragma once
 
 #include "daemon/segment.h"

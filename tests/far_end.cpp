@@ -46,7 +46,7 @@ FarEnd::FarEnd(std::function<void(const std::string &packet)> taker) : take(std:
 	if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 ||
 	    pipe2(wake, O_CLOEXEC) != 0)
 		throw std::runtime_error("no pty");
-	/* not by open(), which some tests replace */
+	/* not open(): some tests replace it */
 	slave = openat(AT_FDCWD, path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
 	termios raw;
 	tcgetattr(slave, &raw);

@@ -9,10 +9,10 @@
 /* "01 03 0C 00", in upper case. */
 std::string hex_of(const std::string &bytes);
 
-/* And back; '|' is for the eye. */
+/* The bytes of such a text; '|' only separates. */
 std::string bytes_of(const std::string &hex);
 
-/* A pty. A thread of its own gives each whole command to a function. */
+/* A pty, with a thread that passes each whole command to a function. */
 class FarEnd
 {
       public:
@@ -20,7 +20,7 @@ class FarEnd
 	~FarEnd();
 	FarEnd(const FarEnd &) = delete;
 
-	/* Of the side that the daemon opens. */
+	/* The path that the daemon opens. */
 	std::string path() const;
 
 	void send(const std::string &bytes) const;

@@ -47,7 +47,7 @@ static const char *name_of(radio doing)
 	return "";
 }
 
-/* As everywhere else: ten digits at most, and a whole number without a point. */
+/* As in all output: at most ten digits, and a whole number without a point. */
 static json number(double value)
 {
 	const double rounded = std::stod(number_text(value));
@@ -55,7 +55,7 @@ static json number(double value)
 	return rounded == std::floor(rounded) ? json(static_cast<int64_t>(rounded)) : json(rounded);
 }
 
-/* What is no UTF-8, such as a file's name may be, is replaced: the line stays JSON. */
+/* Replaces bytes that are no UTF-8, for instance in a file's name: the line stays JSON. */
 static std::string line_of(const json &object)
 {
 	return object.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";

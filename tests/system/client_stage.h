@@ -82,7 +82,7 @@ class ClientTest : public SystemTest
 	}
 
 	program simulator;
-	std::vector<std::string> as_user; /* what stands before vorlinctl, if anything */
+	std::vector<std::string> as_user; /* words before vorlinctl, if any */
 };
 
 inline bool contains(const std::string &text, const std::string &part)

@@ -92,7 +92,7 @@ for words in 'demo --seconds=86400 --controller=qualcomm' 'soak --minutes 1 --se
 	[ -e "$scratch/called" ] || fail "./run $words: nothing is built"
 done
 
-### Who is not root installs through sudo, and is asked nothing that nobody sees
+### A user who is not root installs with sudo, without hidden questions
 mkdir "$scratch/few"
 for program in dirname readlink sed; do
 	ln -s "$(command -v $program)" "$scratch/few/$program"

@@ -10,10 +10,10 @@
 
 constexpr size_t VERSION_ANSWER = 15; /* bytes */
 
-/* Far more than line, pty and controller hold together, and more than they hold. */
+/* Bytes: far more than line, pty and controller hold together; and an upper bound of that. */
 constexpr size_t ENDLESS = size_t{ 8 } << 20;
 constexpr size_t LINE_HOLDS = size_t{ 64 } << 10;
-#ifdef VORLIND_SANITIZED /* that keeps freed memory back */
+#ifdef VORLIND_SANITIZED /* sanitizers keep freed memory */
 constexpr size_t GROWTH_KIB = 65536;
 #else
 constexpr size_t GROWTH_KIB = 1024;

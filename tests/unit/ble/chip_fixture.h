@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The settings and the folder in which a controller is brought up; the line is closed afterwards.
- */
+/* The settings and the folder for a controller's start-up; closes the line afterwards. */
 #pragma once
 
 #include "ble/chip.h"

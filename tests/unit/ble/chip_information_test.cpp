@@ -136,8 +136,6 @@ class ChipTraces : public ChipTest
 
 	int32_t result = 0;
 	std::vector<std::string> heard;
-
-      private:
 };
 
 #define ASKED                                                           \

@@ -54,8 +54,6 @@ class Chip : public ChipTest
 
 	strings heard;
 	std::string printed;
-
-      private:
 };
 
 TEST_F(Chip, ATiControllerOfVersion8NeedsNoPatchAndNoSoftReset)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/* Settings as after a start of the daemon, and what a function of the client writes. */
+/* The default settings, and the text that a function of the client writes. */
 #pragma once
 
 #include "client/settings/fields.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
  * A controller behind a pty, for code that opens the line itself: a thread answers each
- * command by a table and writes down what it heard.
+ * command from a table and records it.
  */
 #pragma once
 
@@ -15,10 +15,10 @@
 class PtyController
 {
       public:
-	/* The answers by the hexadecimal beginning of a command; none: silence. */
+	/* The answers, by a command's beginning in hexadecimal; no answer to others. */
 	explicit PtyController(std::map<std::string, std::string> answers);
 
-	std::string path; /* of the line */
+	std::string path; /* of the serial line */
 
 	/* The commands so far, "01 09 10 00". */
 	std::vector<std::string> heard();
