@@ -236,7 +236,7 @@ class ClientProbe : public ClientGuard
 		std::filesystem::rename(folder + "/ahead.new", folder + "/ahead");
 	}
 
-	/* How often somebody has asked the controller something. */
+	/* The number of commands that the controller got. */
 	[[nodiscard]] size_t questions() const
 	{
 		const std::string text = content_of(daemon.err);
