@@ -285,14 +285,15 @@ bool simulator::wait()
 	const timespec timeout = { left.count() / 1'000'000'000, left.count() % 1'000'000'000 };
 
 	ppoll(all.data(), all.size(), &timeout, nullptr);
-	if (m_quit || all[0].revents != 0)
+	if (all[0].revents != 0)
 		return false;
 	return m_options.run_time.count() == 0 || now() < m_options.run_time;
 }
 
 bool simulator::run()
 {
-	while (wait()) {
+	/* Its end may have been asked for by the script, after which nothing may happen. */
+	while (!m_quit && wait()) {
 		share_air();
 		serve_clients();
 		run_script();

@@ -193,6 +193,25 @@ TEST_F(SimPage, APortThatCannotComeBackEndsItWithOne)
 	EXPECT_EQ(content_of(link()), "precious");
 }
 
+TEST_F(SimPage, AScriptCanEndItWhileNothingElseHappens)
+{
+	std::ofstream(folder + "/script") << "# a comment\n0.1 faults\n+0.1 quit\n";
+	program sim;
+
+	EXPECT_EQ(run_sim({ "--script", folder + "/script" }, &sim), 0);
+}
+
+TEST_F(SimPage, APortThatCannotComeBackAtItsTimeEndsItToo)
+{
+	const program sim = start_controlled();
+
+	std::filesystem::remove(link());
+	std::ofstream(link()) << "precious";
+	EXPECT_EQ(control("unplug 500"), "");
+	EXPECT_EQ(wait_for_end(sim), 1);
+	EXPECT_EQ(content_of(link()), "precious");
+}
+
 TEST_F(SimPage, ControlCommandsDoWhatTheySay)
 {
 	const program sim = start_controlled();
