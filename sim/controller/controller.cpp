@@ -27,6 +27,7 @@ constexpr uint64_t MASK_ADVERTISING_REPORT = uint64_t{ 1 } << 1;
 constexpr uint16_t TI_EXTENSION_EVENT = 0x0400; /* plus the low byte of the opcode */
 constexpr uint16_t TI_GAP_COMMAND_STATUS = 0x067F;
 constexpr uint16_t PATCH_COMMAND = 0xFC00;
+constexpr uint8_t PATCH_SEGMENT = 0x1E;
 
 controller_settings settings_of(const controller_kind &kind)
 {
@@ -196,11 +197,19 @@ reply controller::execute(uint16_t opcode, byte_view params)
 	return row->run(m_core, params);
 }
 
+/* A TI controller has no command for patches. */
+bool controller::sends_segment_event(uint16_t opcode, const reply &answer) const
+{
+	return m_core.settings.quirks & QUIRK_SEGMENT_EVENT && opcode == PATCH_COMMAND &&
+	       find_command(m_core.settings.kind->vendor, opcode) && !answer.payload.empty() &&
+	       answer.payload[0] == PATCH_SEGMENT;
+}
+
 std::vector<bytes> controller::answers(uint16_t opcode, const reply &answer) const
 {
 	std::vector<bytes> events;
 
-	if (m_core.settings.quirks & QUIRK_SEGMENT_EVENT && opcode == PATCH_COMMAND)
+	if (sends_segment_event(opcode, answer))
 		events.push_back({ PACKET_EVENT, EVENT_VENDOR, 3, 0x00, 0x04, answer.status });
 	events.push_back(first_answer(opcode, answer));
 	if (answer.status == STATUS_SUCCESS)

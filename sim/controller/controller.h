@@ -234,6 +234,7 @@ class controller
 	}
 
       private:
+	bool sends_segment_event(uint16_t opcode, const reply &answer) const;
 	std::vector<bytes> answers(uint16_t opcode, const reply &answer) const;
 	bytes first_answer(uint16_t opcode, const reply &answer) const;
 	reply execute(uint16_t opcode, byte_view params);

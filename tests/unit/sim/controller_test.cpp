@@ -325,4 +325,16 @@ TEST(SimController, QuirkSegmentEventComesBesideTheAnswer)
 	controller chip(settings);
 
 	EXPECT_EQ(ask(chip, "01 00 FC 03 1E 01 02"), "04 FF 03 00 04 00 | 04 0E 05 01 00 FC 00 1E");
+	EXPECT_EQ(ask(chip, "01 00 FC 02 1E 01"), "04 FF 03 00 04 12 | 04 0E 05 01 00 FC 12 1E");
+	EXPECT_EQ(ask(chip, "01 00 FC 01 19"), "04 0E 0B 01 00 FC 00 19 10 00 00 02 00 00")
+		<< "no segment";
+}
+
+TEST(SimController, QuirkSegmentEventChangesNothingWithoutItsCommand)
+{
+	sim::controller_settings settings = settings_named("ti-08");
+	settings.quirks = sim::QUIRK_SEGMENT_EVENT;
+	controller chip(settings);
+
+	EXPECT_EQ(ask(chip, "01 00 FC 03 1E 01 02"), "04 FF 05 00 04 01 00 FC");
 }
