@@ -148,7 +148,8 @@ byte_view fault_set::limit_write(byte_view data)
 
 void fault_set::bend_header(fault &one, bytes &event)
 {
-	const uint32_t value = pick(one, one.value, 0, 0xFF);
+	const uint32_t least = one.kind == fault_kind::wrong_code ? 0 : 1;
+	const uint32_t value = pick(one, one.value, least, 0xFF);
 
 	if (one.kind == fault_kind::wrong_code)
 		event[1] = static_cast<uint8_t>(value);

@@ -238,6 +238,18 @@ TEST(SimSession, FaultLongLengthAnnouncesMore)
 	EXPECT_EQ(on.say(RESET), "04 0E FF 01 03 0C 00") << "never above a byte";
 }
 
+TEST(SimSession, FaultsOfTheLengthNeverLeaveItAsItIs)
+{
+	attached shorter("ti-08", { "short-length:by=each" });
+	attached longer("ti-08", { "long-length:by=each,times=256" });
+
+	EXPECT_EQ(shorter.say(RESET), "04 0E 03 01 03 0C 00") << "the first value is 1";
+	EXPECT_EQ(longer.say(RESET), "04 0E 05 01 03 0C 00");
+	for (int i = 0; i < 254; i++)
+		longer.say(RESET);
+	EXPECT_EQ(longer.say(RESET), "04 0E 05 01 03 0C 00") << "after 255 comes 1 again";
+}
+
 TEST(SimSession, FaultLateAnswersAfterTheHostGaveUp)
 {
 	attached on("ti-08", { "late" });
