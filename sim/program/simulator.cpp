@@ -301,6 +301,7 @@ bool simulator::run()
 		if (m_line.is_open())
 			take_from_host();
 		give_to_host();
+		listen(); /* a scan that has begun must wake for the next beacon */
 		m_records.tick(now());
 	}
 	const bool is_written = m_records.finish(now());

@@ -150,6 +150,20 @@ TEST_F(SimAir, ASecondHostHearsEachBeaconOfARotation)
 	sender.ask("01 0A 20 01 00");
 }
 
+TEST_F(SimAir, AScanHearsABeaconThatWasThereBeforeItWithoutPaceToo)
+{
+	join("one", { "--controller", "qualcomm" });
+	join("two", { "--baud", "0" });
+	host sender(link("one"));
+	host listener(link("two"));
+
+	prepare(sender);
+	advertise(sender, "01");
+	usleep(200'000);
+	begin_to_listen(listener, "00");
+	EXPECT_EQ(listener.next_event().substr(0, 14), "04 3E 2A 02 01");
+}
+
 TEST_F(SimAir, ADuplicateIsToldOnce)
 {
 	join("one", { "--controller", "qualcomm" });
