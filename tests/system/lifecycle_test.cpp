@@ -226,6 +226,36 @@ TEST_F(Lifecycle, AQuitSignalDuringStartUpIsActedOnWhenTheLoopBegins)
 	EXPECT_FALSE(semaphore_exists());
 }
 
+TEST_F(Lifecycle, AQuitSignalDuringAPatchDownloadEndsItAtThisSegment)
+{
+	const std::string log = folder + "/log";
+	program maker;
+
+	ASSERT_EQ(run({ built("vorlin-sim"), "--make-patch", folder + "/mpnv10.bin" }, &maker), 0);
+	/* Four seconds for each answer: the daemon waits for one when the signal comes. */
+	const program simulator =
+		start_simulator("qualcomm", { "--latency", "0xFC00=4000", "--log", log,
+					      "--patch-out", folder + "/received" });
+	const program daemon = start({ built("vorlind") });
+	const std::string stat = "/proc/" + std::to_string(daemon.pid) + "/stat";
+
+	ASSERT_TRUE(comes_true([&] {
+		return content_of(log).find("Patch Download") != std::string::npos &&
+		       content_of(stat).find(") S ") != std::string::npos;
+	}));
+	EXPECT_EQ(stop(daemon, SIGTERM), 0);
+	EXPECT_FALSE(segment_exists());
+	EXPECT_FALSE(semaphore_exists());
+	const std::string said = content_of(daemon.err);
+	EXPECT_NE(said.find("WARNING: failed to read HCI response.\n"
+			    "WARNING: patch download failed(times="),
+		  std::string::npos)
+		<< said;
+	EXPECT_TRUE(said.ends_with("WARNING: func_download_patch_file() failed.\n")) << said;
+	EXPECT_EQ(stop(simulator, SIGTERM), 0);
+	EXPECT_FALSE(std::filesystem::exists(folder + "/received"));
+}
+
 TEST_F(Lifecycle, TheLineIsLockedWhileItRunsAndFreeAfterIt)
 {
 	start_simulator("ti-08");
