@@ -98,14 +98,14 @@ TEST_F(ClientCheck, ALineThatAnotherProgramHoldsIs3AndSaysWhich)
 TEST_F(ClientCheck, ALineThatTheDaemonMayNotOpenIs3)
 {
 	program as_other;
+	const std::string vorlind = daemon_for_anyone();
 
-	if (run({ "/usr/bin/setpriv", "--reuid=65534", "--clear-groups", built("vorlind"),
-		  "--version" },
+	if (run({ "/usr/bin/setpriv", "--reuid=65534", "--clear-groups", vorlind, "--version" },
 		&as_other) != 0)
 		GTEST_SKIP() << "cannot become another user here: " << content_of(as_other.err);
 	start_controlled("ti-08");
 	ASSERT_EQ(run({ "/bin/sh", "-c", "chmod 600 /dev/ttyMSM1" }, &as_other), 0);
-	start({ "/usr/bin/setpriv", "--reuid=65534", "--clear-groups", built("vorlind") });
+	start({ "/usr/bin/setpriv", "--reuid=65534", "--clear-groups", vorlind });
 	ASSERT_EQ(ctl({ "wait", "--status", "none" }).status, 0);
 	done({ "show", "version" }); /* it is up */
 	expect_verdict(3, "no controller: vorlind has not opened /dev/ttyMSM1",

@@ -72,21 +72,9 @@ class ClientOutcome : public ClientTest
 			  0);
 		daemon = start({ "/bin/sh", "-c",
 				 "trap '' XFSZ; ulimit -f 128; exec 2>>messages; exec " + user +
-					 quoted(copy_of_daemon()) });
+					 quoted(daemon_for_anyone()) });
 		ASSERT_TRUE(comes_true([&] { return ctl({ "wait" }).status == 0; }));
 		done({ "set", "mac", "NONE" });
-	}
-
-	/* Its libraries may lie where only root may look, as in root's home. */
-	[[nodiscard]] std::string copy_of_daemon() const
-	{
-#ifdef VORLIND_EMULATED
-		return built("vorlind");
-#endif
-		std::filesystem::copy(built("vorlind"), folder);
-		std::filesystem::copy(built("lib"), folder + "/lib",
-				      std::filesystem::copy_options::recursive);
-		return folder + "/vorlind";
 	}
 
 	std::string messages() const

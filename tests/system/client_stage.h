@@ -38,6 +38,19 @@ class ClientTest : public SystemTest
 		return a.out;
 	}
 
+	/* A daemon that any user can start: the build may lie where only root may look. */
+	[[nodiscard]] std::string daemon_for_anyone() const
+	{
+#ifdef VORLIND_EMULATED
+		return built("vorlind");
+#endif
+		std::filesystem::permissions(folder, std::filesystem::perms(0755));
+		std::filesystem::copy(built("vorlind"), folder);
+		std::filesystem::copy(built("lib"), folder + "/lib",
+				      std::filesystem::copy_options::recursive);
+		return folder + "/vorlind";
+	}
+
 	/* Write a patch file if the controller needs one. */
 	void make_patch_for(const std::string &controller)
 	{
