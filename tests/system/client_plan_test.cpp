@@ -3,6 +3,7 @@
 #include "tests/system/client_stage.h"
 
 #include <csignal>
+#include <unistd.h>
 
 class ClientApply : public ClientTest
 {
@@ -147,4 +148,17 @@ TEST_F(ClientApply, ADryRunNeedsNoDaemonAndMarksWhatTheControllerDecides)
 	EXPECT_EQ(ctl({ "apply", "--dry-run", plan("beacon 6 on\n") }).status, 1);
 	EXPECT_EQ(ctl({ "apply", "--check", plan("start\n") }).status, 2) << "a check needs it";
 	EXPECT_EQ(ctl({ "apply", plan("start\n") }).status, 2);
+}
+
+/* A minute is the usual deadline, and two dwells come on top: of the interval that is to be. */
+TEST_F(ClientApply, WaitsForDwellsOfTheNewInterval)
+{
+	const program daemon = start_with("ti-08");
+	ASSERT_EQ(kill(daemon.pid, SIGSTOP), 0);
+	const program applying =
+		start({ built("vorlinctl"), "apply", plan("set interval 10240\n") });
+	EXPECT_EQ(sleep(63), 0u);
+	EXPECT_EQ(kill(daemon.pid, SIGCONT), 0);
+	EXPECT_EQ(wait_for_end(applying), 0) << content_of(applying.err);
+	EXPECT_STREQ(segment->config.interval, "10240");
 }
