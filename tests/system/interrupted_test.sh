@@ -1,8 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# ./run test and ./run mutants end at once when they are interrupted, and leave nothing behind.
+# ./run test, mutants and heal end at once when they are interrupted, and leave nothing behind.
 # Stand-ins for the programs that they build and run end only by a signal.
-# usage: interrupted_test.sh test|mutants
+# usage: interrupted_test.sh test|mutants|heal
 
 set -u
 cd "$(dirname "$0")/../.." || exit 1
@@ -28,7 +28,7 @@ fail()
 }
 
 : >"$scratch/output"
-[ "$verb" != mutants ] || tools/sandbox true || exit 77
+[ "$verb" = test ] || tools/sandbox true || exit 77
 mkdir "$scratch/bin" "$scratch/tmp" "$scratch/copy"
 for file in run tools/*; do
 	[ ! -f "$file" ] || cp --parents "$file" "$scratch/copy"
@@ -50,6 +50,11 @@ cat >"$scratch/bin/ninja" <<'STUB'
 mkdir -p "$2/tests"
 cp "$(command -v ctest)" "$2/tests/tea_cup_test"
 STUB
+# The access points for heal do, too.
+mkdir "$scratch/copy/build/tests"
+cp "$scratch/bin/ctest" "$scratch/copy/build/tests/heal_cell"
+printf '#!/bin/sh\necho "  cut    closes the line"\n' >"$scratch/copy/build/vorlin-sim"
+chmod +x "$scratch"/copy/build/vorlin-sim "$scratch"/copy/build/tests/*
 cat >"$scratch/bin/git" <<'STUB'
 #!/bin/sh
 printf '%s\0' tools/sandbox tools/supervise tests/unit/tea/cup_test.cpp

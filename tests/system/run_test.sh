@@ -73,6 +73,11 @@ soak --controller ti-09|--controller takes ti-06, ti-08, qualcomm or all, not ti
 soak --steps=|--steps takes a whole number from 1, not 
 soak --crowd 0|--crowd takes a whole number from 1, not 0
 soak now|unknown option now
+heal everything|unknown option everything
+heal --jobs 0|--jobs takes a whole number from 1, not 0
+heal --probe soon|--probe takes a whole number from 1, not soon
+heal --only|--only needs a value
+heal --colour red|unknown option --colour
 bench --long|unknown option --long
 fleet|how many access points?
 fleet 0|fleet takes a whole number from 1, not 0
@@ -85,7 +90,8 @@ END
 
 ### Accepted: it goes on to build
 for words in 'demo --seconds=86400 --controller=qualcomm' 'soak --minutes 1 --seed=7' \
-	'soak --crowd 5000' 'fleet 1 2 --seconds=3' 'ap --test --stay' 'ap --listen' 'bench --short'; do
+	'soak --crowd 5000' 'heal --only cut silent --jobs 2' 'fleet 1 2 --seconds=3' \
+	'ap --test --stay' 'ap --listen' 'bench --short'; do
 	# shellcheck disable=SC2086 # the words of a command line
 	run $words
 	[ $status = 1 ] || fail "./run $words: status $status"

@@ -7,17 +7,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <sstream>
-
-static std::vector<std::string> lines_of(const std::string &text)
-{
-	std::istringstream stream(text);
-	std::vector<std::string> lines;
-
-	for (std::string line; std::getline(stream, line);)
-		lines.push_back(line);
-	return lines;
-}
 
 class SimCaptures : public SimulatorTest
 {

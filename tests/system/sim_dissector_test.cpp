@@ -10,17 +10,6 @@
 #include <random>
 #include <regex>
 #include <set>
-#include <sstream>
-
-static std::vector<std::string> lines_of(const std::string &text)
-{
-	std::istringstream stream(text);
-	std::vector<std::string> lines;
-
-	for (std::string line; std::getline(stream, line);)
-		lines.push_back(line);
-	return lines;
-}
 
 static const std::string vendor_packets =
 	"(bthci_cmd.opcode.ogf == 0x3f || bthci_evt.opcode.ogf == 0x3f || bthci_evt.code == 0xff)";

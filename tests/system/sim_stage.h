@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 
 static const char simulated_address[] = "BLE MAC Address: 020000000001\n";
 static const char no_answer[] = "WARNING: failed to read HCI response.\n";
@@ -22,6 +23,16 @@ inline size_t count_of(const std::string &text, const std::string &part)
 	for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
 		count++;
 	return count;
+}
+
+inline std::vector<std::string> lines_of(const std::string &text)
+{
+	std::istringstream stream(text);
+	std::vector<std::string> lines;
+
+	for (std::string line; std::getline(stream, line);)
+		lines.push_back(line);
+	return lines;
 }
 
 class SimulatorTest : public SystemTest

@@ -270,8 +270,7 @@ class SimValues : public SimulatorTest, public testing::WithParamInterface<const
 		const std::string log = content_of(folder + "/log");
 		size_t count = 0;
 
-		std::istringstream lines(log);
-		for (std::string line; std::getline(lines, line);)
+		for (const std::string &line : lines_of(log))
 			if (line.find("\"what\":\"command\"") != std::string::npos &&
 			    line.find(what.line) != std::string::npos)
 				count++;
@@ -386,9 +385,8 @@ TEST_P(SimValues, WithEachQuirkAndFaultOfAStartAreAsTheTableSays)
 static std::set<std::string> names_of(const std::string &help)
 {
 	std::set<std::string> names;
-	std::istringstream lines(help);
 
-	for (std::string line; std::getline(lines, line);)
+	for (const std::string &line : lines_of(help))
 		if (line.starts_with("  "))
 			names.insert(words_of(line)[0]);
 	return names;
