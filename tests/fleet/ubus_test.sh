@@ -9,8 +9,7 @@ here=$(dirname "$(readlink -f "$0")")
 build=$1
 # shellcheck source=tests/packaging/stage.sh
 . "$here/../packaging/stage.sh"
-lay_over daemon client
-PATH=$here:$PATH
+PATH=$here:/usr/sbin:$PATH # users other than root may not have it
 page=$here/../../docs/fleet.md
 
 # The value of a name in the JSON on standard input, printed by Python.
@@ -29,8 +28,9 @@ answers() # CODE: the answer has this exit status
 call=$(grep '^ubus call' "$page")
 [ "$(echo "$call" | wc -l)" = 1 ] || fail "the page has these calls: $call"
 list=$(sed -n 's,^.*`\(/usr/share/rpcd/acl.d/[a-z]*.json\)`.*$,\1,p' "$page")
-mkdir -p "${list%/*}"
-sed -n '/^{"monitoring"/,/^```/{/^```/!p}' "$page" >"$list"
+mkdir -p "$scratch/image${list%/*}" # a user may not write to this machine's folders, even overlaid
+sed -n '/^{"monitoring"/,/^```/{/^```/!p}' "$page" >"$scratch/image$list"
+lay_over daemon client
 [ -s "$list" ] || fail 'the page has no access list'
 
 ### The answer also reports a missing daemon
