@@ -38,13 +38,21 @@ class ClientTest : public SystemTest
 		return a.out;
 	}
 
-	/* A daemon that any user can start: the build may lie where only root may look. */
+	/*
+	 * A daemon that any user can start: the build may lie where only root may look, and so may
+	 * the folder for temporary files.
+	 */
 	[[nodiscard]] std::string daemon_for_anyone() const
 	{
+		using enum std::filesystem::perms;
 #ifdef VORLIND_EMULATED
 		return built("vorlind");
 #endif
-		std::filesystem::permissions(folder, std::filesystem::perms(0755));
+		for (std::filesystem::path above = folder; above.has_relative_path();
+		     above = above.parent_path())
+			if ((status(above).permissions() & others_exec) == none)
+				permissions(above, group_exec | others_exec,
+					    std::filesystem::perm_options::add);
 		std::filesystem::copy(built("vorlind"), folder);
 		std::filesystem::copy(built("lib"), folder + "/lib",
 				      std::filesystem::copy_options::recursive);
