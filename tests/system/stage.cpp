@@ -71,6 +71,23 @@ static void remove_ipc_objects()
 		shmctl(shm, IPC_RMID, nullptr);
 }
 
+/* Where root may not administer the system, only their owner may remove them. */
+static void remove_ipc_objects_of_another_user()
+{
+	const int shm = shmget(static_cast<key_t>(BLE_SHM_KEY), 0, 0600);
+	shmid_ds segment = {};
+
+	if (shm < 0 || shmctl(shm, IPC_STAT, &segment) != 0)
+		return;
+	const pid_t pid = fork();
+	if (pid == 0) {
+		if (setuid(segment.shm_perm.uid) == 0)
+			remove_ipc_objects();
+		_exit(0);
+	}
+	waitpid(pid, nullptr, 0);
+}
+
 void SystemTest::SetUp()
 {
 	ASSERT_NE(getenv("VORLIND_BUILD"), nullptr) << "VORLIND_BUILD names the build to test";
@@ -88,6 +105,7 @@ void SystemTest::TearDown()
 	if (segment)
 		shmdt(segment);
 	remove_ipc_objects();
+	remove_ipc_objects_of_another_user();
 	std::error_code gone;
 	std::filesystem::remove("/dev/ttyMSM1", gone); /* a killed simulator's link */
 	std::filesystem::remove_all(folder, gone);
