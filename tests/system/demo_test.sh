@@ -49,9 +49,12 @@ before=$(on_the_machine)
 
 left_behind()
 {
+	exec 8</dev # tools/sandbox locks it: nobody else is on the plain machine now
+	flock 8
 	pgrep -f "^$build/vorlin" >/dev/null && fail "a process is left: $(pgrep -af "^$build/vorlin")"
 	[ -n "$before" ] || [ -z "$(on_the_machine)" ] || fail "left on the machine: $(on_the_machine)"
 	[ -z "$(ls "$TMPDIR")" ] || fail "scratch is left: $(ls "$TMPDIR")"
+	exec 8<&-
 }
 
 # Interrupts it like a terminal (all its processes), like kill (the first one), or by closing its
