@@ -47,6 +47,7 @@ other_user=''
 if [ "$(id -u)" = 0 ]; then
 	other_user='setpriv --reuid 65534 --regid 65534 --clear-groups'
 	chown -R 65534:65534 "$second"
+	$other_user test -x "$second" || fail "another user may not enter $scratch: set another TMPDIR"
 fi
 
 build() # FOLDER, in the caller's environment

@@ -63,6 +63,10 @@ status=$?
 [ $status = 7 ] || fail "the status of the command becomes $status"
 expect_nothing end
 
+# shellcheck disable=SC2016 # the other shell's words
+tools/leash sh -c 'stat -c %a "$TMPDIR"' >"$scratch/mode"
+[ "$(cat "$scratch/mode")" = 711 ] || fail 'another user cannot have temporary files behind it'
+
 tools/leash true <&- || fail 'without a standard input it does not run the command'
 
 for signal in INT TERM HUP; do
