@@ -47,7 +47,10 @@ other_user=''
 if [ "$(id -u)" = 0 ]; then
 	other_user='setpriv --reuid 65534 --regid 65534 --clear-groups'
 	chown -R 65534:65534 "$second"
-	$other_user test -x "$second" || fail "another user may not enter $scratch: set another TMPDIR"
+	$other_user test -x "$second" || {
+		fail "another user may not enter $scratch: set another TMPDIR"
+		exit 1
+	}
 fi
 
 build() # FOLDER, in the caller's environment
@@ -70,7 +73,11 @@ packages=$(cd "$first/build-release" && echo *.deb)
 [ "$(echo "$packages" | wc -w)" = 2 ] || fail "there are other packages than two: $packages"
 for file in vorlind vorlinctl vorlin-sim lib/libqvsh_log.so lib/libuam.so lib/libqvkit.so \
 	lib/libinfo_transfer.so $packages; do
-	cmp "$first/build-release/$file" "$second/build-release/$file" || fail "$file differs"
+	if cmp "$first/build-release/$file" "$second/build-release/$file"; then
+		echo "$file: the same, the second one of user $(stat -c %u "$second/build-release/$file")"
+	else
+		fail "$file differs"
+	fi
 done
 grep -laF "$scratch" "$first"/build-release/vor* && fail 'a program tells where it was built'
 exit $((failures > 0))
