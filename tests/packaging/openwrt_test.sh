@@ -171,7 +171,7 @@ settings 33
 reload_config
 within 20 on_air 33 || fail 'a changed file is not taken by itself'
 same_daemon || fail 'a reload changes the daemon'
-logged 'vorlin reload ended with 0' || fail 'the reload ends badly'
+within 10 logged 'vorlin reload ended with 0' || fail 'the reload ends badly'
 pull_out
 vorlinctl stop
 hotplug-call remove ttyMSM1
