@@ -20,6 +20,9 @@ skip()
 	exit 77
 }
 
+# Before anything is written, which would be a folder of the machine.
+[ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
+
 # True as soon as the command is; false after much more than this many seconds, which only a hang
 # takes, even on a busy machine.
 within()
@@ -36,7 +39,6 @@ within()
 # Installs components, and overlays /usr and /etc with their files.
 lay_over()
 {
-	[ "${VORLIND_SANDBOX-}" = private ] || skip 'only where namespaces are allowed'
 	mkdir -p $scratch/image/usr $scratch/image/etc
 	for component in "$@"; do
 		DESTDIR=$scratch/image cmake --install "$build" --prefix /usr \
